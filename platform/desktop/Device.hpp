@@ -1,0 +1,51 @@
+#pragma once
+
+#include <filesystem>
+#include <stdexcept>
+
+#include "platform/LocalAuthentication.hpp"
+
+/// The desktop device, as the host of the component (a command, a test) meets it: a folder that holds a
+/// keychain and the state of a simulated phone. It is for development and tests and protects nobody's real
+/// key.
+namespace KavrelCrypto::Desktop {
+
+/// A device that cannot be used: the folder, the database or a value is at fault. `what()` is a sentence for
+/// people: what is wrong, where, and what to do.
+class DeviceError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// What `kavrel device set` changes. A new device has the values below.
+struct DeviceState {
+    LABiometryType biometry = LABiometryType::faceID;
+    bool enrolled = true;
+    bool lockedOut = false;
+    bool locked = false;
+    bool firstUnlock = true;  // the device was unlocked at least once since it was started
+
+    friend bool operator==(const DeviceState&, const DeviceState&) = default;
+};
+
+/// Makes `folder` this process's device, in place of one opened earlier. Creates the folder (mode 0700) and
+/// its files (0600) where missing. Throws DeviceError when the folder cannot be used or holds a damaged or
+/// foreign database; then nothing in it has been changed.
+void openDevice(const std::filesystem::path& folder);
+
+/// `$KAVREL_DEVICE`, else `kavrel/device` under `$XDG_DATA_HOME`, else under `~/.local/share`. Throws
+/// DeviceError when none of the three is set.
+std::filesystem::path defaultDeviceFolder();
+
+/// The state of the open device. Throws DeviceError when it cannot be read.
+DeviceState deviceState();
+
+/// Changes the state of the open device, all of it or nothing. Setting `lockedOut` to false also forgets the
+/// failed attempts. Throws DeviceError when the state cannot be (an unlocked device before its first unlock)
+/// or cannot be written.
+void setDeviceState(const DeviceState& state);
+
+/// Makes the open device a new one: no items, the state of a new device. Throws DeviceError.
+void resetDevice();
+
+}  // namespace KavrelCrypto::Desktop

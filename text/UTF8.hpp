@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string_view>
+
+namespace KavrelCrypto {
+
+/// Whether `bytes` are well-formed UTF-8 (RFC 3629): no overlong form, no surrogate, nothing past U+10FFFF.
+bool isUTF8(std::string_view bytes);
+
+}  // namespace KavrelCrypto
