@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -95,9 +94,16 @@ class CertificateSigningRequest {
     /// Splits an RSAPublicKey, in a BIT STRING or not, into views of modulus and exponent, as stored.
     static std::optional<std::pair<BytesView, BytesView>> decodeRSAPublicKeyComponents(BytesView data);
 
+    /// The RSAPublicKey (RFC 8017) in DER, written anew from its parts.
+    static Bytes rsaPublicKey(BytesView publicKeyBits);
+
+    [[nodiscard]] std::optional<Bytes> sign(BytesView info, const SecKeyRef& privateKey) const;
+    [[nodiscard]] bool verify(BytesView info, BytesView signature, const SecKeyRef& publicKey) const;
+
+    /// The algorithm; stops the process when there is none.
     [[nodiscard]] const KeyAlgorithm& requiredKeyAlgorithm() const;
 
-    const Values values;
+    const Values values_;
 };
 
 }  // namespace KavrelCrypto

@@ -36,6 +36,8 @@ class CryptoUtils {
     [[nodiscard]] std::string publicTag(const std::string& alias) const;
 
   private:
+    // Part of what the utility is made of, beside the prefixes; neither operation needs it.
+    [[maybe_unused]] const std::shared_ptr<const SecureKeyManager> keyManager;
     const std::string privateTagPrefix;
     const std::string publicTagPrefix;
 };

@@ -11,10 +11,6 @@
 
 namespace KavrelCrypto {
 
-/// The domain of the errors that the key manager makes itself. Their codes are -1, -2, -4, -5, -6 and -7;
-/// there is no -3, and the gap stays: codes keep their meaning once they are out.
-inline constexpr const char* SecureKeyManagerErrorDomain = "SecureKeyManager";
-
 /// Owns the one RSA key pair of each person, in the keychain, and signs with it after a biometric check.
 ///
 /// A person is named by an alias, any text in UTF-8, the empty one included; it is used byte for byte behind

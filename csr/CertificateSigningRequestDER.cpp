@@ -1,0 +1,210 @@
+// The DER (X.690) writers and readers of the request.
+
+#include <limits>
+
+#include "csr/CertificateSigningRequest.hpp"
+#include "platform/Foundation.hpp"
+#include "text/ASCII.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+constexpr std::uint8_t integerTag = 0x02;
+constexpr std::uint8_t bitStringTag = 0x03;
+constexpr std::uint8_t printableStringTag = 0x13;
+constexpr std::uint8_t sequenceTag = 0x30;
+constexpr std::uint8_t setTag = 0x31;
+constexpr std::uint8_t uncompressedPoint = 0x04;
+
+std::int64_t length(BytesView bytes) {
+    return static_cast<std::int64_t>(bytes.size());
+}
+
+bool byteIs(std::uint8_t expected, BytesView data, std::int64_t index) {
+    return index < length(data) && data[static_cast<std::size_t>(index)] == expected;
+}
+
+/// The end of `size` bytes at `start`.
+std::int64_t end(std::int64_t start, std::int64_t size) {
+    if (size > std::numeric_limits<std::int64_t>::max() - start) {
+        fatalError("a DER length overflows the position that it is added to");
+    }
+    return start + size;
+}
+
+BytesView slice(BytesView data, std::int64_t start, std::int64_t endIndex) {
+    return data.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(endIndex - start));
+}
+
+void append(BytesView bytes, Bytes& out) {
+    out.insert(out.end(), bytes.begin(), bytes.end());
+}
+
+/// Whether `what` can be an attribute type of the subject. Its length is the only test, on purpose: the
+/// arrays that arrive here are this class's own.
+bool isSubjectItem(BytesView what) {
+    if (what.size() == 5 || what.size() == 11) {
+        return true;
+    }
+    print("Error: appending to a non-subject item");
+    return false;
+}
+
+Bytes itemWithType(BytesView what) {
+    Bytes item;
+    item.reserve(128);
+    append(what, item);
+    return item;
+}
+
+void appendRelativeDistinguishedName(Bytes item, Bytes& out) {
+    CertificateSigningRequest::enclose(item, sequenceTag);
+    CertificateSigningRequest::enclose(item, setTag);
+    append(item, out);
+}
+
+}  // namespace
+
+void CertificateSigningRequest::appendDERLength(std::int64_t length, Bytes& out) {
+    if (length < 0) {
+        fatalError("a DER length is not negative");
+    }
+    if (length < 0x80) {
+        out.push_back(static_cast<std::uint8_t>(length));
+    } else if (length < 0x100) {
+        out.push_back(0x81);
+        out.push_back(static_cast<std::uint8_t>(length));
+    } else if (length < 0x8000) {
+        out.push_back(0x82);
+        out.push_back(static_cast<std::uint8_t>(length >> 8U));
+        out.push_back(static_cast<std::uint8_t>(length));
+    }
+    // From 32768 on nothing is written, on purpose: what the component encodes stays far below, and a
+    // structure that does not has always come out without its length.
+}
+
+void CertificateSigningRequest::enclose(Bytes& data, std::uint8_t tag) {
+    Bytes enclosed;
+    enclosed.reserve(data.size() + 4);
+    enclosed.push_back(tag);
+    appendDERLength(length(data), enclosed);
+    append(data, enclosed);
+    data = std::move(enclosed);
+}
+
+void CertificateSigningRequest::prependByte(std::uint8_t byte, Bytes& data) {
+    data.insert(data.begin(), byte);
+}
+
+void CertificateSigningRequest::appendBITSTRING(BytesView content, Bytes& out) {
+    out.push_back(bitStringTag);
+    appendDERLength(length(content), out);
+    append(content, out);
+}
+
+void CertificateSigningRequest::appendPrintableString(const std::string& string, Bytes& out) {
+    out.push_back(printableStringTag);
+    // Length and content disagree for a text that is not all ASCII. That is kept on purpose: the component
+    // writes digits here.
+    appendDERLength(static_cast<std::int64_t>(asciiLength(string)), out);
+    const std::string ascii = lossyASCII(string);
+    out.insert(out.end(), ascii.begin(), ascii.end());
+}
+
+void CertificateSigningRequest::appendUTF8String(const std::string& string, Bytes& out, std::uint8_t tag) {
+    out.push_back(tag);
+    appendDERLength(static_cast<std::int64_t>(string.size()), out);
+    out.insert(out.end(), string.begin(), string.end());
+}
+
+void CertificateSigningRequest::appendSubjectItem(BytesView what, const std::string& value, Bytes& out,
+                                                  std::uint8_t tag) {
+    if (isSubjectItem(what)) {
+        Bytes item = itemWithType(what);
+        appendUTF8String(value, item, tag);
+        appendRelativeDistinguishedName(std::move(item), out);
+    }
+}
+
+void CertificateSigningRequest::appendSubjectItemPrintable(BytesView what, const std::string& value,
+                                                           Bytes& out) {
+    if (isSubjectItem(what)) {
+        Bytes item = itemWithType(what);
+        appendPrintableString(value, item);
+        appendRelativeDistinguishedName(std::move(item), out);
+    }
+}
+
+std::int64_t CertificateSigningRequest::derEncodingGetSizeFrom(BytesView data, std::int64_t& index) {
+    if (index < 0 || index >= length(data)) {
+        fatalError("a DER length lies within the data");
+    }
+    const std::uint8_t first = data[static_cast<std::size_t>(index)];
+    // 0x80 counts as the short length 128, not as an indefinite length, on purpose: DER knows no indefinite
+    // one.
+    const bool isLong = first > 0x80;
+    const std::int64_t start = isLong ? index + 1 : index;
+    const std::int64_t count = isLong ? first & 0x7F : 1;
+
+    std::int64_t size = 0;
+    for (std::int64_t i = start; i < start + count; ++i) {
+        if (size >= std::int64_t{1} << 55U) {
+            fatalError("a DER length fits 63 bits");
+        }
+        if (i >= length(data)) {
+            fatalError("a DER length ends within the data");
+        }
+        size = size * 256 + data[static_cast<std::size_t>(i)];
+    }
+    index = start + count;
+    return size;
+}
+
+std::int64_t CertificateSigningRequest::derEncodingSpecificSize(BytesView data, std::int64_t /*index*/,
+                                                                std::int64_t /*numOfBytes*/) {
+    if (data.empty()) {
+        fatalError("an elliptic-curve public key is not empty");
+    }
+    if (data.front() != uncompressedPoint) {
+        print("Error, framework only supports uncompressed keys");
+    }
+    return length(data);
+}
+
+std::optional<std::pair<BytesView, BytesView>> CertificateSigningRequest::decodeRSAPublicKeyComponents(
+    BytesView data) {
+    std::int64_t position = 0;
+    if (byteIs(bitStringTag, data, position)) {
+        ++position;
+        static_cast<void>(derEncodingGetSizeFrom(data, position));
+        ++position;  // the count of unused bits
+    }
+    if (byteIs(sequenceTag, data, position)) {
+        ++position;
+        static_cast<void>(derEncodingGetSizeFrom(data, position));
+    }
+    if (!byteIs(integerTag, data, position)) {
+        return std::nullopt;
+    }
+    ++position;
+    const std::int64_t modulusSize = derEncodingGetSizeFrom(data, position);
+    const std::int64_t modulusEnd = end(position, modulusSize);
+    if (modulusEnd > length(data)) {
+        return std::nullopt;
+    }
+    const BytesView modulus = slice(data, position, modulusEnd);
+
+    position = modulusEnd;
+    if (!byteIs(integerTag, data, position)) {
+        return std::nullopt;
+    }
+    ++position;
+    const std::int64_t exponentSize = derEncodingGetSizeFrom(data, position);
+    const std::int64_t exponentEnd = end(position, exponentSize);
+    if (exponentEnd > length(data)) {
+        return std::nullopt;
+    }
+    return std::pair(modulus, slice(data, position, exponentEnd));
+}
+
+}  // namespace KavrelCrypto

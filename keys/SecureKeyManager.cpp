@@ -1,0 +1,121 @@
+#include "keys/SecureKeyManager.hpp"
+
+#include <optional>
+#include <string_view>
+
+#include "keys/SecureKeyManagerError.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+Bytes tag(const std::string& prefix, const std::string& alias) {
+    Bytes bytes(prefix.begin(), prefix.end());
+    bytes.insert(bytes.end(), alias.begin(), alias.end());
+    return bytes;
+}
+
+CFDictionary deletionQuery(Bytes tag, SecConstant keyClass) {
+    return {
+        {kSecClass, kSecClassKey},
+        {kSecAttrApplicationTag, std::move(tag)},
+        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+        {kSecAttrKeyClass, keyClass},
+    };
+}
+
+}  // namespace
+
+const std::shared_ptr<const SecureKeyManager>& SecureKeyManager::shared() {
+    // Never destroyed: a prompt may still be answered while the process ends.
+    static const auto& instance =
+        *new std::shared_ptr<const SecureKeyManager>(std::make_shared<SecureKeyManager>());
+    return instance;
+}
+
+SecureKeyManager::SecureKeyManager()
+    : privateTagPrefix("com.solbera.app.privatekey."), publicTagPrefix("com.solbera.app.publickey.") {}
+
+Bytes SecureKeyManager::privateTag(const std::string& alias) const {
+    return tag(privateTagPrefix, alias);
+}
+
+Bytes SecureKeyManager::publicTag(const std::string& alias) const {
+    return tag(publicTagPrefix, alias);
+}
+
+SecKeyRef SecureKeyManager::generateKeyPair(const std::string& alias) const {
+    // No Secure Enclave and no access control: `sign` is the gate. The public half names no accessibility and
+    // gets the platform's default.
+    const CFDictionary parameters = {
+        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+        {kSecAttrKeySizeInBits, std::int64_t{2048}},
+        {kSecPrivateKeyAttrs,
+         CFDictionary{
+             {kSecAttrIsPermanent, true},
+             {kSecAttrApplicationTag, privateTag(alias)},
+             {kSecAttrAccessible, kSecAttrAccessibleWhenUnlockedThisDeviceOnly},
+         }},
+        {kSecPublicKeyAttrs,
+         CFDictionary{
+             {kSecAttrIsPermanent, true},
+             {kSecAttrApplicationTag, publicTag(alias)},
+         }},
+    };
+    std::optional<NSError> error;
+    SecKeyRef privateKey = SecKeyCreateRandomKey(parameters, &error);
+    if (privateKey != nullptr) {
+        return privateKey;
+    }
+    if (error.has_value()) {
+        print("❌ SecKeyCreateRandomKey error: " + error->description());
+        throw *error;
+    }
+    throw secureKeyManagerError(-1, "Unknown error in SecKeyCreateRandomKey");
+}
+
+SecKeyRef SecureKeyManager::loadPrivateKey(const std::string& alias, const LAContextRef& context) const {
+    // The private tag alone picks the private half, so the query names no key class.
+    CFDictionary query = {
+        {kSecClass, kSecClassKey},
+        {kSecAttrApplicationTag, privateTag(alias)},
+        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+        {kSecReturnRef, true},
+    };
+    if (context != nullptr) {
+        query.push_back({kSecUseAuthenticationContext, context});
+        query.push_back({kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow});
+    }
+    SecItemResult result;
+    if (SecItemCopyMatching(query, &result) != errSecSuccess) {
+        return nullptr;
+    }
+    const SecKeyRef* key = std::get_if<SecKeyRef>(&result);
+    return key == nullptr ? nullptr : *key;
+}
+
+void SecureKeyManager::forceDeleteAllKeys(const std::string& alias) const {
+    const OSStatus privateStatus = SecItemDelete(deletionQuery(privateTag(alias), kSecAttrKeyClassPrivate));
+    const OSStatus publicStatus = SecItemDelete(deletionQuery(publicTag(alias), kSecAttrKeyClassPublic));
+    // The two labels are of one length: "public" is followed by two blanks.
+    print("🔑 forceDeleteAllKeys private status: " + std::to_string(privateStatus));
+    print("🔑 forceDeleteAllKeys public  status: " + std::to_string(publicStatus));
+}
+
+SecKeyRef SecureKeyManager::getPublicKey(const SecKeyRef& privateKey) {
+    SecKeyRef publicKey = SecKeyCopyPublicKey(privateKey);
+    if (publicKey == nullptr) {
+        throw secureKeyManagerError(-2, "Failed to get public key");
+    }
+    return publicKey;
+}
+
+SecKeyRef SecureKeyManager::getOrCreatePrivateKey(const std::string& alias) const {
+    if (SecKeyRef privateKey = loadPrivateKey(alias, nullptr)) {
+        return privateKey;
+    }
+    // What an interrupted generation left behind must not end up beside the new pair.
+    forceDeleteAllKeys(alias);
+    return generateKeyPair(alias);
+}
+
+}  // namespace KavrelCrypto

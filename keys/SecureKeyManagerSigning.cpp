@@ -1,0 +1,70 @@
+#include <optional>
+#include <utility>
+
+#include "keys/SecureKeyManager.hpp"
+#include "keys/SecureKeyManagerError.hpp"
+#include "platform/Dispatch.hpp"
+
+namespace KavrelCrypto {
+
+void SecureKeyManager::sign(const std::string& alias, Bytes data,
+                            std::function<void(SigningResult)> completion) const {
+    // Always the prompt first: whether the person has a key is told to nobody who has not been recognised.
+    authenticateWithBiometrics(
+        "Authenticate to sign",
+        [weakManager = weak_from_this(), alias, data = std::move(data),
+         completion = std::move(completion)](const AuthenticationResult& authentication) {
+            const std::shared_ptr<const SecureKeyManager> manager = weakManager.lock();
+            if (manager == nullptr) {
+                return;
+            }
+            if (const auto* error = std::get_if<NSError>(&authentication)) {
+                completion(*error);
+            } else {
+                completion(manager->signature(alias, data, std::get<LAContextRef>(authentication)));
+            }
+        });
+}
+
+void SecureKeyManager::authenticateWithBiometrics(
+    const std::string& reason, std::function<void(const AuthenticationResult&)> completion) {
+    constexpr LAPolicy policy = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
+    // A context remembers that it was evaluated, so each request gets its own.
+    const LAContextRef context = makeLAContext();
+    std::optional<NSError> error;
+    if (!canEvaluatePolicy(*context, policy, &error)) {
+        completion(error.value_or(secureKeyManagerError(-6, "Biometric authentication not available")));
+        return;
+    }
+    evaluatePolicy(
+        context, policy, reason,
+        [context, completion = std::move(completion)](bool success, std::optional<NSError> failure) {
+            dispatchAsyncMain([=] {
+                if (success) {
+                    completion(context);
+                } else {
+                    completion(
+                        failure.value_or(secureKeyManagerError(-7, "Biometric authentication failed")));
+                }
+            });
+        });
+}
+
+SecureKeyManager::SigningResult SecureKeyManager::signature(const std::string& alias, BytesView data,
+                                                            const LAContextRef& context) const {
+    const SecKeyRef privateKey = loadPrivateKey(alias, context);
+    if (privateKey == nullptr) {
+        return secureKeyManagerError(-4, "Private key not found");
+    }
+    std::optional<NSError> error;
+    // A message algorithm: what arrives here is hashed once more, also when it is a digest already. Verifiers
+    // count on it.
+    std::optional<Bytes> bytes =
+        SecKeyCreateSignature(privateKey, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256, data, &error);
+    if (bytes.has_value()) {
+        return *std::move(bytes);
+    }
+    return error.value_or(secureKeyManagerError(-5, "Unknown error creating signature"));
+}
+
+}  // namespace KavrelCrypto

@@ -1,0 +1,44 @@
+// "storeCertificate" and "getCertificate".
+
+#include "keys/SecureKeyManager.hpp"
+#include "plugin/CallFrame.hpp"
+#include "plugin/DigitalSignPlugin.hpp"
+#include "storage/CSRStorage.hpp"
+
+namespace KavrelCrypto {
+
+void DigitalSignPlugin::storeCertificate(const CAPPluginCallRef& call) const {
+    const auto nationalCode = requiredNationalCode(*call);
+    if (!nationalCode.has_value()) {
+        return;
+    }
+    const std::optional<std::string> certPem = call->getString("certPem");
+    if (!certPem.has_value() || certPem->empty()) {
+        reject(*call, "Provide certPem");
+        return;
+    }
+    if (SecureKeyManager::shared()->loadPrivateKey(*nationalCode, nullptr) == nullptr) {
+        reject(*call, "Certificate is not valid (key missing)");
+        return;
+    }
+    const std::optional<Bytes> publicKey = getPublicKeyData(*nationalCode);
+    if (!publicKey.has_value() || !CSRStorage::verifyCertificateMatchesKey(*certPem, *publicKey)) {
+        reject(*call, "Certificate is not valid");
+        return;
+    }
+    // Whether the keychain took it is not asked, on purpose: who must be sure reads it back with
+    // "getCertificate".
+    static_cast<void>(CSRStorage::shared().saveCSR(*certPem));
+    call->resolve({{"stored", true}});
+}
+
+void DigitalSignPlugin::getCertificate(const CAPPluginCallRef& call) const {
+    // The code must be there and is not used: the slot holds one certificate for the whole app, whoever asks.
+    if (!requiredNationalCode(*call).has_value()) {
+        return;
+    }
+    const std::optional<std::string> certificate = CSRStorage::shared().getCSR();
+    call->resolve({{"certPem", certificate.has_value() ? JSValue(*certificate) : JSValue(nullptr)}});
+}
+
+}  // namespace KavrelCrypto

@@ -1,0 +1,48 @@
+// How the plugin reads an identity record.
+
+#include "plugin/UserInfo.hpp"
+
+#include "plugin/DigitalSignPlugin.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+struct Field {
+    std::string_view key;
+    std::string UserInfo::*text;
+};
+
+constexpr Field fields[] = {
+    {"identificationId", &UserInfo::identificationId},
+    {"nationalCode", &UserInfo::nationalCode},
+    {"name", &UserInfo::name},
+    {"lastName", &UserInfo::lastName},
+    {"enName", &UserInfo::enName},
+    {"enLastName", &UserInfo::enLastName},
+    {"postalCode", &UserInfo::postalCode},
+    {"phoneNumber", &UserInfo::phoneNumber},
+    {"birthCertificateId", &UserInfo::birthCertificateId},
+    {"birthDate", &UserInfo::birthDate},
+    {"city", &UserInfo::city},
+    {"provinceName", &UserInfo::provinceName},
+    {"gender", &UserInfo::gender},
+    {"citizenship", &UserInfo::citizenship},
+};
+
+}  // namespace
+
+/// All fourteen keys are required, those that the request never uses too: a record is whole or it is none.
+std::optional<UserInfo> DigitalSignPlugin::userInfo(const JSObject& from) {
+    UserInfo user;
+    for (const Field& field : fields) {
+        const JSValue* value = from.find(field.key);
+        const auto* text = value == nullptr ? nullptr : value->as<std::string>();
+        if (text == nullptr) {
+            return std::nullopt;
+        }
+        user.*field.text = *text;
+    }
+    return user;
+}
+
+}  // namespace KavrelCrypto

@@ -1,0 +1,35 @@
+#include "text/ASCII.hpp"
+
+#include <algorithm>
+
+namespace KavrelCrypto {
+namespace {
+
+bool isASCII(char c) {
+    return static_cast<unsigned char>(c) < 0x80;
+}
+
+bool isContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) == 0x80;
+}
+
+}  // namespace
+
+std::size_t asciiLength(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), isASCII) ? text.size() : 0;
+}
+
+std::string lossyASCII(std::string_view text) {
+    std::string ascii;
+    ascii.reserve(text.size());
+    for (const char c : text) {
+        if (isASCII(c)) {
+            ascii += c;
+        } else if (!isContinuation(c)) {
+            ascii += '?';
+        }
+    }
+    return ascii;
+}
+
+}  // namespace KavrelCrypto
