@@ -1,0 +1,234 @@
+#include <gmock/gmock.h>
+
+#include "csr/CSRBuilder.hpp"
+#include "csr/CSRCreationError.hpp"
+#include "csr/CertificateSigningRequest.hpp"
+#include "plugin/UserInfo.hpp"
+#include "tests/device/ScriptedDevice.hpp"
+#include "tests/support/Hex.hpp"
+#include "text/Base64.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using testing::_;
+using testing::InSequence;
+using testing::IsNull;
+using testing::NotNull;
+using testing::Return;
+
+const UserInfo user = {
+    .identificationId = "not used 1",
+    .nationalCode = "0012345678",
+    .name = "not used 2",
+    .lastName = "not used 3",
+    .enName = "Given",
+    .enLastName = "Sur",
+    .postalCode = "1234567890",
+    .phoneNumber = "not used 4",
+    .birthCertificateId = "not used 5",
+    .birthDate = "not used 6",
+    .city = "City",
+    .provinceName = "Province",
+    .gender = "not used 7",
+    .citizenship = "not used 8",
+};
+
+const Bytes publicKeyBits = hex("30 06 02 01 05 02 01 03");
+
+/// What is signed for `user` with that public key.
+Bytes expectedInfo() {
+    return CertificateSigningRequest({
+                                         .commonName = "0012345678",
+                                         .serialNumber = "0012345678",
+                                         .stateOrProvinceName = "Province",
+                                         .localityName = "City",
+                                         .keyAlgorithm = KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha256),
+                                         .surName = "Sur",
+                                         .givenName = "Given",
+                                         .postalCode = "1234567890",
+                                         .includeEkuExtensions = true,
+                                     })
+        .buldCertificationRequestInfo(publicKeyBits);
+}
+
+CFDictionary lookup(const std::string& tag) {
+    return {
+        {kSecClass, kSecClassKey},
+        {kSecAttrApplicationTag, bytesOf(tag)},
+        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+        {kSecReturnRef, true},
+    };
+}
+
+class RequestBuilder : public testing::Test {
+  protected:
+    std::string build() {
+        return CSRBuilder::shared().buildCSR("alias", user);
+    }
+
+    void expectBuildFailed() {
+        try {
+            static_cast<void>(build());
+            FAIL() << "nothing was raised";
+        } catch (const NSError& error) {
+            EXPECT_EQ(error, (NSError{.domain = "KavrelCrypto.CSRCreationError", .code = 2}));
+        }
+    }
+
+    void expectLookup(const std::string& tag, SecKeyRef key) {
+        if (key == nullptr) {
+            EXPECT_CALL(device, SecItemCopyMatching(lookup(tag), NotNull()))
+                .WillOnce(Return(errSecItemNotFound));
+        } else {
+            EXPECT_CALL(device, SecItemCopyMatching(lookup(tag), NotNull()))
+                .WillOnce(givesBack(std::move(key)));
+        }
+    }
+
+    void expectUtilityPair(SecKeyRef privateHalf, SecKeyRef publicHalf) {
+        expectLookup("com.kavrel.app.privatekeyalias", std::move(privateHalf));
+        expectLookup("com.kavrel.app.publickeyalias", std::move(publicHalf));
+    }
+
+    void expectManagerPair() {
+        expectLookup("com.solbera.app.privatekey.alias", privateKey);
+        EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(publicKey));
+    }
+
+    void expectManagerToFail() {
+        expectLookup("com.solbera.app.privatekey.alias", privateKey);
+        EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(nullptr));
+    }
+
+    void expectFallbackGeneration(SecKeyRef result) {
+        const auto half = [](const std::string& tag) {
+            return CFDictionary{{kSecAttrIsPermanent, true},
+                                {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock},
+                                {kSecAttrApplicationTag, bytesOf(tag)}};
+        };
+        const CFDictionary parameters = {
+            {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+            {kSecAttrKeySizeInBits, std::int64_t{2048}},
+            {kSecReturnRef, true},
+            {kSecPublicKeyAttrs, half("com.kavrel.app.publickeyalias")},
+            {kSecPrivateKeyAttrs, half("com.kavrel.app.privatekeyalias")},
+        };
+        EXPECT_CALL(device, SecKeyCreateRandomKey(parameters, NotNull())).WillOnce(Return(std::move(result)));
+    }
+
+    void expectExport(std::optional<Bytes> exported) {
+        EXPECT_CALL(device, SecKeyGetBlockSize(publicKey)).WillOnce(Return(0));
+        EXPECT_CALL(device, SecKeyCopyExternalRepresentation(publicKey, IsNull()))
+            .WillOnce(Return(std::move(exported)));
+    }
+
+    void expectSigning() {
+        expectExport(publicKeyBits);
+        EXPECT_CALL(device,
+                    SecKeyCreateSignature(privateKey, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
+                                          expectedInfo(), NotNull()))
+            .WillOnce(Return(hex("AA BB")));
+        EXPECT_CALL(device,
+                    SecKeyVerifySignature(publicKey, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
+                                          expectedInfo(), hex("AA BB"), NotNull()))
+            .WillOnce(Return(true));
+    }
+
+    void expectRequest() {
+        Bytes request =
+            expectedInfo() + hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 0B 05 00") + hex("03 03 00 AA BB");
+        CertificateSigningRequest::enclose(request, 0x30);
+        EXPECT_EQ(build(), base64Encode(request));
+    }
+
+    ScriptedDevice device;
+    const InSequence inOrder;
+    const SecKeyRef privateKey = newKey();
+    const SecKeyRef publicKey = newKey();
+};
+
+TEST_F(RequestBuilder, usesTheUtilityPairWhenBothHalvesAreThere) {
+    expectUtilityPair(privateKey, publicKey);
+    expectSigning();
+    expectRequest();
+}
+
+TEST_F(RequestBuilder, usesTheKeyManagersPairWhenThereIsNoUtilityPair) {
+    expectUtilityPair(nullptr, nullptr);
+    expectManagerPair();
+    expectSigning();
+    expectRequest();
+}
+
+TEST_F(RequestBuilder, ignoresHalfAUtilityPair) {
+    expectUtilityPair(newKey(), nullptr);
+    expectManagerPair();
+    expectSigning();
+    expectRequest();
+    expectUtilityPair(nullptr, newKey());
+    expectManagerPair();
+    expectSigning();
+    expectRequest();
+}
+
+TEST_F(RequestBuilder, fallsSilentlyToANewUtilityPairWhenTheKeyManagerHasNoPublicKey) {
+    expectUtilityPair(nullptr, nullptr);
+    expectManagerToFail();
+    expectFallbackGeneration(privateKey);
+    EXPECT_CALL(device, SecItemCopyMatching(_, NotNull())).WillOnce(givesBack(publicKey));
+    expectSigning();
+    expectRequest();
+}
+
+TEST_F(RequestBuilder, fallsToANewUtilityPairWhenTheKeyManagerCannotGenerate) {
+    expectUtilityPair(nullptr, nullptr);
+    expectLookup("com.solbera.app.privatekey.alias", nullptr);
+    EXPECT_CALL(device, SecItemDelete).Times(2).WillRepeatedly(Return(errSecItemNotFound));
+    EXPECT_CALL(device, print).Times(2);
+    EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(nullptr));
+    expectFallbackGeneration(privateKey);
+    EXPECT_CALL(device, SecItemCopyMatching(_, NotNull())).WillOnce(givesBack(publicKey));
+    expectSigning();
+    expectRequest();
+}
+
+TEST_F(RequestBuilder, failsWhenTheLastPairCannotBeMade) {
+    expectUtilityPair(nullptr, nullptr);
+    expectManagerToFail();
+    expectFallbackGeneration(nullptr);
+    expectBuildFailed();
+}
+
+TEST_F(RequestBuilder, failsWhenTheLastPairHasNoPublicHalf) {
+    expectUtilityPair(nullptr, nullptr);
+    expectManagerToFail();
+    expectFallbackGeneration(privateKey);
+    EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(errSecItemNotFound));
+    EXPECT_CALL(device, print("Error getting publicKey from keychain occurred: -25300"));
+    expectBuildFailed();
+}
+
+TEST_F(RequestBuilder, failsWhenThePublicKeyCannotBeExported) {
+    expectUtilityPair(privateKey, publicKey);
+    expectExport(std::nullopt);
+    expectBuildFailed();
+}
+
+TEST_F(RequestBuilder, failsWhenTheRequestCannotBeSigned) {
+    expectUtilityPair(privateKey, publicKey);
+    expectExport(publicKeyBits);
+    EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(Return(std::nullopt));
+    expectBuildFailed();
+}
+
+TEST(CreationError, hasItsPositionAsItsCodeAndTheGenericSentence) {
+    EXPECT_EQ(platformError(CSRCreationError::missingPublicKey).code, 0);
+    EXPECT_EQ(platformError(CSRCreationError::signingFailed).code, 1);
+    EXPECT_EQ(platformError(CSRCreationError::buildFailed).code, 2);
+    EXPECT_EQ(platformError(CSRCreationError::buildFailed).localizedDescription(),
+              "The operation couldn\xE2\x80\x99t be completed. (KavrelCrypto.CSRCreationError error 2.)");
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,259 @@
+#include <gmock/gmock.h>
+#include <limits>
+
+#include "csr/CertificateSigningRequest.hpp"
+#include "tests/device/ScriptedDevice.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using CSR = CertificateSigningRequest;
+
+const Bytes commonName = hex("06 03 55 04 03");
+constexpr std::uint8_t utf8String = 0x0C;
+constexpr std::uint8_t ia5String = 0x16;
+
+Bytes lengthOctets(std::int64_t length) {
+    Bytes out = hex("EE");
+    CSR::appendDERLength(length, out);
+    return {out.begin() + 1, out.end()};
+}
+
+TEST(DERLength, isWrittenAsX690PrescribesUpToItsLimit) {
+    EXPECT_EQ(lengthOctets(0), hex("00"));
+    EXPECT_EQ(lengthOctets(127), hex("7F"));
+    EXPECT_EQ(lengthOctets(128), hex("81 80"));
+    EXPECT_EQ(lengthOctets(255), hex("81 FF"));
+    EXPECT_EQ(lengthOctets(256), hex("82 01 00"));
+    EXPECT_EQ(lengthOctets(0x1234), hex("82 12 34"));
+    EXPECT_EQ(lengthOctets(32767), hex("82 7F FF"));
+}
+
+TEST(DERLength, isLeftOutFromThirtyTwoKibibytesOn) {
+    for (const std::int64_t length : {std::int64_t{32768}, std::int64_t{65535}, std::int64_t{65536},
+                                      std::numeric_limits<std::int64_t>::max()}) {
+        EXPECT_EQ(lengthOctets(length), Bytes());
+    }
+}
+
+TEST(DERLength, stopsTheProcessWhenNegative) {
+    EXPECT_DEATH(lengthOctets(-1), "a DER length is not negative");
+}
+
+TEST(DEREnclosing, putsTagAndLengthInFront) {
+    Bytes empty;
+    CSR::enclose(empty, 0x30);
+    EXPECT_EQ(empty, hex("30 00"));
+    Bytes version = hex("02 01 00");
+    CSR::enclose(version, 0x30);
+    EXPECT_EQ(version, hex("30 03 02 01 00"));
+}
+
+TEST(DEREnclosing, leavesTheLengthOutFromThirtyTwoKibibytesOn) {
+    Bytes large(32768, 0xAB);
+    const Bytes content = large;
+    CSR::enclose(large, 0x30);
+    EXPECT_EQ(large, hex("30") + content);
+}
+
+TEST(DERPrepending, putsOneByteInFront) {
+    Bytes data = hex("AA BB");
+    CSR::prependByte(0x00, data);
+    EXPECT_EQ(data, hex("00 AA BB"));
+}
+
+TEST(DERBitString, countsExactlyWhatItIsGiven) {
+    Bytes out = hex("EE");
+    CSR::appendBITSTRING(hex("00 AA BB"), out);
+    EXPECT_EQ(out, hex("EE 03 03 00 AA BB"));
+}
+
+Bytes printable(const std::string& text) {
+    Bytes out;
+    CSR::appendPrintableString(text, out);
+    return out;
+}
+
+TEST(DERPrintableString, holdsASCIIText) {
+    EXPECT_EQ(printable(""), hex("13 00"));
+    EXPECT_EQ(printable("0012345678"), hex("13 0A 30 30 31 32 33 34 35 36 37 38"));
+}
+
+TEST(DERPrintableString, claimsNoLengthForTextThatASCIICannotCarry) {
+    EXPECT_EQ(printable("1\xC3\xA9"
+                        "2"),
+              hex("13 00 31 3F 32"));
+    EXPECT_EQ(printable("\xDB\xB1\xDB\xB2"), hex("13 00 3F 3F"));
+    EXPECT_EQ(printable("\xF0\x9F\x98\x80"), hex("13 00 3F"));
+}
+
+TEST(DERUTF8String, writesTheBytesUnderTheTagItIsGiven) {
+    Bytes out = hex("EE");
+    CSR::appendUTF8String("\xC3\xA9", out, utf8String);
+    CSR::appendUTF8String("\xC3\xA9", out, ia5String);
+    EXPECT_EQ(out, hex("EE 0C 02 C3 A9 16 02 C3 A9"));
+}
+
+TEST(DERSubjectItem, isARelativeDistinguishedNameOfOneAttribute) {
+    Bytes out = hex("EE");
+    CSR::appendSubjectItem(commonName, "AB", out, utf8String);
+    EXPECT_EQ(out, hex("EE 31 0B 30 09 06 03 55 04 03 0C 02 41 42"));
+}
+
+TEST(DERSubjectItem, mayBeAPrintableString) {
+    Bytes out = hex("EE");
+    CSR::appendSubjectItemPrintable(commonName, "AB", out);
+    EXPECT_EQ(out, hex("EE 31 0B 30 09 06 03 55 04 03 13 02 41 42"));
+}
+
+TEST(DERSubjectItem, takesAnAttributeTypeOfElevenBytes) {
+    const Bytes emailAddress = hex("06 09 2A 86 48 86 F7 0D 01 09 01");
+    Bytes out;
+    CSR::appendSubjectItem(emailAddress, "a@b", out, ia5String);
+    EXPECT_EQ(out, hex("31 12 30 10") + emailAddress + hex("16 03 61 40 62"));
+}
+
+TEST(DERSubjectItem, takesLongLengths) {
+    Bytes out;
+    CSR::appendSubjectItem(commonName, std::string(200, 'a'), out, utf8String);
+    EXPECT_EQ(out, hex("31 81 D3 30 81 D0 06 03 55 04 03 0C 81 C8") + Bytes(200, 'a'));
+}
+
+TEST(DERSubjectItem, comesOutWithoutAnyLengthWhenItsValueIsTooLarge) {
+    Bytes out;
+    CSR::appendSubjectItem(commonName, std::string(40000, 'a'), out, utf8String);
+    EXPECT_EQ(out, hex("31 30 06 03 55 04 03 0C") + Bytes(40000, 'a'));
+}
+
+TEST(DERSubjectItem, refusesAnAttributeTypeOfAnyOtherLength) {
+    ScriptedDevice device;
+    EXPECT_CALL(device, print("Error: appending to a non-subject item")).Times(8);
+    for (const std::size_t size : {0U, 4U, 9U, 12U}) {
+        Bytes out = hex("EE");
+        CSR::appendSubjectItem(Bytes(size), "AB", out, utf8String);
+        CSR::appendSubjectItemPrintable(Bytes(size), "AB", out);
+        EXPECT_EQ(out, hex("EE"));
+    }
+}
+
+struct LengthRead {
+    std::int64_t value;
+    std::int64_t index;
+    friend bool operator==(const LengthRead&, const LengthRead&) = default;
+};
+
+LengthRead readLength(const std::string& bytes, std::int64_t index = 0) {
+    const std::int64_t value = CSR::derEncodingGetSizeFrom(hex(bytes), index);
+    return {value, index};
+}
+
+TEST(DERLengthReader, readsShortAndLongForms) {
+    EXPECT_EQ(readLength("05"), (LengthRead{5, 1}));
+    EXPECT_EQ(readLength("00"), (LengthRead{0, 1}));
+    EXPECT_EQ(readLength("7F"), (LengthRead{127, 1}));
+    EXPECT_EQ(readLength("81 80"), (LengthRead{128, 2}));
+    EXPECT_EQ(readLength("82 01 00"), (LengthRead{256, 3}));
+    EXPECT_EQ(readLength("AA 82 01 02 BB", 1), (LengthRead{0x102, 4}));
+}
+
+TEST(DERLengthReader, readsTheIndefiniteFormAsTheLength128) {
+    EXPECT_EQ(readLength("80"), (LengthRead{128, 1}));
+}
+
+TEST(DERLengthReader, readsUpTo63BitsAndLeadingZeros) {
+    EXPECT_EQ(readLength("88 7F FF FF FF FF FF FF FF"),
+              (LengthRead{std::numeric_limits<std::int64_t>::max(), 9}));
+    EXPECT_EQ(readLength("8A 00 00 00 00 00 00 00 00 00 07"), (LengthRead{7, 11}));
+}
+
+TEST(DERLengthReader, stopsTheProcessAtAnOverflow) {
+    EXPECT_DEATH(readLength("88 80 00 00 00 00 00 00 00"), "a DER length fits 63 bits");
+    EXPECT_DEATH(readLength("89 01 00 00 00 00 00 00 00 00"), "a DER length fits 63 bits");
+}
+
+TEST(DERLengthReader, stopsTheProcessAtTheEndOfTheData) {
+    EXPECT_DEATH(readLength("81"), "a DER length ends within the data");
+    EXPECT_DEATH(readLength("82 01"), "a DER length ends within the data");
+    EXPECT_DEATH(readLength("FF"), "a DER length ends within the data");
+}
+
+TEST(DERLengthReader, stopsTheProcessWhenTheIndexIsOutsideTheData) {
+    EXPECT_DEATH(readLength(""), "a DER length lies within the data");
+    EXPECT_DEATH(readLength("05", 1), "a DER length lies within the data");
+    EXPECT_DEATH(readLength("05", -1), "a DER length lies within the data");
+}
+
+TEST(DERPointCheck, countsAnUncompressedPointAndPrintsNothing) {
+    const ScriptedDevice device;
+    EXPECT_EQ(CSR::derEncodingSpecificSize(hex("04") + Bytes(64), 7, 9), 65);
+}
+
+TEST(DERPointCheck, printsALineForAnyOtherFormAndGoesOn) {
+    ScriptedDevice device;
+    EXPECT_CALL(device, print("Error, framework only supports uncompressed keys"));
+    EXPECT_EQ(CSR::derEncodingSpecificSize(hex("02") + Bytes(32), 0, 0), 33);
+}
+
+TEST(DERPointCheck, stopsTheProcessWithoutData) {
+    EXPECT_DEATH(CSR::derEncodingSpecificSize({}, 0, 0), "an elliptic-curve public key is not empty");
+}
+
+// How an RSAPublicKey is split shows in the SubjectPublicKeyInfo, which is written from the parts.
+
+Bytes rsaInfo(const Bytes& publicKeyBits) {
+    return CSR().buildPublicKeyInfo(publicKeyBits);
+}
+
+Bytes infoOf(const std::string& rsaPublicKey) {
+    Bytes bits = hex("00 " + rsaPublicKey);
+    Bytes info = hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00");
+    CSR::appendBITSTRING(bits, info);
+    CSR::enclose(info, 0x30);
+    return info;
+}
+
+const Bytes infoOfNoParts = infoOf("30 04 02 00 02 00");
+
+TEST(RSAPublicKeySplitting, findsModulusAndExponent) {
+    EXPECT_EQ(rsaInfo(hex("30 06 02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
+}
+
+TEST(RSAPublicKeySplitting, looksIntoABitString) {
+    EXPECT_EQ(rsaInfo(hex("03 09 00 30 06 02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
+}
+
+TEST(RSAPublicKeySplitting, doesWithoutTheSequence) {
+    EXPECT_EQ(rsaInfo(hex("02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
+}
+
+TEST(RSAPublicKeySplitting, keepsLeadingZerosAndDropsWhatFollows) {
+    EXPECT_EQ(rsaInfo(hex("30 08 02 02 00 85 02 02 00 03 FF FF")), infoOf("30 08 02 02 00 85 02 02 00 03"));
+}
+
+TEST(RSAPublicKeySplitting, doesNotUseTheLengthsAroundTheIntegers) {
+    EXPECT_EQ(rsaInfo(hex("03 7F 00 30 00 02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
+}
+
+TEST(RSAPublicKeySplitting, givesTwoEmptyIntegersForWhatCannotBeSplit) {
+    for (const char* key :
+         {"", "30 03 02 01 05", "31 00", "30 00", "04 01 05", "30 06 04 01 05 02 01 03", "30 06 02 02 05",
+          "30 06 02 01 05 04 01 03", "30 06 02 01 05 02 02 03", "03 01 00", "03 00"}) {
+        EXPECT_EQ(rsaInfo(hex(key)), infoOfNoParts) << key;
+    }
+}
+
+TEST(RSAPublicKeySplitting, stopsTheProcessWhenALengthIsCutOff) {
+    for (const char* key :
+         {"30", "03", "02", "30 06 02", "30 06 02 81", "30 06 02 01 05 02", "30 06 02 01 05 02 82 01"}) {
+        EXPECT_DEATH(rsaInfo(hex(key)), "a DER length (lies|ends) within the data") << key;
+    }
+}
+
+TEST(RSAPublicKeySplitting, stopsTheProcessWhenALengthOverflowsItsPosition) {
+    EXPECT_DEATH(rsaInfo(hex("02 88 7F FF FF FF FF FF FF FF")), "overflows the position");
+    EXPECT_DEATH(rsaInfo(hex("02 01 05 02 88 7F FF FF FF FF FF FF FF")), "overflows the position");
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

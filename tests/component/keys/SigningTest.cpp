@@ -1,0 +1,194 @@
+#include <gmock/gmock.h>
+#include <optional>
+#include <variant>
+
+#include "keys/SecureKeyManager.hpp"
+#include "tests/device/ScriptedDevice.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using testing::_;
+using testing::ByMove;
+using testing::InSequence;
+using testing::NotNull;
+using testing::Ref;
+using testing::Return;
+using testing::SaveArg;
+
+constexpr LAPolicy biometrics = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
+const Bytes data = hex("01 02 03");
+
+NSError managerError(std::int64_t code, const std::string& message) {
+    return {.domain = "SecureKeyManager", .code = code, .userInfo = {{"NSLocalizedDescription", message}}};
+}
+
+class Signing : public testing::Test {
+  protected:
+    void sign(const SecureKeyManager& manager) {
+        manager.sign("a", data,
+                     [this](SecureKeyManager::SigningResult r) { results.push_back(std::move(r)); });
+    }
+    void sign() {
+        sign(*SecureKeyManager::shared());
+    }
+
+    void expectPrompt() {
+        EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
+        EXPECT_CALL(device, canEvaluatePolicy(Ref(*context), biometrics, NotNull())).WillOnce(Return(true));
+        EXPECT_CALL(device, evaluatePolicy(LAContextRef(context), biometrics, "Authenticate to sign", _))
+            .WillOnce(SaveArg<3>(&reply));
+    }
+
+    void expectLookup(SecKeyRef result) {
+        const CFDictionary query = {
+            {kSecClass, kSecClassKey},
+            {kSecAttrApplicationTag, bytesOf("com.solbera.app.privatekey.a")},
+            {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+            {kSecReturnRef, true},
+            {kSecUseAuthenticationContext, LAContextRef(context)},
+            {kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow},
+        };
+        EXPECT_CALL(device, SecItemCopyMatching(query, NotNull())).WillOnce(givesBack(std::move(result)));
+    }
+
+    /// The reply arrives, and nothing happens before the main queue runs.
+    void answer(bool success, std::optional<NSError> error) {
+        reply(success, std::move(error));
+        EXPECT_TRUE(results.empty());
+        EXPECT_EQ(device.mainQueue.size(), 1U);
+        device.runMainQueue();
+    }
+
+    void expectFailure(const NSError& error) {
+        ASSERT_EQ(results.size(), 1U);
+        ASSERT_TRUE(std::holds_alternative<NSError>(results[0]));
+        EXPECT_EQ(std::get<NSError>(results[0]), error);
+    }
+
+    ScriptedDevice device;
+    const InSequence inOrder;
+    const std::shared_ptr<LAContext> context = std::make_shared<LAContext>();
+    const SecKeyRef key = newKey();
+    LAReply reply;
+    std::vector<SecureKeyManager::SigningResult> results;
+};
+
+TEST_F(Signing, deliversTheSignatureOnTheMainQueueAfterThePrompt) {
+    expectPrompt();
+    sign();
+    expectLookup(key);
+    EXPECT_CALL(device, SecKeyCreateSignature(key, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256, data,
+                                              NotNull()))
+        .WillOnce(Return(hex("AA BB")));
+    answer(true, std::nullopt);
+    ASSERT_EQ(results.size(), 1U);
+    ASSERT_TRUE(std::holds_alternative<Bytes>(results[0]));
+    EXPECT_EQ(std::get<Bytes>(results[0]), hex("AA BB"));
+}
+
+TEST_F(Signing, makesAContextForEachRequest) {
+    const auto second = std::make_shared<LAContext>();
+    LAReply secondReply;
+    expectPrompt();
+    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(second));
+    EXPECT_CALL(device, canEvaluatePolicy(Ref(*second), biometrics, NotNull())).WillOnce(Return(true));
+    EXPECT_CALL(device, evaluatePolicy(LAContextRef(second), biometrics, "Authenticate to sign", _))
+        .WillOnce(SaveArg<3>(&secondReply));
+    sign();
+    sign();
+    secondReply(false, std::nullopt);
+    reply(false, std::nullopt);
+    device.runMainQueue();
+    EXPECT_EQ(results.size(), 2U);
+}
+
+TEST_F(Signing, failsOnTheCallersThreadWithThePlatformsErrorWhenBiometricsAreUnavailable) {
+    const NSError unavailable{.domain = "com.apple.LocalAuthentication", .code = -7};
+    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
+    EXPECT_CALL(device, canEvaluatePolicy(Ref(*context), biometrics, NotNull()))
+        .WillOnce(failsWith<2>(unavailable, false));
+    sign();
+    expectFailure(unavailable);
+    EXPECT_TRUE(device.mainQueue.empty());
+}
+
+TEST_F(Signing, failsWithItsOwnErrorWhenBiometricsAreUnavailableForNoReason) {
+    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
+    EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(false));
+    sign();
+    expectFailure(managerError(-6, "Biometric authentication not available"));
+}
+
+TEST_F(Signing, passesThePromptsErrorOnWithoutLookingAKeyUp) {
+    const NSError cancelled{.domain = "com.apple.LocalAuthentication", .code = -2};
+    expectPrompt();
+    sign();
+    answer(false, cancelled);
+    expectFailure(cancelled);
+}
+
+TEST_F(Signing, failsWithItsOwnErrorWhenThePromptFailsForNoReason) {
+    expectPrompt();
+    sign();
+    answer(false, std::nullopt);
+    expectFailure(managerError(-7, "Biometric authentication failed"));
+}
+
+TEST_F(Signing, findsOutOnlyAfterThePromptThatThereIsNoKey) {
+    expectPrompt();
+    sign();
+    expectLookup(nullptr);
+    answer(true, std::nullopt);
+    expectFailure(managerError(-4, "Private key not found"));
+}
+
+TEST_F(Signing, passesTheSignersErrorOn) {
+    const NSError failure{.domain = "NSOSStatusErrorDomain", .code = -50};
+    expectPrompt();
+    sign();
+    expectLookup(key);
+    EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(failsWith<3>(failure, std::optional<Bytes>()));
+    answer(true, std::nullopt);
+    expectFailure(failure);
+}
+
+TEST_F(Signing, failsWithItsOwnErrorWhenTheSignerGivesNone) {
+    expectPrompt();
+    sign();
+    expectLookup(key);
+    EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(Return(std::nullopt));
+    answer(true, std::nullopt);
+    expectFailure(managerError(-5, "Unknown error creating signature"));
+}
+
+TEST_F(Signing, endsSilentlyWhenTheManagerIsGone) {
+    auto manager = std::make_shared<SecureKeyManager>();
+    expectPrompt();
+    sign(*manager);
+    manager.reset();
+    reply(true, std::nullopt);
+    device.runMainQueue();
+    EXPECT_TRUE(results.empty());
+}
+
+TEST_F(Signing, keepsTheContextUntilTheTaskHasRunAndNoLonger) {
+    std::weak_ptr<LAContext> watched;
+    {
+        auto own = std::make_shared<LAContext>();
+        watched = own;
+        EXPECT_CALL(device, makeLAContext()).WillOnce(Return(ByMove(std::move(own))));
+        EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(true));
+        EXPECT_CALL(device, evaluatePolicy).WillOnce(SaveArg<3>(&reply));
+    }
+    sign();
+    reply(false, std::nullopt);
+    reply = nullptr;
+    EXPECT_FALSE(watched.expired());
+    device.runMainQueue();
+    EXPECT_TRUE(watched.expired());
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,181 @@
+#include <gmock/gmock.h>
+
+#include "storage/CSRStorage.hpp"
+#include "tests/device/ScriptedDevice.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using testing::InSequence;
+using testing::IsNull;
+using testing::NotNull;
+using testing::Return;
+
+const CFDictionary slot = {
+    {kSecClass, kSecClassGenericPassword},
+    {kSecAttrAccount, std::string("com.ios.kavrel.cachedCSR")},
+};
+
+const CFDictionary slotQuery = {
+    {kSecClass, kSecClassGenericPassword},
+    {kSecAttrAccount, std::string("com.ios.kavrel.cachedCSR")},
+    {kSecReturnData, true},
+    {kSecMatchLimit, kSecMatchLimitOne},
+};
+
+class CertificateSlot : public testing::Test {
+  protected:
+    ScriptedDevice device;
+    const InSequence inOrder;
+    const CSRStorage& storage = CSRStorage::shared();
+};
+
+TEST_F(CertificateSlot, isReplacedByDeletingAndThenAdding) {
+    EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(errSecItemNotFound));
+    EXPECT_CALL(
+        device,
+        SecItemAdd(CFDictionary{{kSecClass, kSecClassGenericPassword},
+                                {kSecAttrAccount, std::string("com.ios.kavrel.cachedCSR")},
+                                {kSecValueData, bytesOf("a\r\n\xC3\xA9")},
+                                {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly}},
+                   IsNull()))
+        .WillOnce(Return(errSecSuccess));
+    EXPECT_TRUE(storage.saveCSR("a\r\n\xC3\xA9"));
+}
+
+TEST_F(CertificateSlot, saysFalseWhenTheAddFails) {
+    for (const OSStatus status : {errSecDuplicateItem, errSecInteractionNotAllowed, 1}) {
+        EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(errSecSuccess));
+        EXPECT_CALL(device, SecItemAdd).WillOnce(Return(status));
+        EXPECT_FALSE(storage.saveCSR("a"));
+    }
+}
+
+TEST_F(CertificateSlot, isReadAsUTF8Text) {
+    EXPECT_CALL(device, SecItemCopyMatching(slotQuery, NotNull()))
+        .WillOnce(givesBack(bytesOf("\xC3\xA9\r\n")));
+    EXPECT_EQ(storage.getCSR(), "\xC3\xA9\r\n");
+}
+
+TEST_F(CertificateSlot, mayHoldTheEmptyText) {
+    EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(Bytes()));
+    EXPECT_EQ(storage.getCSR(), "");
+}
+
+TEST_F(CertificateSlot, isAbsentWhenTheLookupFails) {
+    for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, 1}) {
+        EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(status));
+        EXPECT_EQ(storage.getCSR(), std::nullopt);
+    }
+}
+
+TEST_F(CertificateSlot, isAbsentWhenSuccessBringsNoBytes) {
+    EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(std::monostate()));
+    EXPECT_EQ(storage.getCSR(), std::nullopt);
+    EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(newKey()));
+    EXPECT_EQ(storage.getCSR(), std::nullopt);
+}
+
+TEST_F(CertificateSlot, isAbsentWhenItsBytesAreNotUTF8) {
+    EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(hex("41 C3")));
+    EXPECT_EQ(storage.getCSR(), std::nullopt);
+}
+
+TEST_F(CertificateSlot, isDeletedExactlyWhenTheStatusIsZero) {
+    EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(errSecSuccess));
+    EXPECT_TRUE(storage.deleteCSR());
+    for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, 1}) {
+        EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(status));
+        EXPECT_FALSE(storage.deleteCSR());
+    }
+}
+
+class CertificateMatch : public testing::Test {
+  protected:
+    bool matches(const std::string& text = "AAEC") {
+        return CSRStorage::verifyCertificateMatchesKey(text, hex("AA BB"));
+    }
+
+    void expectCertificate() {
+        EXPECT_CALL(device, SecCertificateCreateWithData(hex("00 01 02"))).WillOnce(Return(certificate));
+    }
+    void expectTrust() {
+        expectCertificate();
+        EXPECT_CALL(device, SecPolicyCreateBasicX509()).WillOnce(Return(policy));
+        EXPECT_CALL(device, SecTrustCreateWithCertificates(certificate, policy, NotNull()))
+            .WillOnce(testing::DoAll(testing::SetArgPointee<2>(trust), Return(errSecSuccess)));
+    }
+    void expectExport(std::optional<Bytes> exported) {
+        expectTrust();
+        EXPECT_CALL(device, SecTrustCopyKey(trust)).WillOnce(Return(key));
+        EXPECT_CALL(device, SecKeyCopyExternalRepresentation(key, testing::_))
+            .WillOnce(Return(std::move(exported)));
+    }
+
+    ScriptedDevice device;
+    const InSequence inOrder;
+    const SecCertificateRef certificate = std::make_shared<const SecCertificate>();
+    const SecPolicyRef policy = std::make_shared<const SecPolicy>();
+    const SecTrustRef trust = std::make_shared<const SecTrust>();
+    const SecKeyRef key = newKey();
+};
+
+TEST_F(CertificateMatch, comparesTheExportedKeyByteForByte) {
+    expectExport(hex("AA BB"));
+    EXPECT_TRUE(matches());
+    for (const char* other : {"AA", "AA BC", "AB BB", "AA BB 00", "00 AA BB", ""}) {
+        expectExport(hex(other));
+        EXPECT_FALSE(matches()) << other;
+    }
+}
+
+TEST_F(CertificateMatch, takesMarkersAndWhiteSpaceOutOfTheText) {
+    expectExport(hex("AA BB"));
+    EXPECT_TRUE(
+        matches("-----BEGIN CERTIFICATE-----\r\n\tA A\xC2\xA0"
+                "E\n\nC\r\n-----END CERTIFICATE-----\n"));
+}
+
+TEST_F(CertificateMatch, failsOnWhatIsNoBase64BeforeAnythingElseIsAsked) {
+    for (const char* text : {"AAE", "AAE*", "-----begin certificate-----AAEC-----end certificate-----",
+                             "# label\nAAEC", "AAEC\xE2\x80\x8B"}) {
+        EXPECT_FALSE(matches(text)) << text;
+    }
+}
+
+TEST_F(CertificateMatch, failsWhenThereIsNoCertificate) {
+    EXPECT_CALL(device, SecCertificateCreateWithData).WillOnce(Return(nullptr));
+    EXPECT_FALSE(matches());
+}
+
+TEST_F(CertificateMatch, asksForACertificateInNoBytes) {
+    EXPECT_CALL(device, SecCertificateCreateWithData(Bytes())).WillOnce(Return(nullptr));
+    EXPECT_FALSE(matches(""));
+}
+
+TEST_F(CertificateMatch, failsWhenThereIsNoTrustObject) {
+    expectCertificate();
+    EXPECT_CALL(device, SecPolicyCreateBasicX509()).WillOnce(Return(policy));
+    EXPECT_CALL(device, SecTrustCreateWithCertificates)
+        .WillOnce(testing::DoAll(testing::SetArgPointee<2>(trust), Return(errSecParam)));
+    EXPECT_FALSE(matches());
+    expectCertificate();
+    EXPECT_CALL(device, SecPolicyCreateBasicX509()).WillOnce(Return(policy));
+    EXPECT_CALL(device, SecTrustCreateWithCertificates).WillOnce(Return(errSecSuccess));
+    EXPECT_FALSE(matches());
+}
+
+TEST_F(CertificateMatch, failsWhenTheCertificateHasNoUsableKey) {
+    expectTrust();
+    EXPECT_CALL(device, SecTrustCopyKey(trust)).WillOnce(Return(nullptr));
+    EXPECT_FALSE(matches());
+}
+
+TEST_F(CertificateMatch, failsWhenTheKeyCannotBeExported) {
+    expectExport(std::nullopt);
+    EXPECT_FALSE(matches());
+}
+
+}  // namespace
+}  // namespace KavrelCrypto
