@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "platform/desktop/Accessibility.hpp"
+#include "platform/desktop/Device.hpp"
+#include "platform/desktop/SQLite.hpp"
+#include "text/Bytes.hpp"
+
+namespace KavrelCrypto::Desktop {
+
+/// The numbers are those in the database.
+enum class ItemKind : std::int64_t {
+    genericPassword = 1,
+    rsaPublicKey = 2,
+    rsaPrivateKey = 3,
+    ecPublicKey = 4,
+    ecPrivateKey = 5,
+};
+
+struct Item {
+    ItemKind kind;
+    Bytes name;  // a password's account, a key's application tag
+    Accessibility accessibility;
+    Bytes secret;
+};
+
+/// Matches the items of any of the kinds and, unless it is absent, of the name.
+struct ItemQuery {
+    std::vector<ItemKind> kinds;
+    std::optional<Bytes> name;
+};
+
+/// The items and the state of one device, in a database that other processes may use at the same time. Every
+/// change is one transaction. Any thread. What cannot be done is thrown as a Failure: with
+/// errSecInteractionNotAllowed where the device's lock keeps the operation from an item.
+class Keychain {
+  public:
+    /// Opens the keychain in `folder`, made where it is missing. Throws DeviceError.
+    explicit Keychain(const std::filesystem::path& folder);
+
+    /// The id of the matching item that was stored first.
+    std::optional<std::int64_t> find(const ItemQuery& query);
+
+    /// The item with this id; absent when it has been deleted.
+    std::optional<Item> read(std::int64_t id);
+
+    /// Stores all the items or none. A second password of one account is a failure (errSecDuplicateItem).
+    void add(const std::vector<Item>& items);
+
+    /// Deletes every match; false when there is none.
+    bool remove(const ItemQuery& query);
+
+    DeviceState state();
+    void setState(const DeviceState& state);
+
+    /// Keeps count of the sensor's failures in a row; the fifth locks it out.
+    void countPrompt(bool matched);
+
+    /// No items, the state of a new device.
+    void reset();
+
+  private:
+    DeviceState readState();
+    Bytes classKey(Accessibility accessibility);
+    void insert(const Item& item);
+    Statement matches(std::string_view head, ItemKind kind, const std::optional<Bytes>& name,
+                      std::string_view tail);
+    void writeState(const DeviceState& state);
+
+    std::mutex mutex_;
+    Database database_;
+};
+
+}  // namespace KavrelCrypto::Desktop

@@ -1,0 +1,208 @@
+#include "platform/desktop/KeychainFile.hpp"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+#include "platform/desktop/Accessibility.hpp"
+#include "platform/desktop/Failure.hpp"
+#include "platform/desktop/Sealing.hpp"
+
+namespace KavrelCrypto::Desktop {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::int64_t applicationId = 0x4B56524C;  // "KVRL"
+constexpr std::int64_t formatVersion = 1;
+
+// Items keep their ids for ever (AUTOINCREMENT): a key reference names its item by the id, and must not meet
+// another item there.
+constexpr const char* schema = R"sql(
+    PRAGMA application_id = 0x4B56524C;
+    PRAGMA user_version = 1;
+
+    CREATE TABLE state (
+        id            INTEGER PRIMARY KEY CHECK (id = 0),
+        biometry      INTEGER NOT NULL,  -- 0 none, 1 Touch ID, 2 Face ID
+        enrolled      INTEGER NOT NULL,
+        lockedOut     INTEGER NOT NULL,
+        locked        INTEGER NOT NULL,
+        firstUnlock   INTEGER NOT NULL,
+        failedPrompts INTEGER NOT NULL   -- in a row, since the last match
+    ) STRICT;
+
+    CREATE TABLE classKeys (
+        accessibility INTEGER PRIMARY KEY,
+        sealingKey    BLOB NOT NULL
+    ) STRICT;
+
+    CREATE TABLE items (
+        id            INTEGER PRIMARY KEY AUTOINCREMENT,
+        kind          INTEGER NOT NULL,  -- 1 password; 2 public, 3 private key of RSA; 4 public, 5 private of P-256
+        name          BLOB NOT NULL,     -- a password's account, a key's application tag
+        accessibility INTEGER NOT NULL,
+        sealed        BLOB NOT NULL
+    ) STRICT;
+    CREATE INDEX itemsByName ON items (kind, name);
+    CREATE INDEX itemsByKind ON items (kind);
+)sql";
+
+/// `what` is true of `path`, the system says why, and this is what to do.
+DeviceError systemFailure(const fs::path& path, const std::string& what, int systemError) {
+    return DeviceError(path.string() + " " + what + " (" + std::generic_category().message(systemError) +
+                       "). Check the path and the permissions, or choose another folder.");
+}
+
+struct FileDescriptor {
+    explicit FileDescriptor(int opened) : number(opened) {}
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor() {
+        ::close(number);
+    }
+    int number;
+};
+
+/// A new keychain as its file begins.
+Bytes newKeychain() {
+    Database database = Database::inMemory();
+    database.execute(schema);
+    database.execute("INSERT INTO state VALUES (0, 2, 1, 0, 0, 1, 0)");
+    makeClassKeys(database);
+    Bytes content = database.serialized();
+    // Read and write version 2: the file is in WAL mode from its first byte on, so that no process ever has
+    // to switch it while another one uses it.
+    content.at(18) = 2;
+    content.at(19) = 2;
+    return content;
+}
+
+bool writeAll(int file, BytesView bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(file, bytes.data(), bytes.size());
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        bytes = bytes.subspan(written < 0 ? 0 : static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+/// Makes `file`, whole or not at all, unless another process is faster.
+void createKeychain(const fs::path& file) {
+    std::string unfinished = file.string() + ".XXXXXX";
+    const FileDescriptor descriptor(::mkostemp(unfinished.data(), O_CLOEXEC));  // mode 0600
+    if (descriptor.number < 0) {
+        throw systemFailure(file, "cannot be created", errno);
+    }
+    const bool made = writeAll(descriptor.number, newKeychain()) && ::fsync(descriptor.number) == 0 &&
+                      (::link(unfinished.c_str(), file.c_str()) == 0 || errno == EEXIST);
+    const int systemError = errno;
+    ::unlink(unfinished.c_str());
+    if (!made) {
+        throw systemFailure(file, "cannot be created", systemError);
+    }
+    const FileDescriptor folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ::fsync(folder.number);
+}
+
+/// Throws unless `database` is a keychain that this version knows.
+void checkIdentity(Database& database) {
+    if (database.integer("PRAGMA application_id") != applicationId) {
+        throw DeviceError(database.name() +
+                          " is a database of another program. Move it away, or choose another folder.");
+    }
+    const std::int64_t version = database.integer("PRAGMA user_version");
+    if (version > formatVersion) {
+        throw DeviceError(database.name() + " was written by a newer version of this program (format " +
+                          std::to_string(version) + "; this one knows " + std::to_string(formatVersion) +
+                          "). Use the newer version, or choose another folder.");
+    }
+    if (version < formatVersion) {
+        throw DeviceError(database.name() +
+                          " is damaged: it has no format number. Move it away, or choose another folder.");
+    }
+}
+
+/// Throws unless `file` is a keychain. Changes nothing.
+void checkIsKeychain(const fs::path& file) {
+    if (!fs::is_regular_file(file)) {
+        throw DeviceError(file.string() + " is no file. Move it away, or choose another folder.");
+    }
+    Database database = Database::openUntouched(file);
+    checkIdentity(database);
+}
+
+/// Throws unless a keychain may be created in `folder`, which has none.
+void checkHasRoom(const fs::path& folder, const fs::path& file, mode_t mode) {
+    if ((mode & 077) != 0 && !fs::is_empty(folder)) {
+        throw DeviceError(
+            folder.string() +
+            " holds other files and is open to other people, so it is not made a device. Choose an "
+            "empty folder, or close this one with chmod 700.");
+    }
+    // A log without its database is the rest of a keychain; a new one must not take it for its own. Whoever
+    // made the log first made the file, so look again before complaining.
+    if (fs::exists(file.string() + "-wal") && !fs::exists(file)) {
+        throw DeviceError(file.string() +
+                          " is missing, but its log is still there. Put the file back, or move " +
+                          file.string() + "-wal away.");
+    }
+}
+
+/// The mode of `folder`, which is made when it is missing.
+mode_t madeFolder(const fs::path& folder) {
+    std::error_code problem;
+    fs::create_directories(folder.parent_path(), problem);  // what went wrong shows in the next step
+    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+        throw systemFailure(folder, "cannot be created", errno);
+    }
+    struct stat status {};
+    if (::stat(folder.c_str(), &status) != 0) {
+        throw systemFailure(folder, "cannot be looked at", errno);
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        throw DeviceError(folder.string() + " is no folder. Choose another path for the device.");
+    }
+    return status.st_mode;
+}
+
+}  // namespace
+
+Database openKeychainFile(const fs::path& folder) {
+    const mode_t mode = madeFolder(folder);
+    const fs::path file = folder / "keychain.sqlite";
+    try {
+        const bool exists = fs::exists(file);
+        exists ? checkIsKeychain(file) : checkHasRoom(folder, file, mode);
+        if ((mode & 077) != 0 && ::chmod(folder.c_str(), mode & 0700) != 0) {
+            throw systemFailure(folder, "is open to other people and cannot be closed to them", errno);
+        }
+        if (!exists) {
+            createKeychain(file);
+        }
+    } catch (const fs::filesystem_error& problem) {
+        throw systemFailure(folder, "cannot be looked into", problem.code().value());
+    }
+    Database database = Database::open(file);
+    if (database.isReadOnly()) {
+        throw DeviceError(file.string() + " cannot be written. Check who owns it and its permissions.");
+    }
+    database.execute("PRAGMA synchronous = FULL");
+    checkIdentity(database);
+    return database;
+}
+
+void makeClassKeys(Database& database) {
+    for (const Accessibility accessibility : allAccessibilities) {
+        const Bytes key = randomBytes(32);
+        Statement(database, "INSERT INTO classKeys VALUES (?1, ?2)",
+                  {static_cast<std::int64_t>(accessibility), BytesView(key)})
+            .run();
+    }
+}
+
+}  // namespace KavrelCrypto::Desktop

@@ -1,0 +1,184 @@
+#include "platform/desktop/SQLite.hpp"
+
+#include <cerrno>
+#include <type_traits>
+#include <utility>
+
+#include "platform/desktop/Failure.hpp"
+
+namespace KavrelCrypto::Desktop {
+namespace {
+
+constexpr int busyTimeoutMilliseconds = 10'000;
+
+bool isDiskFull(int code, int systemError) {
+    return (code & 0xFF) == SQLITE_FULL || code == SQLITE_IOERR_SHMSIZE || systemError == ENOSPC ||
+           systemError == EDQUOT || systemError == EFBIG;
+}
+
+Failure failure(sqlite3* handle, int code, const std::string& name) {
+    const int systemError = handle != nullptr ? sqlite3_system_errno(handle) : 0;
+    const std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
+    if ((code & 0xFF) == SQLITE_IOERR || (code & 0xFF) == SQLITE_FULL) {
+        if (isDiskFull(code, systemError)) {
+            return {errSecDiskFull, name + " cannot grow, because its disk is full (" + reason +
+                                        "). Make room there and try again."};
+        }
+    }
+    switch (code & 0xFF) {
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_ERROR:  // a table of ours is not as we made it
+            return {errSecIO, name + " is damaged or is no keychain of this device (" + reason +
+                                  "). Move it away, or choose another folder."};
+        case SQLITE_BUSY:
+            return {errSecIO, name + " is held by another process (" + reason +
+                                  "). Wait until that one has finished, or end it, and try again."};
+        case SQLITE_CANTOPEN:
+        case SQLITE_READONLY:
+        case SQLITE_PERM:
+            return {errSecIO, name + " cannot be opened for writing (" + reason +
+                                  "). Check who owns the folder and its files, and their permissions."};
+        default:
+            return {errSecIO, name + " cannot be read or written (" + reason + ")."};
+    }
+}
+
+/// The path in a file: URI, where these characters would mean something else.
+std::string escaped(const std::string& path) {
+    std::string result;
+    for (const char c : path) {
+        switch (c) {
+            case '%':
+                result += "%25";
+                break;
+            case '?':
+                result += "%3f";
+                break;
+            case '#':
+                result += "%23";
+                break;
+            default:
+                result += c;
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+Database::Database(std::string name, const std::string& uri, int flags) : name_(std::move(name)) {
+    sqlite3* handle = nullptr;
+    const int code =
+        sqlite3_open_v2(uri.c_str(), &handle, flags | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
+    handle_.reset(handle);
+    check(code);
+    check(sqlite3_extended_result_codes(handle, 1));
+    check(sqlite3_busy_timeout(handle, busyTimeoutMilliseconds));
+}
+
+Database Database::open(const std::filesystem::path& file) {
+    return {file, "file:" + escaped(file), SQLITE_OPEN_READWRITE};
+}
+
+Database Database::openUntouched(const std::filesystem::path& file) {
+    return {file, "file:" + escaped(file) + "?immutable=1", SQLITE_OPEN_READONLY};
+}
+
+Database Database::inMemory() {
+    return {"a database in memory", ":memory:", SQLITE_OPEN_READWRITE};
+}
+
+void Database::check(int code) {
+    if (code != SQLITE_OK && code != SQLITE_ROW && code != SQLITE_DONE) {
+        throw failure(handle_.get(), code, name_);
+    }
+}
+
+void Database::execute(const char* sql) {
+    check(sqlite3_exec(handle_.get(), sql, nullptr, nullptr, nullptr));
+}
+
+std::int64_t Database::integer(const char* sql) {
+    Statement statement(*this, sql);
+    statement.step();
+    return statement.integer(0);
+}
+
+Bytes Database::serialized() {
+    sqlite3_int64 size = 0;
+    const std::unique_ptr<unsigned char, FreeWith<sqlite3_free>> content(
+        sqlite3_serialize(handle_.get(), "main", &size, 0));
+    if (content == nullptr) {
+        throw std::bad_alloc();
+    }
+    return {content.get(), content.get() + size};
+}
+
+bool Database::isReadOnly() const {
+    return sqlite3_db_readonly(handle_.get(), "main") != 0;
+}
+
+Statement::Statement(Database& database, std::string_view sql, std::initializer_list<Value> values)
+    : database_(database) {
+    sqlite3_stmt* handle = nullptr;
+    const int code = sqlite3_prepare_v2(database.handle_.get(), sql.data(), static_cast<int>(sql.size()),
+                                        &handle, nullptr);
+    handle_.reset(handle);
+    database.check(code);
+    int index = 0;
+    for (const Value& value : values) {
+        bind(++index, value);
+    }
+}
+
+void Statement::bind(int index, const Value& value) {
+    if (const auto* number = std::get_if<std::int64_t>(&value)) {
+        database_.check(sqlite3_bind_int64(handle_.get(), index, *number));
+        return;
+    }
+    const auto bytes = std::get<BytesView>(value);
+    // A null pointer would bind NULL, which is not the same as no bytes.
+    const void* data = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
+    database_.check(sqlite3_bind_blob64(handle_.get(), index, data, bytes.size(), SQLITE_STATIC));
+}
+
+bool Statement::step() {
+    const int code = sqlite3_step(handle_.get());
+    database_.check(code);
+    return code == SQLITE_ROW;
+}
+
+void Statement::run() {
+    step();
+}
+
+std::int64_t Statement::integer(int column) const {
+    return sqlite3_column_int64(handle_.get(), column);
+}
+
+Bytes Statement::bytes(int column) const {
+    const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(handle_.get(), column));
+    return {data, data + sqlite3_column_bytes(handle_.get(), column)};
+}
+
+Transaction::Transaction(Database& database, Kind kind) : database_(database) {
+    database_.execute(kind == changing ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+Transaction::~Transaction() {
+    if (open_) {
+        try {
+            database_.execute("ROLLBACK");
+        } catch (const DeviceError&) {
+            // SQLite has rolled it back by itself, as it does after some failures.
+        }
+    }
+}
+
+void Transaction::commit() {
+    database_.execute("COMMIT");
+    open_ = false;
+}
+
+}  // namespace KavrelCrypto::Desktop
