@@ -21,7 +21,10 @@ std::int64_t number(Accessibility accessibility) {
 
 /// What a sealed secret is bound to: one that was moved to another item does not open there.
 Bytes identity(ItemKind kind, Accessibility accessibility, const Bytes& name) {
-    Bytes bytes{static_cast<std::uint8_t>(kind), static_cast<std::uint8_t>(accessibility)};
+    Bytes bytes;
+    bytes.reserve(2 + name.size());
+    bytes.push_back(static_cast<std::uint8_t>(kind));
+    bytes.push_back(static_cast<std::uint8_t>(accessibility));
     bytes.insert(bytes.end(), name.begin(), name.end());
     return bytes;
 }
