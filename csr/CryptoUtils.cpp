@@ -30,7 +30,8 @@ CFDictionary generationParameters(const KeyAlgorithm& algorithm, std::int64_t ke
                                   const std::string& tagPrivate, const std::string& tagPublic) {
     CFDictionary privateAttributes = halfAttributes(tagPrivate);
     if (algorithm.isEC()) {
-        privateAttributes.push_back({kSecAttrAccessControl, privateKeyUsage()});
+        const CFDictionaryEntry usage{kSecAttrAccessControl, privateKeyUsage()};
+        privateAttributes.push_back(usage);
     }
     CFDictionary parameters = {
         {kSecAttrKeyType, algorithm.secKeyAttrType()},
