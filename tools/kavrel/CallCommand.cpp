@@ -1,0 +1,72 @@
+#include <algorithm>
+#include <cstdio>
+#include <unistd.h>
+#include <utility>
+
+#include "tools/kavrel/CommandIO.hpp"
+#include "tools/kavrel/Commands.hpp"
+#include "tools/kavrel/JSON.hpp"
+#include "tools/kavrel/PluginCall.hpp"
+#include "tools/kavrel/Prompt.hpp"
+
+namespace KavrelCrypto::Host {
+namespace {
+
+enum ExitStatus { resolved = 0, rejected = 1, neverFinished = 3 };
+
+void checkMethod(const DigitalSignPlugin& plugin, const std::string& method) {
+    const auto& known = plugin.pluginMethods();
+    if (std::any_of(known.begin(), known.end(), [&](const auto& entry) { return entry.name == method; })) {
+        return;
+    }
+    std::string names;
+    for (const CAPPluginMethod& entry : known) {
+        names += (names.empty() ? "" : ", ") + entry.name;
+    }
+    throw CommandError("the plugin has no method \"" + method + "\". Its methods are " + names + ".");
+}
+
+JSObject parseOptions(const std::string& text, const std::string& source) {
+    try {
+        const JSValue value = parseJSON(text);
+        if (const auto* object = value.as<JSObject>()) {
+            return *object;
+        }
+    } catch (const JSONError& error) {
+        throw CommandError(source + " cannot be read as JSON: " + error.what());
+    }
+    throw CommandError(source + " must be a JSON object, such as {\"nationalCode\":\"0012345678\"}.");
+}
+
+JSObject readOptions(const std::string& argument) {
+    if (argument == "-") {
+        return parseOptions(readStandardInput(), "standard input");
+    }
+    if (argument.starts_with('@')) {
+        const std::string path = argument.substr(1);
+        return parseOptions(readFile(path), path);
+    }
+    return parseOptions(argument, "OPTIONS");
+}
+
+}  // namespace
+
+int callCommand(const Settings& settings, const std::string& method, const std::string& options) {
+    const DigitalSignPlugin plugin;
+    checkMethod(plugin, method);
+    JSObject arguments = readOptions(options);
+    const Output output(STDERR_FILENO);
+    openChosenDevice(settings);
+    answerPrompts(settings.prompt);
+
+    const auto outcome = performCall(plugin, method, std::move(arguments));
+    if (!outcome) {
+        std::fprintf(stderr, "kavrel: \"%s\" was delivered, and nothing will ever finish the call.\n",
+                     method.c_str());
+        return neverFinished;
+    }
+    output.write(writeJSON(outcomeValue(*outcome)) + "\n");
+    return std::holds_alternative<JSObject>(*outcome) ? resolved : rejected;
+}
+
+}  // namespace KavrelCrypto::Host

@@ -1,0 +1,324 @@
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <openssl/objects.h>
+#include <openssl/pem.h>
+#include <sstream>
+#include <stdexcept>
+#include <unistd.h>
+#include <utility>
+
+#include "text/Base64.hpp"
+#include "tools/kavrel/CertificationRequest.hpp"
+#include "tools/kavrel/CommandIO.hpp"
+#include "tools/kavrel/Commands.hpp"
+#include "tools/kavrel/JSON.hpp"
+#include "tools/kavrel/PluginCall.hpp"
+#include "tools/kavrel/Prompt.hpp"
+#include "tools/kavrel/TestAuthority.hpp"
+
+namespace KavrelCrypto::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A step that did not go as it should; `what()` says which, and how it went instead.
+class DemoFailure : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A folder of its own for one demonstration, removed with all that is in it.
+class TemporaryFolder {
+  public:
+    TemporaryFolder() : path_((fs::temp_directory_path() / "kavrel-demo.XXXXXX").string()) {
+        if (::mkdtemp(path_.data()) == nullptr) {
+            throw CommandError("\"" + path_ + "\" cannot be made: " + std::strerror(errno));
+        }
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+
+    [[nodiscard]] const std::string& path() const {
+        return path_;
+    }
+
+  private:
+    std::string path_;
+};
+
+constexpr const char* nationalCode = "DEMO-0000000000";
+constexpr const char* contract = "I, Jane Example, rent the lighthouse for a week.";
+
+JSObject person() {
+    return {{"identificationId", "0"},
+            {"nationalCode", nationalCode},
+            {"name", "Jane"},
+            {"lastName", "Example"},
+            {"enName", "Jane"},
+            {"enLastName", "Example"},
+            {"postalCode", "00000"},
+            {"phoneNumber", "000"},
+            {"birthCertificateId", "0"},
+            {"birthDate", "2000-01-01"},
+            {"city", "Sampletown"},
+            {"provinceName", "Nowhere"},
+            {"gender", "F"},
+            {"citizenship", "Utopia"}};
+}
+
+/// `value` with its long texts cut short.
+JSValue abridged(const JSValue& value) {
+    constexpr std::size_t longest = 44;
+    constexpr std::size_t kept = 32;
+    if (const auto* text = value.as<std::string>()) {
+        return text->size() <= longest ? value : JSValue(text->substr(0, kept) + "…");
+    }
+    const auto* object = value.as<JSObject>();
+    if (object == nullptr) {
+        return value;
+    }
+    std::vector<JSMember> members;
+    for (const auto& [key, member] : object->members()) {
+        members.push_back({key, abridged(member)});
+    }
+    return JSObject(std::move(members));
+}
+
+/// `text` with `margin` blanks before each line that is not empty.
+std::string indented(const std::string& text, std::size_t margin) {
+    std::istringstream lines(text);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        result += (line.empty() ? "" : std::string(margin, ' ')) + line + "\n";
+    }
+    return result;
+}
+
+/// `line` on as many lines as it needs, broken after commas.
+std::string folded(std::string line) {
+    constexpr std::size_t width = 76;
+    std::string result;
+    while (line.size() > width && line.rfind(',', width) != std::string::npos) {
+        const std::size_t end = line.rfind(',', width) + 1;
+        result.append(line, 0, end).append("\n   ");
+        line.erase(0, end);
+    }
+    return result + line;
+}
+
+std::string textUnder(const JSObject& result, std::string_view key) {
+    const JSValue* value = result.find(key);
+    const auto* text = value == nullptr ? nullptr : value->as<std::string>();
+    if (text == nullptr) {
+        throw DemoFailure("the result holds no text \"" + std::string(key) + "\": " + writeJSON(result));
+    }
+    return *text;
+}
+
+Bytes sha256(const std::string& text) {
+    Bytes digest(EVP_MD_get_size(EVP_sha256()));
+    EVP_Digest(text.data(), text.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
+    return digest;
+}
+
+Certificate readCertificate(const std::string& pem) {
+    const BIOOwner input(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
+    Certificate certificate(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
+    if (!certificate) {
+        throw DemoFailure("OpenSSL cannot read the certificate that the device keeps.");
+    }
+    return certificate;
+}
+
+std::string describeCertificate(X509& certificate) {
+    const auto name = [](const X509_NAME* which) {
+        return folded(written([&](BIO* output) { X509_NAME_print_ex(output, which, 0, XN_FLAG_ONELINE); }));
+    };
+    return "for:   " + name(X509_get_subject_name(&certificate)) +
+           "\nfrom:  " + name(X509_get_issuer_name(&certificate)) + "\nuntil: " +
+           written([&](BIO* output) { ASN1_TIME_print(output, X509_get0_notAfter(&certificate)); });
+}
+
+/// Whether `signature` was made over SHA-256 of `bytes` (RSASSA-PKCS1-v1_5) with the key of `certificate`.
+bool isSignedBy(X509& certificate, const Bytes& signature, const Bytes& bytes) {
+    const std::unique_ptr<EVP_MD_CTX, Release<&EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
+    return EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr,
+                                X509_get0_pubkey(&certificate)) == 1 &&
+           EVP_DigestVerify(context.get(), signature.data(), signature.size(), bytes.data(), bytes.size()) ==
+               1;
+}
+
+/// The demonstration, told on `output`.
+class Demo {
+  public:
+    Demo(const Output& output, fs::path device) : output_(output), device_(std::move(device)) {}
+
+    void run() {
+        makeKeys();
+        const std::string request = requestCertificate();
+        storeCertificate(issueCertificate(request));
+        lookAtSensor();
+        checkSignature(sign());
+    }
+
+  private:
+    void step(const std::string& title) {
+        std::ostringstream line;
+        line << '\n' << ++steps_ << ". " << title << "\n\n";
+        output_.write(line.str());
+    }
+    void tell(const std::string& text) const {
+        output_.write(indented(text, 3) + "\n");
+    }
+    void show(const std::string& text) const {
+        output_.write(indented(text, 7));
+    }
+
+    /// Makes one plugin call, shows it, and gives its result.
+    JSObject call(const std::string& method, const JSObject& options) const {
+        const auto outcome = performCall(plugin_, method, options);
+        const std::string ended = outcome ? writeJSON(abridged(outcomeValue(*outcome))) : "never finished";
+        show(folded("kavrel call " + method + " '" + writeJSON(abridged(options)) + "'") + "\n" +
+             folded("-> " + ended));
+        if (!outcome || !std::holds_alternative<JSObject>(*outcome)) {
+            throw DemoFailure("the call of " + method + " was not resolved: " + ended);
+        }
+        return std::get<JSObject>(*outcome);
+    }
+
+    void makeKeys() {
+        step("A key pair");
+        tell(
+            "Jane Example, whom we invented, enrols on this phone. Her RSA key pair is made\n"
+            "in its keychain; the private key never leaves it.");
+        call("ensureKey", {{"nationalCode", nationalCode}});
+    }
+
+    std::string requestCertificate() {
+        step("A certification request");
+        tell(
+            "The component writes down who Jane is and what her public key is, and signs\n"
+            "that with her private key.");
+        const std::string request = textUnder(call("createCSR", {{"userInfo", person()}}), "csrPem");
+        // A key purpose for which OpenSSL has no name, for the sake of the reader.
+        OBJ_create("1.3.6.1.4.1.311.10.3.12", "documentSigning", "Document Signing");
+        output_.write("\n");
+        tell("What an authority reads in it, without the long numbers of key and signature:");
+        show(describeRequest(*readRequest(request)));
+        return request;
+    }
+
+    std::string issueCertificate(const std::string& request) {
+        step("A certificate");
+        tell(
+            "The request goes to an authority, which vouches with a certificate that the key\n"
+            "is Jane's. Here that is a test authority, which kavrel keeps beside the device.");
+        const std::string pem = TestAuthority(device_).issue(*readRequest(request));
+        show("kavrel issue\n" + describeCertificate(*readCertificate(pem)));
+        return pem;
+    }
+
+    void storeCertificate(const std::string& pem) {
+        step("The certificate goes into the keychain");
+        tell("The component keeps a certificate only if the public key in it is the person's.");
+        call("storeCertificate", {{"nationalCode", nationalCode}, {"certPem", pem}});
+    }
+
+    void lookAtSensor() {
+        step("Is the biometric sensor ready?");
+        tell("Nothing is signed without it. Type 2 is Face ID, type 1 is Touch ID.");
+        const JSObject status = call("getBiometricStatus", {});
+        if (const JSValue* enabled = status.find("enabled");
+            enabled == nullptr || *enabled != JSValue(true)) {
+            throw DemoFailure("the sensor is not ready. \"kavrel device\" shows and changes its state.");
+        }
+    }
+
+    JSObject sign() {
+        step("A signature");
+        tell("Jane agrees to a contract: \"" + std::string(contract) +
+             "\"\n"
+             "The web app hashes it with SHA-256 and hands over the digest. Jane looks at her\n"
+             "phone, it knows her, and her private key signs (over SHA-256 of the digest).");
+        return call("signDigest",
+                    {{"nationalCode", nationalCode}, {"digestB64", base64Encode(sha256(contract))}});
+    }
+
+    void checkSignature(const JSObject& result) {
+        step("Does it hold?");
+        tell(
+            "Whoever has the contract, the signature and the certificate can check. We ask\n"
+            "OpenSSL, which knows nothing of the component, with the certificate as kept.");
+        const std::string pem =
+            textUnder(call("getCertificate", {{"nationalCode", nationalCode}}), "certPem");
+        const auto signature = base64Decode(textUnder(result, "signatureB64"));
+        if (!signature || !isSignedBy(*readCertificate(pem), *signature, sha256(contract))) {
+            throw DemoFailure(
+                "OpenSSL does not accept the signature with the key of the stored certificate.");
+        }
+        output_.write(
+            "\n   The signature is Jane's: OpenSSL accepts it with the key of the stored certificate.\n");
+    }
+
+    const Output& output_;
+    const fs::path device_;
+    const DigitalSignPlugin plugin_;
+    int steps_ = 0;
+};
+
+std::string introduction(const Settings& settings, const std::string& folder) {
+    return "A person is enrolled for a certificate, and signs with it.\n\n"
+           "The phone is simulated. Its keychain is in the folder " +
+           folder + ",\n" +
+           (settings.device ? "where the certificate and any earlier keys of " + std::string(nationalCode) +
+                                  " are replaced now.\n"
+                            : "which is removed at the end. ") +
+           "The component in it is the one that runs on a phone.\n"
+           "Each step shows a call as a web app makes it, and what comes back.\n";
+}
+
+void copyTo(std::FILE* to, std::FILE* from) {
+    std::rewind(from);
+    for (int c = std::fgetc(from); c != EOF; c = std::fgetc(from)) {
+        std::fputc(c, to);
+    }
+}
+
+}  // namespace
+
+int demoCommand(const Settings& settings) {
+    // The console lines of the component would interrupt the tale. They are shown when something goes wrong.
+    const std::unique_ptr<std::FILE, Release<&std::fclose>> console(std::tmpfile());
+    if (!console) {
+        throw CommandError(std::string("no temporary file can be made: ") + std::strerror(errno));
+    }
+    const Output output(::fileno(console.get()));
+    std::optional<TemporaryFolder> temporary;
+    if (!settings.device) {
+        temporary.emplace();
+    }
+    const fs::path folder =
+        openChosenDevice({.device = settings.device ? settings.device : temporary->path(), .prompt = {}});
+    answerPrompts(settings.prompt.value_or("match"));
+    try {
+        output.write(introduction(settings, folder.string()));
+        Demo(output, folder).run();
+        output.write("\nThat was all. \"kavrel --help\" says how to make these calls yourself.\n");
+        return 0;
+    } catch (const DemoFailure& failure) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "\nkavrel: %s\nWhat the component wrote on its console:\n", failure.what());
+        copyTo(stderr, console.get());
+        return 1;
+    }
+}
+
+}  // namespace KavrelCrypto::Host

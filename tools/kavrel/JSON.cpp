@@ -1,0 +1,198 @@
+#include "tools/kavrel/JSON.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace KavrelCrypto::Host {
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+constexpr std::size_t deepestLevel = 512;
+
+std::string place(std::string_view text, std::size_t offset) {
+    const std::string_view before = text.substr(0, offset);
+    const std::size_t lineStart = before.rfind('\n') + 1;  // 0 on the first line, where rfind gives npos
+    // Columns are counted in characters: the continuation bytes of UTF-8 do not begin one.
+    const auto column = std::count_if(before.begin() + static_cast<std::ptrdiff_t>(lineStart), before.end(),
+                                      [](char byte) { return (byte & 0xC0) != 0x80; });
+    return "line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ", column " +
+           std::to_string(column + 1) + ": ";
+}
+
+/// The reader's own reason, without the class name and the place before it, and without the text it last read
+/// after it, which may be a megabyte long and need not be fit for a terminal.
+std::string reason(const json::exception& error) {
+    constexpr int numberOutOfRange = 406;
+    if (error.id == numberOutOfRange) {
+        return "a number that is too large";
+    }
+    const std::string_view message = error.what();
+    const std::string_view tail = message.substr(message.find("syntax error"));
+    return std::string(tail.substr(0, tail.find("; last read")));
+}
+
+std::vector<JSMember> withoutDuplicates(std::vector<JSMember> members) {
+    std::unordered_map<std::string_view, std::size_t> firsts;
+    std::vector<JSMember> unique;
+    unique.reserve(members.size());  // so that the keys seen so far stay where they are
+    for (JSMember& member : members) {
+        if (const auto first = firsts.find(member.key); first != firsts.end()) {
+            unique[first->second].value = std::move(member.value);
+        } else {
+            unique.push_back(std::move(member));
+            firsts.emplace(unique.back().key, unique.size() - 1);
+        }
+    }
+    return unique;
+}
+
+/// Builds the value while the text is read, so that a big text needs no second tree and no recursion.
+class Builder final : public nlohmann::json_sax<json> {
+  public:
+    explicit Builder(std::string_view text) : text_(text) {}
+
+    JSValue take() {
+        return std::move(root_);
+    }
+    [[nodiscard]] const std::string& error() const {
+        return error_;
+    }
+
+    bool null() override {
+        return add(nullptr);
+    }
+    bool boolean(bool value) override {
+        return add(value);
+    }
+    bool number_integer(number_integer_t value) override {
+        return add(value);
+    }
+    bool number_unsigned(number_unsigned_t value) override {
+        return std::in_range<std::int64_t>(value) ? add(static_cast<std::int64_t>(value))
+                                                  : add(static_cast<double>(value));
+    }
+    bool number_float(number_float_t value, const string_t&) override {
+        return add(value);
+    }
+    bool string(string_t& value) override {
+        return add(std::move(value));
+    }
+    bool binary(binary_t&) override {
+        return false;  // JSON texts have none
+    }
+    bool start_object(std::size_t) override {
+        return open();
+    }
+    bool key(string_t& name) override {
+        open_.back().key = std::move(name);
+        return true;
+    }
+    bool end_object() override {
+        return close([](Container& c) { return JSObject(withoutDuplicates(std::move(c.members))); });
+    }
+    bool start_array(std::size_t) override {
+        return open();
+    }
+    bool end_array() override {
+        return close([](Container& c) {
+            JSArray elements;
+            elements.reserve(c.members.size());
+            for (JSMember& member : c.members) {
+                elements.push_back(std::move(member.value));
+            }
+            return elements;
+        });
+    }
+    bool parse_error(std::size_t position, const std::string&, const json::exception& error) override {
+        error_ = place(text_, position == 0 ? 0 : position - 1) + reason(error);
+        return false;
+    }
+
+  private:
+    /// An object or an array that is not closed yet; an array's elements have no keys.
+    struct Container {
+        std::string key;
+        std::vector<JSMember> members;
+    };
+
+    bool add(JSValue value) {
+        if (open_.empty()) {
+            root_ = std::move(value);
+        } else {
+            open_.back().members.push_back({std::move(open_.back().key), std::move(value)});
+        }
+        return true;
+    }
+    bool open() {
+        if (open_.size() == deepestLevel) {
+            error_ = "values are nested deeper than " + std::to_string(deepestLevel) + " levels";
+            return false;
+        }
+        open_.emplace_back();
+        return true;
+    }
+    template <typename Finish>
+    bool close(Finish finish) {
+        Container container = std::move(open_.back());
+        open_.pop_back();
+        return add(finish(container));
+    }
+
+    std::string_view text_;
+    JSValue root_;
+    std::vector<Container> open_;
+    std::string error_;
+};
+
+ordered_json toJSON(const JSValue& value) {
+    return std::visit(
+        [](const auto& alternative) -> ordered_json {
+            using T = std::decay_t<decltype(alternative)>;
+            if constexpr (std::is_same_v<T, JSArray>) {
+                ordered_json array = ordered_json::array();
+                for (const JSValue& element : alternative) {
+                    array.push_back(toJSON(element));
+                }
+                return array;
+            } else if constexpr (std::is_same_v<T, JSObject>) {
+                ordered_json object = ordered_json::object();
+                for (const auto& [key, member] : alternative.members()) {
+                    object[key] = toJSON(member);
+                }
+                return object;
+            } else {
+                return alternative;
+            }
+        },
+        value.storage());
+}
+
+}  // namespace
+
+JSValue parseJSON(std::string_view text) {
+    // The reader takes a NUL character for the end of the text and would leave unread what follows it.
+    if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
+        throw JSONError(place(text, nul) + "a NUL character; in JSON it is written \\u0000, within a text");
+    }
+    Builder builder(text);
+    if (!json::sax_parse(text, &builder)) {
+        throw JSONError(builder.error());
+    }
+    return builder.take();
+}
+
+std::string writeJSON(const JSValue& value) {
+    return toJSON(value).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+}  // namespace KavrelCrypto::Host

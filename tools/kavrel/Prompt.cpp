@@ -1,0 +1,110 @@
+#include "tools/kavrel/Prompt.hpp"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <unistd.h>
+#include <utility>
+
+#include "platform/desktop/Sensor.hpp"
+#include "tools/kavrel/CommandIO.hpp"
+
+namespace KavrelCrypto::Host {
+namespace {
+
+using Desktop::PromptAnswer;
+
+/// The process's terminal, whatever its standard input and output are.
+class Terminal {
+  public:
+    Terminal() : descriptor_(::open("/dev/tty", O_RDWR | O_CLOEXEC)) {}
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+    ~Terminal() {
+        ::close(descriptor_);
+    }
+
+    [[nodiscard]] bool isThere() const {
+        return descriptor_ != -1;
+    }
+
+    /// Shows `question` and gives the line that the person types, without its line feed. Absent at the end of
+    /// the file.
+    [[nodiscard]] std::optional<std::string> ask(const std::string& question) const {
+        ::dprintf(descriptor_, "%s", question.c_str());
+        std::string line;
+        char character = 0;
+        while (::read(descriptor_, &character, 1) == 1) {
+            if (character == '\n') {
+                return line;
+            }
+            line += character;
+        }
+        return std::nullopt;
+    }
+
+  private:
+    int descriptor_;
+};
+
+std::optional<PromptAnswer> answerNamed(const std::string& name) {
+    if (name == "m" || name == "match") {
+        return PromptAnswer::match;
+    }
+    if (name == "n" || name == "no-match") {
+        return PromptAnswer::noMatch;
+    }
+    if (name == "c" || name == "cancel") {
+        return PromptAnswer::cancel;
+    }
+    return std::nullopt;
+}
+
+Desktop::PromptAnswerer askOn(std::shared_ptr<Terminal> terminal) {
+    // Prompts may come up at the same time; the terminal shows one after the other.
+    auto oneAtATime = std::make_shared<std::mutex>();
+    return [terminal = std::move(terminal), oneAtATime = std::move(oneAtATime)](const std::string& reason) {
+        const std::lock_guard lock(*oneAtATime);
+        std::string question = "Biometric prompt: " + reason + "\n";
+        while (true) {
+            const auto line = terminal->ask(question + "Type m (match), n (no-match) or c (cancel): ");
+            if (!line) {
+                return PromptAnswer::cancel;
+            }
+            if (const auto answer = answerNamed(*line)) {
+                return *answer;
+            }
+            question.clear();
+        }
+    };
+}
+
+PromptAnswer cancelUnasked(const std::string& reason) {
+    std::fprintf(stderr,
+                 "kavrel: there is no terminal to show the biometric prompt \"%s\" on, so it was cancelled; "
+                 "--prompt match answers it.\n",
+                 reason.c_str());
+    return PromptAnswer::cancel;
+}
+
+}  // namespace
+
+void answerPrompts(const std::optional<std::string>& how) {
+    if (how && how != "ask") {
+        Desktop::answerPromptsWith(
+            [answer = answerNamed(*how).value()](const std::string&) { return answer; });
+        return;
+    }
+    auto terminal = std::make_shared<Terminal>();
+    const bool personIsThere = ::isatty(STDIN_FILENO) == 1 || ::isatty(STDERR_FILENO) == 1;
+    if (terminal->isThere() && (how || personIsThere)) {
+        Desktop::answerPromptsWith(askOn(std::move(terminal)));
+    } else if (how) {
+        throw CommandError("--prompt ask: there is no terminal to ask on.");
+    } else {
+        Desktop::answerPromptsWith(cancelUnasked);
+    }
+}
+
+}  // namespace KavrelCrypto::Host

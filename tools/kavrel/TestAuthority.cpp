@@ -1,0 +1,179 @@
+#include "tools/kavrel/TestAuthority.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "tools/kavrel/CommandIO.hpp"
+
+namespace KavrelCrypto::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* keyFile = "key.pem";
+constexpr const char* certificateFile = "certificate.pem";
+
+/// `result`, unless it is what OpenSSL's functions give on failure.
+template <typename T>
+T succeeded(T result) {
+    if (!result) {
+        throw CommandError(std::string("OpenSSL cannot make the certificate: ") +
+                           ERR_error_string(ERR_get_error(), nullptr));
+    }
+    return result;
+}
+
+void addExtension(X509* certificate, X509* issuer, int type, const char* value) {
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+    const Extension extension(succeeded(X509V3_EXT_conf_nid(nullptr, &context, type, value)));
+    succeeded(X509_add_ext(certificate, extension.get(), -1));
+}
+
+/// A certificate for `key`, with what all certificates of this authority have in common; not signed yet.
+Certificate newCertificate(const X509_NAME* subject, EVP_PKEY* key) {
+    constexpr int serialNumberBits = 127;     // 16 octets; RFC 5280 allows 20
+    constexpr long allowanceForClocks = 300;  // seconds
+    Certificate certificate(succeeded(X509_new()));
+    const BigNumber serialNumber(succeeded(BN_new()));
+    succeeded(BN_rand(serialNumber.get(), serialNumberBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY));
+    succeeded(BN_to_ASN1_INTEGER(serialNumber.get(), X509_get_serialNumber(certificate.get())));
+    succeeded(X509_set_version(certificate.get(), X509_VERSION_3));
+    succeeded(X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -allowanceForClocks));
+    succeeded(X509_set_subject_name(certificate.get(), subject));
+    succeeded(X509_set_pubkey(certificate.get(), key));
+    return certificate;
+}
+
+Certificate selfSignedCertificate(EVP_PKEY* key) {
+    const std::unique_ptr<X509_NAME, Release<&X509_NAME_free>> name(succeeded(X509_NAME_new()));
+    const auto add = [&](const char* type, const char* text) {
+        succeeded(X509_NAME_add_entry_by_txt(name.get(), type, MBSTRING_UTF8,
+                                             reinterpret_cast<const unsigned char*>(text), -1, -1, 0));
+    };
+    add("O", "For development and tests only");
+    add("CN", "KavrelCrypto test authority");
+    Certificate certificate = newCertificate(name.get(), key);
+    X509* const self = certificate.get();
+    succeeded(X509_set_issuer_name(self, name.get()));
+    // How RFC 5280 writes that a certificate has no well-defined end.
+    succeeded(ASN1_TIME_set_string(X509_getm_notAfter(self), "99991231235959Z"));
+    addExtension(self, self, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
+    addExtension(self, self, NID_key_usage, "critical,keyCertSign,cRLSign");
+    addExtension(self, self, NID_subject_key_identifier, "hash");
+    succeeded(X509_sign(self, key, EVP_sha256()));
+    return certificate;
+}
+
+CommandError fileError(const fs::path& path, const char* problem) {
+    const int reason = errno;
+    return CommandError("\"" + path.string() + "\" cannot be " + problem + ": " + std::strerror(reason));
+}
+
+void writePrivately(const fs::path& path, const std::string& text) {
+    const std::unique_ptr<std::FILE, Release<&std::fclose>> file(std::fopen(path.c_str(), "wxe"));
+    if (!file || ::fchmod(::fileno(file.get()), S_IRUSR | S_IWUSR) != 0 ||
+        std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() || std::fflush(file.get()) != 0 ||
+        ::fsync(::fileno(file.get())) != 0) {
+        throw fileError(path, "written");
+    }
+}
+
+/// Makes an authority beside `folder` and then moves it there whole, so that nobody ever meets half of one.
+/// When another process is first, its authority stays.
+void makeAuthority(const fs::path& folder) {
+    std::string beside = folder.string() + ".XXXXXX";
+    if (::mkdtemp(beside.data()) == nullptr) {
+        throw fileError(beside, "made");
+    }
+    const struct Remover {
+        const std::string& path;
+        ~Remover() {
+            std::error_code ignored;
+            fs::remove_all(path, ignored);
+        }
+    } remover{beside};
+
+    const PrivateKey key(succeeded(EVP_EC_gen("P-256")));
+    const Certificate certificate = selfSignedCertificate(key.get());
+    writePrivately(
+        fs::path(beside) / keyFile, written([&](BIO* output) {
+            succeeded(PEM_write_bio_PrivateKey(output, key.get(), nullptr, nullptr, 0, nullptr, nullptr));
+        }));
+    writePrivately(fs::path(beside) / certificateFile,
+                   written([&](BIO* output) { succeeded(PEM_write_bio_X509(output, certificate.get())); }));
+    if (::rename(beside.c_str(), folder.c_str()) != 0 && errno != EEXIST && errno != ENOTEMPTY) {
+        throw fileError(folder, "made");
+    }
+}
+
+/// The extended key usage that `request` asks for; null when it asks for none.
+Extension requestedKeyUsage(X509_REQ& request) {
+    if (X509_REQ_get_attr_by_NID(&request, NID_ext_req, -1) == -1) {
+        return nullptr;
+    }
+    const auto freeAll = [](STACK_OF(X509_EXTENSION) * all) {
+        sk_X509_EXTENSION_pop_free(all, X509_EXTENSION_free);
+    };
+    const std::unique_ptr<STACK_OF(X509_EXTENSION), decltype(freeAll)> requested(
+        X509_REQ_get_extensions(&request), freeAll);
+    const int position = requested ? X509v3_get_ext_by_NID(requested.get(), NID_ext_key_usage, -1) : -1;
+    Extension usage(position == -1 ? nullptr : X509_EXTENSION_dup(X509v3_get_ext(requested.get(), position)));
+    const std::unique_ptr<EXTENDED_KEY_USAGE, Release<&EXTENDED_KEY_USAGE_free>> readable(
+        usage ? static_cast<EXTENDED_KEY_USAGE*>(X509V3_EXT_d2i(usage.get())) : nullptr);
+    if (!requested || (usage && !readable)) {
+        throw CommandError("the extensions that the certification request asks for cannot be read.");
+    }
+    return usage;
+}
+
+template <auto read, typename Owner>
+Owner readPEM(const fs::path& path) {
+    const std::string text = readFile(path.string());
+    const BIOOwner input(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+    return Owner(read(input.get(), nullptr, nullptr, nullptr));
+}
+
+}  // namespace
+
+TestAuthority::TestAuthority(const fs::path& deviceFolder) {
+    const fs::path folder = deviceFolder / "authority";
+    if (!fs::exists(folder)) {
+        makeAuthority(folder);
+    }
+    key_ = readPEM<&PEM_read_bio_PrivateKey, PrivateKey>(folder / keyFile);
+    certificate_ = readPEM<&PEM_read_bio_X509, Certificate>(folder / certificateFile);
+    if (!key_ || !certificate_ || X509_check_private_key(certificate_.get(), key_.get()) != 1) {
+        throw CommandError(
+            "the test authority in \"" + folder.string() +
+            "\" is damaged. Remove that folder, and the next certificate comes from a new one.");
+    }
+}
+
+std::string TestAuthority::issue(X509_REQ& request) const {
+    constexpr int validDays = 365;
+    const Certificate certificate =
+        newCertificate(X509_REQ_get_subject_name(&request), X509_REQ_get0_pubkey(&request));
+    X509* const subject = certificate.get();
+    X509* const issuer = certificate_.get();
+    succeeded(X509_set_issuer_name(subject, X509_get_subject_name(issuer)));
+    succeeded(X509_time_adj_ex(X509_getm_notAfter(subject), validDays, 0, nullptr));
+    addExtension(subject, issuer, NID_basic_constraints, "critical,CA:FALSE");
+    addExtension(subject, issuer, NID_key_usage, "critical,digitalSignature,nonRepudiation");
+    if (const Extension usage = requestedKeyUsage(request)) {
+        succeeded(X509_add_ext(subject, usage.get(), -1));
+    }
+    addExtension(subject, issuer, NID_subject_key_identifier, "hash");
+    addExtension(subject, issuer, NID_authority_key_identifier, "keyid:always");
+    succeeded(X509_sign(subject, key_.get(), EVP_sha256()));
+    return written([&](BIO* output) { succeeded(PEM_write_bio_X509(output, subject)); });
+}
+
+}  // namespace KavrelCrypto::Host

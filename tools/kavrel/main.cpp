@@ -1,0 +1,197 @@
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <exception>
+#include <functional>
+#include <iostream>
+
+#include "platform/desktop/Device.hpp"
+#include "tools/kavrel/Commands.hpp"
+
+namespace KavrelCrypto::Host {
+
+std::filesystem::path openChosenDevice(const Settings& settings) {
+    const std::filesystem::path folder =
+        settings.device ? std::filesystem::path(*settings.device) : Desktop::defaultDeviceFolder();
+    Desktop::openDevice(folder);
+    return folder;
+}
+
+namespace {
+
+constexpr int wrongCommandLine = 2;
+
+/// What the command line says.
+struct CommandLine {
+    Settings settings;
+    std::string method;
+    std::string options = "{}";
+    std::vector<std::string> assignments;
+    std::function<int()> command;
+};
+
+void addCall(CLI::App& kavrel, CommandLine& line) {
+    CLI::App* call = kavrel.add_subcommand("call", "Make one plugin call, as a web app would");
+    call->add_option(
+            "METHOD", line.method,
+            "hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR, signDigest,\n"
+            "ensureKey or getBiometricStatus; setStyle is there too, and never ends")
+        ->required();
+    call->add_option("OPTIONS", line.options,
+                     "the arguments, a JSON object; - reads it from standard input, @FILE from a file");
+    call->footer(
+        "Prints one line: {\"resolve\":{...}} or {\"reject\":{\"message\":\"...\",\"code\":null}}.\n"
+        "The component's console lines go to standard error.\n"
+        "\n"
+        "Exit status: 0 resolved, 1 rejected, 2 the command line, the JSON or the device is wrong,\n"
+        "3 delivered, and nothing will ever finish it.\n"
+        "\n"
+        "Examples:\n"
+        "  kavrel call ensureKey '{\"nationalCode\":\"0012345678\"}'\n"
+        "  kavrel call createCSR @person.json | jq -r .resolve.csrPem | kavrel issue > certificate.pem\n"
+        "  jq -n --rawfile pem certificate.pem '{nationalCode:\"0012345678\",certPem:$pem}' |\n"
+        "    kavrel call storeCertificate -\n"
+        "  kavrel call signDigest '{\"nationalCode\":\"0012345678\",\"digestB64\":\"AAEC\"}' --prompt match\n"
+        "\n"
+        "--device DIR and --prompt HOW may stand here too; \"kavrel --help\" explains them.");
+    call->callback(
+        [&] { line.command = [&] { return callCommand(line.settings, line.method, line.options); }; });
+}
+
+void addDemo(CLI::App& kavrel, CommandLine& line) {
+    CLI::App* demo = kavrel.add_subcommand("demo", "Watch a whole enrolment and a signature, step by step");
+    demo->footer(
+        "Enrols an invented person on a fresh device, which is removed afterwards, signs a digest, and "
+        "checks\n"
+        "the signature with OpenSSL. Biometric prompts are answered with a match.\n"
+        "\n"
+        "Exit status: 0 all went well, 1 a step went wrong, 2 the command line or the device is wrong.\n"
+        "\n"
+        "Examples:\n"
+        "  kavrel demo\n"
+        "  kavrel demo --prompt ask      answer the biometric prompt yourself\n"
+        "  kavrel demo --device here     keep the device, in the folder \"here\", and look at it "
+        "afterwards;\n"
+        "                                the certificate in it and the person's keys are replaced");
+    demo->callback([&] { line.command = [&] { return demoCommand(line.settings); }; });
+}
+
+void addIssue(CLI::App& kavrel, CommandLine& line) {
+    CLI::App* issue = kavrel.add_subcommand("issue", "Issue a test certificate for a certification request");
+    issue->footer(
+        "Reads a request (PKCS #10) from standard input, in base64, PEM or DER; checks its signature; prints "
+        "a\n"
+        "certificate in PEM, valid for a year, for the subject, the key and the extended key usage in it.\n"
+        "The test authority is made on first use and stays in the device's folder, in authority/.\n"
+        "It is for development and tests: nobody should trust it.\n"
+        "\n"
+        "Exit status: 0 issued, 2 the request, the command line or the device is wrong.\n"
+        "\n"
+        "Examples:\n"
+        "  kavrel call createCSR @person.json | jq -r .resolve.csrPem | kavrel issue > certificate.pem\n"
+        "  openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example | kavrel issue\n"
+        "\n"
+        "--device DIR may stand here too; \"kavrel --help\" explains it.");
+    issue->callback([&] { line.command = [&] { return issueCommand(line.settings); }; });
+}
+
+void addDevice(CLI::App& kavrel, CommandLine& line) {
+    CLI::App* device = kavrel.add_subcommand("device", "Look at the simulated phone, or change its state");
+    device->require_subcommand(1);
+    device->footer(
+        "Examples:\n"
+        "  kavrel device show\n"
+        "  kavrel device set enrolled=false        nobody has shown a face to it yet\n"
+        "  kavrel device set locked=true           its owner has locked it\n"
+        "  kavrel device reset                     as new: no keys, no certificate, Face ID enrolled\n"
+        "\n"
+        "--device DIR may stand here too; \"kavrel --help\" explains it.");
+
+    CLI::App* show = device->add_subcommand("show", "Print the state, one NAME=VALUE a line");
+    show->footer("What it prints can be given to \"kavrel device set\".\n\nExample:\n  kavrel device show");
+    show->callback([&] { line.command = [&] { return showDeviceCommand(line.settings); }; });
+
+    CLI::App* set = device->add_subcommand("set", "Change the state: all that is named, or nothing");
+    set->add_option("NAME=VALUE", line.assignments,
+                    "biometry=none|touchID|faceID  the kind of sensor\n"
+                    "enrolled=true|false           whether the sensor knows a person\n"
+                    "lockedOut=true|false          whether too many attempts failed; false forgets them\n"
+                    "locked=true|false             while it is true, keys cannot be read\n"
+                    "firstUnlock=true|false        whether it was unlocked since it was started")
+        ->required();
+    set->footer(
+        "locked=false makes firstUnlock true as well, and firstUnlock=false makes locked true.\n"
+        "\n"
+        "Examples:\n"
+        "  kavrel device set biometry=touchID enrolled=true\n"
+        "  kavrel device set lockedOut=true");
+    set->callback([&] { line.command = [&] { return setDeviceCommand(line.settings, line.assignments); }; });
+
+    CLI::App* reset =
+        device->add_subcommand("reset", "Make it a new device: no items, the state of a new one");
+    reset->footer(
+        "The test authority of \"kavrel issue\" stays.\n\nExample:\n  kavrel device reset --device here");
+    reset->callback([&] { line.command = [&] { return resetDeviceCommand(line.settings); }; });
+}
+
+void addEverything(CLI::App& kavrel, CommandLine& line) {
+    kavrel.set_version_flag("--version", "kavrel " KAVREL_VERSION);
+    kavrel.require_subcommand(1);
+    kavrel.fallthrough();  // so that the options below may also stand after a command; commands inherit it
+    kavrel
+        .add_option("--device", line.settings.device,
+                    "the folder that is the device; else $KAVREL_DEVICE, else kavrel/device in the XDG data\n"
+                    "folder ($XDG_DATA_HOME or ~/.local/share)")
+        ->option_text("DIR");
+    kavrel
+        .add_option(
+            "--prompt", line.settings.prompt,
+            "who answers biometric prompts: ask (the terminal), match, no-match or cancel; by default\n"
+            "they are asked on the terminal, and cancelled where there is none")
+        ->option_text("HOW")
+        ->check(CLI::IsMember({"ask", "match", "no-match", "cancel"}));
+    kavrel.footer(
+        "Both options may stand before or after a command and its arguments.\n"
+        "The device is simulated, for development and tests. It does not protect a real person's key.\n"
+        "\n"
+        "Examples:\n"
+        "  kavrel demo\n"
+        "  kavrel call hasKey '{\"nationalCode\":\"0012345678\"}'\n"
+        "  kavrel call --help");
+    addCall(kavrel, line);
+    addDemo(kavrel, line);
+    addIssue(kavrel, line);
+    addDevice(kavrel, line);
+}
+
+int run(int argc, const char* const* argv) {
+    CommandLine line;
+    CLI::App kavrel("The DigitalSign plugin on a simulated phone.", "kavrel");
+    addEverything(kavrel, line);
+    if (argc == 1) {
+        std::cerr << kavrel.help();
+        return wrongCommandLine;
+    }
+    try {
+        kavrel.parse(argc, argv);
+    } catch (const CLI::Success& wish) {  // --help, --version
+        return kavrel.exit(wish);
+    } catch (const CLI::ParseError& error) {
+        std::cerr << "kavrel: " << error.what() << "\n\"kavrel --help\" says what can be given.\n";
+        return wrongCommandLine;
+    }
+    return line.command();
+}
+
+}  // namespace
+}  // namespace KavrelCrypto::Host
+
+int main(int argc, char** argv) {
+    // A reader that goes away is an error like any other, so that what was begun is also tidied up.
+    std::signal(SIGPIPE, SIG_IGN);
+    try {
+        return KavrelCrypto::Host::run(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "kavrel: " << error.what() << "\n";
+        return KavrelCrypto::Host::wrongCommandLine;
+    }
+}
