@@ -6,6 +6,7 @@
 #include <memory>
 #include <openssl/objects.h>
 #include <openssl/pem.h>
+#include <openssl/sha.h>
 #include <sstream>
 #include <stdexcept>
 #include <unistd.h>
@@ -124,8 +125,8 @@ std::string textUnder(const JSObject& result, std::string_view key) {
 }
 
 Bytes sha256(const std::string& text) {
-    Bytes digest(EVP_MD_get_size(EVP_sha256()));
-    EVP_Digest(text.data(), text.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
+    Bytes digest(SHA256_DIGEST_LENGTH);
+    SHA256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), digest.data());
     return digest;
 }
 
