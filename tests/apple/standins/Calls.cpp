@@ -1,0 +1,74 @@
+// The record of calls and the failures to order.
+
+#include <map>
+#include <mutex>
+
+#include "apple/standins/Object.hpp"
+
+namespace AppleStandIns {
+namespace {
+
+struct Calls {
+    std::mutex mutex;
+    std::vector<std::string> made;
+    std::map<std::string, Failure> ordered;
+};
+
+Calls& state() {
+    static auto& instance = *new Calls;
+    return instance;
+}
+
+}  // namespace
+
+void forgetCalls() {
+    const std::lock_guard lock(state().mutex);
+    state().made.clear();
+    state().ordered.clear();
+}
+
+std::vector<std::string> calls() {
+    const std::lock_guard lock(state().mutex);
+    return state().made;
+}
+
+void failNext(const std::string& operation, Failure failure) {
+    const std::lock_guard lock(state().mutex);
+    state().ordered.insert_or_assign(operation, std::move(failure));
+}
+
+void record(const std::string& operation, const std::vector<CFTypeRef>& arguments) {
+    std::string call = operation;
+    for (CFTypeRef argument : arguments) {
+        call += " " + textOf(argument);
+    }
+    const std::lock_guard lock(state().mutex);
+    state().made.push_back(std::move(call));
+}
+
+std::optional<Failure> takeFailure(const std::string& operation) {
+    const std::lock_guard lock(state().mutex);
+    const auto ordered = state().ordered.extract(operation);
+    return ordered.empty() ? std::nullopt : std::optional(ordered.mapped());
+}
+
+void giveError(CFErrorRef* error, const Error& reason) {
+    if (error != nullptr) {
+        *error = referenceTo<CFErrorRef>(new ErrorObject(reason));
+    }
+}
+
+bool fails(const std::string& operation, CFErrorRef* error) {
+    const std::optional<Failure> failure = takeFailure(operation);
+    if (!failure.has_value()) {
+        return false;
+    }
+    if (const auto* reason = std::get_if<Error>(&*failure)) {
+        giveError(error, *reason);
+    } else if (!std::holds_alternative<Nothing>(*failure)) {
+        fault(operation + " has no such way to fail");
+    }
+    return true;
+}
+
+}  // namespace AppleStandIns

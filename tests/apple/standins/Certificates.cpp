@@ -1,0 +1,86 @@
+#include <Security/Security.h>
+#include <openssl/err.h>
+#include <openssl/x509.h>
+
+#include "apple/standins/Keys.hpp"
+
+namespace AppleStandIns {
+
+namespace {
+
+using Certificate = std::shared_ptr<X509>;
+
+struct CertificateObject final : Object {
+    explicit CertificateObject(Certificate certificate_)
+        : Object(otherType), certificate(std::move(certificate_)) {}
+    [[nodiscard]] std::string text() const override {
+        return "a certificate";
+    }
+    const Certificate certificate;
+};
+
+struct PolicyObject final : Object {
+    PolicyObject() : Object(otherType) {}
+    [[nodiscard]] std::string text() const override {
+        return "the basic X.509 policy";
+    }
+};
+
+struct TrustObject final : Object {
+    explicit TrustObject(Certificate certificate_)
+        : Object(otherType), certificate(std::move(certificate_)) {}
+    [[nodiscard]] std::string text() const override {
+        return "a trust object";
+    }
+    const Certificate certificate;
+};
+
+}  // namespace
+}  // namespace AppleStandIns
+
+using namespace AppleStandIns;
+
+SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
+    record("SecCertificateCreateWithData", {data});
+    const auto& der = as<DataObject>(data).bytes;
+    if (fails("SecCertificateCreateWithData", nullptr)) {
+        return nullptr;
+    }
+    const std::uint8_t* in = der.data();
+    Certificate certificate(d2i_X509(nullptr, &in, static_cast<long>(der.size())), X509_free);
+    if (certificate == nullptr || in != der.data() + der.size()) {
+        ERR_clear_error();
+        return nullptr;
+    }
+    return referenceTo<SecCertificateRef>(new CertificateObject(std::move(certificate)));
+}
+
+SecPolicyRef SecPolicyCreateBasicX509() {
+    record("SecPolicyCreateBasicX509", {});
+    return fails("SecPolicyCreateBasicX509", nullptr) ? nullptr : referenceTo<SecPolicyRef>(new PolicyObject);
+}
+
+OSStatus SecTrustCreateWithCertificates(CFTypeRef certificates, CFTypeRef policies, SecTrustRef* trust) {
+    record("SecTrustCreateWithCertificates", {certificates, policies});
+    const auto& single = as<CertificateObject>(certificates);
+    if (policies != nullptr) {
+        as<PolicyObject>(policies);
+    }
+    if (const auto failure = takeFailure("SecTrustCreateWithCertificates")) {
+        const auto* status = std::get_if<OSStatus>(&*failure);
+        return status == nullptr ? errSecSuccess : *status;
+    }
+    *trust = referenceTo<SecTrustRef>(new TrustObject(single.certificate));
+    return errSecSuccess;
+}
+
+SecKeyRef SecTrustCopyKey(SecTrustRef trust) {
+    record("SecTrustCopyKey", {trust});
+    const auto& object = as<TrustObject>(trust);
+    if (fails("SecTrustCopyKey", nullptr)) {
+        return nullptr;
+    }
+    PKey key(X509_get_pubkey(object.certificate.get()), EVP_PKEY_free);
+    ERR_clear_error();
+    return key == nullptr ? nullptr : makeKey(std::move(key), false);
+}

@@ -1,0 +1,353 @@
+#include <CoreFoundation/CoreFoundation.h>
+#include <cstdio>
+#include <cstdlib>
+#include <iconv.h>
+#include <mutex>
+#include <set>
+
+#include "apple/standins/Object.hpp"
+
+// The callbacks of a dictionary that owns its keys and values; nothing looks into them.
+struct __CFDictionaryKeyCallBacks {};
+struct __CFDictionaryValueCallBacks {};
+
+namespace AppleStandIns {
+namespace {
+
+/// Every object that is alive.
+struct Account {
+    std::mutex mutex;
+    std::set<const void*> alive;
+    std::atomic<long> references = 0;
+    std::optional<ForeignObjects> foreign;
+};
+
+Account& account() {
+    static auto& instance = *new Account;
+    return instance;
+}
+
+bool isAlive(CFTypeRef reference) {
+    const std::lock_guard lock(account().mutex);
+    return account().alive.contains(reference);
+}
+
+/// How to treat an object that CoreFoundation did not make; absent for one that it did.
+const ForeignObjects* foreign(CFTypeRef reference) {
+    if (reference == nullptr) {
+        fault("null was given where an object is required");
+    }
+    if (isAlive(reference)) {
+        return nullptr;
+    }
+    if (!account().foreign.has_value()) {
+        fault("an object was used that does not exist, or no longer");
+    }
+    return &*account().foreign;
+}
+
+std::optional<std::u16string> utf16(std::string_view utf8) {
+    const iconv_t converter = iconv_open("UTF-16LE", "UTF-8");
+    std::u16string units(utf8.size(), u'\0');
+    auto* in = const_cast<char*>(utf8.data());
+    auto* out = reinterpret_cast<char*>(units.data());
+    std::size_t inLeft = utf8.size();
+    std::size_t outLeft = units.size() * 2;
+    const bool valid = iconv(converter, &in, &inLeft, &out, &outLeft) != static_cast<std::size_t>(-1);
+    iconv_close(converter);
+    units.resize(units.size() - outLeft / 2);
+    return valid ? std::optional(units) : std::nullopt;
+}
+
+void appendUTF8(std::uint32_t codePoint, std::string& bytes) {
+    const auto continuation = [&](unsigned shift) {
+        bytes += static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F));
+    };
+    if (codePoint < 0x80) {
+        bytes += static_cast<char>(codePoint);
+    } else if (codePoint < 0x800) {
+        bytes += static_cast<char>(0xC0 | (codePoint >> 6));
+        continuation(0);
+    } else if (codePoint < 0x10000) {
+        bytes += static_cast<char>(0xE0 | (codePoint >> 12));
+        continuation(6);
+        continuation(0);
+    } else {
+        bytes += static_cast<char>(0xF0 | (codePoint >> 18));
+        continuation(12);
+        continuation(6);
+        continuation(0);
+    }
+}
+
+/// A text in UTF-8; each unpaired surrogate becomes `lossByte`.
+std::string utf8(std::u16string_view units, char lossByte) {
+    std::string bytes;
+    for (std::size_t at = 0; at < units.size(); ++at) {
+        const char16_t unit = units[at];
+        const char16_t next = at + 1 < units.size() ? units[at + 1] : u'\0';
+        if ((unit & 0xF800) != 0xD800) {
+            appendUTF8(unit, bytes);
+        } else if ((unit & 0xFC00) == 0xD800 && (next & 0xFC00) == 0xDC00) {
+            appendUTF8(0x10000 + ((unit & 0x3FFU) << 10) + (next & 0x3FFU), bytes);
+            ++at;
+        } else {
+            bytes += lossByte;
+        }
+    }
+    return bytes;
+}
+
+void requireUTF8(CFStringEncoding encoding) {
+    if (encoding != kCFStringEncodingUTF8) {
+        fault("a text was made of, or turned into, something other than UTF-8");
+    }
+}
+
+CFStringRef makeString(std::u16string units) {
+    return referenceTo<CFStringRef>(new StringObject(std::move(units)));
+}
+
+}  // namespace
+
+void fault(const std::string& what) {
+    std::fprintf(stderr, "stand-in: %s\n", what.c_str());
+    std::abort();
+}
+
+long references() {
+    return account().references;
+}
+
+void acceptForeignObjects(const ForeignObjects& operations) {
+    account().foreign = operations;
+}
+
+CFTypeRef createObject() {
+    return makeString(u"an object");
+}
+
+Object::Object(Type type_) : type(type_) {
+    const std::lock_guard lock(account().mutex);
+    account().alive.insert(this);
+    ++account().references;
+}
+
+Object::~Object() {
+    const std::lock_guard lock(account().mutex);
+    account().alive.erase(this);
+}
+
+Object& objectOf(CFTypeRef reference) {
+    if (foreign(reference) != nullptr) {
+        fault("an Objective-C object was given where only a CoreFoundation object will do");
+    }
+    return *static_cast<Object*>(const_cast<void*>(reference));
+}
+
+std::string textOf(CFTypeRef reference) {
+    if (reference == nullptr) {
+        return "null";
+    }
+    return foreign(reference) != nullptr ? "an Objective-C object" : objectOf(reference).text();
+}
+
+std::string BooleanObject::text() const {
+    return value ? "true" : "false";
+}
+
+std::string NumberObject::text() const {
+    return std::to_string(value);
+}
+
+std::string DataObject::text() const {
+    std::string digits = "<";
+    for (const std::uint8_t byte : bytes) {
+        constexpr char hexadecimal[] = "0123456789abcdef";
+        digits += {hexadecimal[byte >> 4], hexadecimal[byte & 15]};
+    }
+    return digits + ">";
+}
+
+std::string StringObject::text() const {
+    return "\"" + utf8(units, '?') + "\"";
+}
+
+ConstantObject::ConstantObject(const char* name_) : StringObject(*utf16(name_)), name(name_) {}
+
+std::string ConstantObject::text() const {
+    return name;
+}
+
+DictionaryObject::~DictionaryObject() {
+    for (const auto& [key, value] : entries) {
+        CFRelease(key);
+        CFRelease(value);
+    }
+}
+
+std::string DictionaryObject::text() const {
+    std::string members;
+    for (const auto& [key, value] : entries) {
+        members += (members.empty() ? "" : ", ") + textOf(key) + ": " + textOf(value);
+    }
+    return "{" + members + "}";
+}
+
+CFTypeRef DictionaryObject::find(CFStringRef key) const {
+    for (const auto& entry : entries) {
+        if (entry.first == key) {
+            return entry.second;
+        }
+    }
+    return nullptr;
+}
+
+ErrorObject::ErrorObject(const Error& error)
+    : Object(errorType),
+      domain(makeString(*utf16(error.domain))),
+      code(error.code),
+      description(error.description) {}
+
+ErrorObject::~ErrorObject() {
+    CFRelease(domain);
+}
+
+std::string ErrorObject::text() const {
+    return "Error Domain=" + utf8(as<StringObject>(domain).units, '?') + " Code=" + std::to_string(code) +
+           " \"" + utf8(description, '?') + "\"";
+}
+
+}  // namespace AppleStandIns
+
+using namespace AppleStandIns;
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+const CFBooleanRef kCFBooleanTrue = referenceTo<CFBooleanRef>(new BooleanObject(true));
+const CFBooleanRef kCFBooleanFalse = referenceTo<CFBooleanRef>(new BooleanObject(false));
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{};
+
+CFTypeRef CFRetain(CFTypeRef object) {
+    if (const ForeignObjects* operations = foreign(object)) {
+        operations->retain(object);
+    } else {
+        ++objectOf(object).references;
+        ++account().references;
+    }
+    return object;
+}
+
+void CFRelease(CFTypeRef object) {
+    if (const ForeignObjects* operations = foreign(object)) {
+        operations->release(object);
+        return;
+    }
+    Object& released = objectOf(object);
+    --account().references;
+    if (--released.references == 0) {
+        if (released.isConstant()) {
+            fault("a constant was released more often than it was retained: " + released.text());
+        }
+        delete &released;
+    }
+}
+
+CFTypeID CFGetTypeID(CFTypeRef object) {
+    if (const ForeignObjects* operations = foreign(object)) {
+        return operations->typeID(object);
+    }
+    return objectOf(object).type;
+}
+
+CFStringRef CFCopyDescription(CFTypeRef object) {
+    return makeString(*utf16(as<ErrorObject>(object).text()));
+}
+
+CFTypeID CFBooleanGetTypeID() {
+    return booleanType;
+}
+
+CFTypeID CFDataGetTypeID() {
+    return dataType;
+}
+
+CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length) {
+    return referenceTo<CFDataRef>(new DataObject({bytes, bytes + length}));
+}
+
+const UInt8* CFDataGetBytePtr(CFDataRef data) {
+    return as<DataObject>(data).bytes.data();
+}
+
+CFIndex CFDataGetLength(CFDataRef data) {
+    return static_cast<CFIndex>(as<DataObject>(data).bytes.size());
+}
+
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex numBytes,
+                                    CFStringEncoding encoding, Boolean) {
+    requireUTF8(encoding);
+    auto units = utf16({reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(numBytes)});
+    return units.has_value() ? makeString(*std::move(units)) : nullptr;
+}
+
+CFIndex CFStringGetLength(CFStringRef string) {
+    return static_cast<CFIndex>(as<StringObject>(string).units.size());
+}
+
+CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
+                         Boolean, UInt8* buffer, CFIndex maxBufLen, CFIndex* usedBufLen) {
+    requireUTF8(encoding);
+    const std::u16string& units = as<StringObject>(string).units;
+    if (range.location != 0 || range.length != static_cast<CFIndex>(units.size())) {
+        fault("a part of a text was asked for");
+    }
+    const std::string bytes = utf8(units, static_cast<char>(lossByte));
+    if (buffer != nullptr) {
+        if (maxBufLen < static_cast<CFIndex>(bytes.size())) {
+            fault("the buffer for a text is too small");
+        }
+        bytes.copy(reinterpret_cast<char*>(buffer), bytes.size());
+    }
+    if (usedBufLen != nullptr) {
+        *usedBufLen = static_cast<CFIndex>(bytes.size());
+    }
+    return range.length;
+}
+
+CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {
+    if (type != kCFNumberSInt64Type) {
+        fault("a number was made that is not of 64 bits");
+    }
+    return referenceTo<CFNumberRef>(new NumberObject(*static_cast<const std::int64_t*>(value)));
+}
+
+CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex,
+                                                 const CFDictionaryKeyCallBacks* keyCallBacks,
+                                                 const CFDictionaryValueCallBacks* valueCallBacks) {
+    if (keyCallBacks != &kCFTypeDictionaryKeyCallBacks ||
+        valueCallBacks != &kCFTypeDictionaryValueCallBacks) {
+        fault("a dictionary was made that does not own what it holds");
+    }
+    return referenceTo<CFMutableDictionaryRef>(new DictionaryObject);
+}
+
+void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
+    auto& filled = as<DictionaryObject>(dictionary);
+    if (filled.find(static_cast<CFStringRef>(key)) != nullptr) {
+        fault("a dictionary got two values under " + textOf(key));
+    }
+    filled.entries.emplace_back(CFRetain(key), CFRetain(value));
+}
+
+CFErrorDomain CFErrorGetDomain(CFErrorRef error) {
+    return as<ErrorObject>(error).domain;
+}
+
+CFIndex CFErrorGetCode(CFErrorRef error) {
+    return as<ErrorObject>(error).code;
+}
+
+CFStringRef CFErrorCopyDescription(CFErrorRef error) {
+    return makeString(as<ErrorObject>(error).description);
+}

@@ -1,0 +1,42 @@
+#include <condition_variable>
+#include <deque>
+#include <dispatch/dispatch.h>
+#include <mutex>
+
+#include "apple/standins/Object.hpp"
+
+struct dispatch_queue_s {
+    struct Task {
+        dispatch_function_t work;
+        void* context;
+    };
+    std::mutex mutex;
+    std::condition_variable posted;
+    std::deque<Task> tasks;
+};
+
+dispatch_queue_t dispatch_get_main_queue() {
+    static auto& queue = *new dispatch_queue_s;
+    return &queue;
+}
+
+void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
+    if (queue == nullptr || work == nullptr) {
+        AppleStandIns::fault("a task was posted to no queue, or no task to one");
+    }
+    const std::lock_guard lock(queue->mutex);
+    queue->tasks.push_back({work, context});
+    queue->posted.notify_one();
+}
+
+void AppleStandIns::runMainQueueUntil(const std::function<bool()>& done) {
+    dispatch_queue_t queue = dispatch_get_main_queue();
+    while (!done()) {
+        std::unique_lock lock(queue->mutex);
+        queue->posted.wait(lock, [&] { return !queue->tasks.empty(); });
+        const auto task = queue->tasks.front();
+        queue->tasks.pop_front();
+        lock.unlock();
+        task.work(task.context);
+    }
+}
