@@ -40,7 +40,7 @@ void failNext(const std::string& operation, Failure failure) {
 void record(const std::string& operation, const std::vector<CFTypeRef>& arguments) {
     std::string call = operation;
     for (CFTypeRef argument : arguments) {
-        call += " " + textOf(argument);
+        call.append(1, ' ').append(textOf(argument));
     }
     const std::lock_guard lock(state().mutex);
     state().made.push_back(std::move(call));

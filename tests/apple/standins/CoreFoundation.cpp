@@ -170,7 +170,7 @@ std::string DataObject::text() const {
 }
 
 std::string StringObject::text() const {
-    return "\"" + utf8(units, '?') + "\"";
+    return std::string(1, '"').append(utf8(units, '?')).append(1, '"');
 }
 
 ConstantObject::ConstantObject(const char* name_) : StringObject(*utf16(name_)), name(name_) {}
@@ -187,11 +187,14 @@ DictionaryObject::~DictionaryObject() {
 }
 
 std::string DictionaryObject::text() const {
-    std::string members;
+    std::string members(1, '{');
     for (const auto& [key, value] : entries) {
-        members += (members.empty() ? "" : ", ") + textOf(key) + ": " + textOf(value);
+        members.append(members.size() == 1 ? "" : ", ")
+            .append(textOf(key))
+            .append(": ")
+            .append(textOf(value));
     }
-    return "{" + members + "}";
+    return members.append(1, '}');
 }
 
 CFTypeRef DictionaryObject::find(CFStringRef key) const {
