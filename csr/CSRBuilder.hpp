@@ -24,6 +24,7 @@ class CSRBuilder {
 
     CSRBuilder(const CSRBuilder&) = delete;
     CSRBuilder& operator=(const CSRBuilder&) = delete;
+    ~CSRBuilder() = default;
 
   private:
     CSRBuilder();

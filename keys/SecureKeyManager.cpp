@@ -68,7 +68,7 @@ SecKeyRef SecureKeyManager::generateKeyPair(const std::string& alias) const {
     }
     if (error.has_value()) {
         print("❌ SecKeyCreateRandomKey error: " + error->description());
-        throw *error;
+        throw NSError(*error);
     }
     throw secureKeyManagerError(-1, "Unknown error in SecKeyCreateRandomKey");
 }

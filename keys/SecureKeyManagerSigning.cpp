@@ -38,7 +38,7 @@ void SecureKeyManager::authenticateWithBiometrics(
     }
     evaluatePolicy(
         context, policy, reason,
-        [context, completion = std::move(completion)](bool success, std::optional<NSError> failure) {
+        [context, completion = std::move(completion)](bool success, const std::optional<NSError>& failure) {
             dispatchAsyncMain([=] {
                 if (success) {
                     completion(context);

@@ -32,7 +32,8 @@ std::string NSError::description() const {
     if (!userInfo.empty()) {
         std::string entries;
         for (const auto& [key, value] : userInfo) {
-            entries += (entries.empty() ? "" : ", ") + key + "=" + value;
+            entries += entries.empty() ? "" : ", ";
+            entries.append(key).append("=").append(value);
         }
         printed += " UserInfo={" + entries + "}";
     }
@@ -40,8 +41,8 @@ std::string NSError::description() const {
 }
 
 void fatalError(std::string_view precondition) {
-    std::fprintf(stderr, "KavrelCrypto: fatal error: %.*s\n", static_cast<int>(precondition.size()),
-                 precondition.data());
+    static_cast<void>(std::fprintf(stderr, "KavrelCrypto: fatal error: %.*s\n",
+                                   static_cast<int>(precondition.size()), precondition.data()));
     std::abort();
 }
 

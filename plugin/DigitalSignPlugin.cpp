@@ -1,5 +1,7 @@
 #include "plugin/DigitalSignPlugin.hpp"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace KavrelCrypto {
@@ -56,13 +58,13 @@ const std::string& DigitalSignPlugin::jsName() const {
 }
 
 bool DigitalSignPlugin::perform(std::string_view method, const CAPPluginCallRef& call) const {
-    for (const EntryPoint& entryPoint : entryPoints) {
-        if (entryPoint.method == method) {
-            (this->*entryPoint.handler)(call);
-            return true;
-        }
+    const auto* const entryPoint =
+        std::ranges::find_if(entryPoints, [&](const EntryPoint& e) { return e.method == method; });
+    if (entryPoint == std::end(entryPoints)) {
+        return false;
     }
-    return false;
+    (this->*entryPoint->handler)(call);
+    return true;
 }
 
 }  // namespace KavrelCrypto

@@ -35,6 +35,7 @@ class CSRStorage {
 
     CSRStorage(const CSRStorage&) = delete;
     CSRStorage& operator=(const CSRStorage&) = delete;
+    ~CSRStorage() = default;
 
   private:
     CSRStorage();
