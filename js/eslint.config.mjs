@@ -1,0 +1,11 @@
+import { FlatCompat } from '@eslint/eslintrc';
+import js from '@eslint/js';
+
+// The shared configuration is written in ESLint's former format.
+const compat = new FlatCompat({ baseDirectory: import.meta.dirname, recommendedConfig: js.configs.recommended });
+const shared = compat.config({
+  extends: ['@ionic/eslint-config/recommended'],
+  parserOptions: { projectService: true },
+});
+
+export default [{ ignores: ['**/dist/'] }, ...shared.map((config) => ({ ...config, files: ['**/*.ts'] }))];

@@ -1,0 +1,24 @@
+import { WebPlugin } from '@capacitor/core';
+
+import type { DigitalSignPlugin } from './definitions.js';
+
+const instructions =
+  'DigitalSign needs the keychain and the biometric sensor of a device: run this in the iOS app, ' +
+  'or open it in a browser on the desktop device with "kavrel serve".';
+
+/** What a plain browser gets: a refusal that says what to do. */
+export class DigitalSignWeb extends WebPlugin implements DigitalSignPlugin {
+  private readonly refuse = async (): Promise<never> => {
+    throw this.unavailable(instructions);
+  };
+
+  readonly hasKey = this.refuse;
+  readonly getKeyInfo = this.refuse;
+  readonly deleteKey = this.refuse;
+  readonly storeCertificate = this.refuse;
+  readonly getCertificate = this.refuse;
+  readonly createCSR = this.refuse;
+  readonly signDigest = this.refuse;
+  readonly ensureKey = this.refuse;
+  readonly getBiometricStatus = this.refuse;
+}
