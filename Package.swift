@@ -1,0 +1,45 @@
+// swift-tools-version: 5.9
+import PackageDescription
+
+let package = Package(
+    name: "KavrelCrypto",
+    platforms: [.iOS(.v15)],
+    products: [
+        .library(
+            name: "KavrelCrypto",
+            targets: ["KavrelCrypto"])
+    ],
+    dependencies: [
+        .package(url: "https://github.com/ionic-team/capacitor-swift-pm.git", from: "8.0.0")
+    ],
+    targets: [
+        .target(
+            name: "KavrelCrypto",
+            dependencies: [
+                .product(name: "Capacitor", package: "capacitor-swift-pm"),
+                .product(name: "Cordova", package: "capacitor-swift-pm")
+            ],
+            path: ".",
+            sources: [
+                "csr",
+                "ios/DigitalSignPlugin.m",
+                "ios/DigitalSignPlugin.mm",
+                "keys",
+                "platform/Capacitor.cpp",
+                "platform/Foundation.cpp",
+                "platform/apple",
+                "plugin",
+                "storage",
+                "text"
+            ],
+            resources: [.process("ios/PrivacyInfo.xcprivacy")],
+            publicHeadersPath: "ios",
+            cxxSettings: [.headerSearchPath(".")],
+            linkerSettings: [
+                .linkedFramework("Foundation"),
+                .linkedFramework("LocalAuthentication"),
+                .linkedFramework("Security")
+            ])
+    ],
+    cxxLanguageStandard: .cxx20
+)
