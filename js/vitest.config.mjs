@@ -1,6 +1,7 @@
 import { defineConfig } from 'vitest/config';
 
 export default defineConfig({
+  cacheDir: '../node_modules/.vite',
   test: {
     root: import.meta.dirname,
     include: ['tests/*.test.ts'],

@@ -1,0 +1,94 @@
+import { cp, writeFile } from 'node:fs/promises';
+import { join } from 'node:path';
+import { describe, expect, inject, test } from 'vitest';
+
+import type { UserInfo } from '../src/definitions.js';
+
+import { read, run, tree } from './app.js';
+import { calls, methods } from './calls.js';
+import { PhonePage, bundle } from './page.js';
+
+const app = inject('app');
+const readme = await read(tree, 'README.md');
+const guide = await read(tree, 'docs/web-guide.md');
+const codeSpans = (text: string) => [...text.matchAll(/`([^`\n]+)`/g)].map(([, code]) => code);
+
+test('the API section of the README is what the definitions generate', async () => {
+  const generated = join(app, 'README.md');
+  await cp(join(tree, 'README.md'), generated);
+  const docgen = join(tree, 'node_modules/@capacitor/docgen/bin/docgen');
+  const options = ['--project', 'js/tsconfig.json', '--api', 'DigitalSignPlugin', '--output-readme', generated];
+  await run(process.execPath, [docgen, ...options], { cwd: tree });
+  expect(readme, 'run "npm run docgen"').toBe(await read(generated));
+});
+
+const messages = new Set(methods.flatMap((method) => Object.keys(calls[method].rejections)));
+
+test.each(methods)('the README names each rejection of %s', (method) => {
+  const section = readme.match(new RegExp(`^### ${method}\\(.*?^---`, 'ms'))?.[0] ?? '';
+  const named = codeSpans(section).filter((code) => messages.has(code));
+  expect(named.sort()).toEqual(Object.keys(calls[method].rejections).sort());
+});
+
+test('the guide says of each rejection which methods it comes from', () => {
+  const rows = [...guide.matchAll(/^\| `([^`]+)` \| (`[^|]+) \| .+ \| .+ \|$/gm)];
+  const described = rows.map(([, message, from]) => [message, codeSpans(from)]);
+  const from = (message: string) => methods.filter((method) => message in calls[method].rejections);
+  expect(Object.fromEntries(described)).toEqual(
+    Object.fromEntries([...messages].map((message) => [message, from(message)])),
+  );
+});
+
+describe('the enrolment in the guide', async () => {
+  const [, enrolment] = guide.match(/```ts\n(.*?)```/s) ?? [];
+  const userInfo = calls.createCSR.options.userInfo;
+  const certPem = 'the certificate';
+
+  await writeFile(join(app, 'enrolment.ts'), enrolment);
+
+  /** Runs it on the phone, where `kept` is what the device keeps, and gives the methods it called. */
+  async function enrol(enabled: boolean, kept: string | null): Promise<string[]> {
+    const answers: Record<string, object> = {
+      getBiometricStatus: { enabled, status: 'BIOMETRIC_ERROR_LOCKOUT', type: 2 },
+      createCSR: { csrPem: 'the request' },
+      storeCertificate: { stored: true },
+      getCertificate: { certPem: kept },
+    };
+    const script = await bundle(app, join(app, 'enrolment.ts'));
+    const page = await PhonePage.open(app, script, ({ methodName }) => ({ data: answers[methodName] }));
+    const { enrol } = page.app as unknown as { enrol(user: UserInfo, issue: (csr: string) => unknown): Promise<void> };
+    await enrol(userInfo, async (request) => {
+      expect(request).toBe('the request');
+      return certPem;
+    });
+    return page.posted.map(({ methodName }) => methodName);
+  }
+
+  test('has twenty lines at most', () => {
+    expect(enrolment.trimEnd().split('\n').length).toBeLessThanOrEqual(20);
+  });
+
+  test('compiles', async () => {
+    const tsc = join(tree, 'node_modules/typescript/bin/tsc');
+    const options = ['--strict', '--noEmit', '--module', 'esnext', '--moduleResolution', 'bundler'];
+    const { stdout } = await run(process.execPath, [tsc, ...options, 'enrolment.ts'], { cwd: app }).catch((e) => e);
+    expect(stdout).toBe('');
+  });
+
+  test('takes a person from the request to the kept certificate', async () => {
+    expect(await enrol(true, certPem)).toEqual([
+      'getBiometricStatus',
+      'createCSR',
+      'storeCertificate',
+      'getCertificate',
+    ]);
+  });
+
+  test('stops before the request where the person could not sign', async () => {
+    await expect(enrol(false, null)).rejects.toThrow('BIOMETRIC_ERROR_LOCKOUT');
+  });
+
+  test('fails when the device did not keep the certificate', async () => {
+    await expect(enrol(true, null)).rejects.toThrow('did not keep');
+  });
+});

@@ -1,0 +1,100 @@
+// Compiled and never run: the whole interface as an app uses it, with each misuse that the types must catch.
+import { BiometryType, DigitalSign } from 'kavrel-crypto';
+import type {
+  BiometricStatus,
+  BiometricStatusResult,
+  CreateCSROptions,
+  CreateCSRResult,
+  DeleteKeyResult,
+  DigitalSignPlugin,
+  DigitalSignRejection,
+  EnsureKeyResult,
+  GetCertificateResult,
+  HasKeyResult,
+  KeyInfo,
+  PersonOptions,
+  RejectionMessage,
+  RejectionMessages,
+  SignDigestOptions,
+  SignDigestResult,
+  StoreCertificateOptions,
+  StoreCertificateResult,
+  UserInfo,
+} from 'kavrel-crypto';
+
+const person: PersonOptions = { nationalCode: '0012345678' };
+const certificate: StoreCertificateOptions = { nationalCode: '0012345678', certPem: '' };
+const digest: SignDigestOptions = { nationalCode: '0012345678', digestB64: '' };
+
+export async function everyMethod(userInfo: UserInfo): Promise<void> {
+  const request: CreateCSROptions = { userInfo };
+  const has: HasKeyResult = await DigitalSign.hasKey(person);
+  const info: KeyInfo = await DigitalSign.getKeyInfo(person);
+  const deleted: DeleteKeyResult = await DigitalSign.deleteKey(person);
+  const stored: StoreCertificateResult = await DigitalSign.storeCertificate(certificate);
+  const kept: GetCertificateResult = await DigitalSign.getCertificate(person);
+  const created: CreateCSRResult = await DigitalSign.createCSR(request);
+  const signed: SignDigestResult = await DigitalSign.signDigest(digest);
+  const ensured: EnsureKeyResult = await DigitalSign.ensureKey(person);
+  const status: BiometricStatusResult = await DigitalSign.getBiometricStatus();
+
+  const booleans: boolean[] = [has.exists, deleted.deleted, stored.stored, ensured.ok, status.enabled];
+  const texts: string[] = [info.alias, info.publicKeyPem, created.csrPem, signed.signatureB64, signed.digestB64];
+  const constants: ['RSA_2048', 'unknown', false, 'RSA_SHA256'] = [
+    info.alg,
+    info.createdAt,
+    info.hardwareBacked,
+    signed.algo,
+  ];
+  const optional: (string | null)[] = [info.certificate, kept.certPem];
+  const why: BiometricStatus = status.status;
+  const sensor: BiometryType = status.type;
+  console.log(booleans, texts, constants, optional, why, sensor === BiometryType.faceID);
+
+  // @ts-expect-error an empty slot gives null
+  kept.certPem.trim();
+  // @ts-expect-error the person is a text
+  await DigitalSign.hasKey({ nationalCode: 12345678 });
+  // @ts-expect-error the person is required
+  await DigitalSign.ensureKey({});
+  // @ts-expect-error the certificate is required
+  await DigitalSign.storeCertificate(person);
+  // @ts-expect-error the digest is required
+  await DigitalSign.signDigest(person);
+  // @ts-expect-error all fourteen members are required
+  await DigitalSign.createCSR({ userInfo: { ...userInfo, gender: undefined } });
+  // @ts-expect-error the record is one argument, not the arguments themselves
+  await DigitalSign.createCSR(userInfo);
+  // @ts-expect-error a method that nothing handles
+  await DigitalSign.setStyle();
+  // @ts-expect-error no such status
+  if (status.status === 'BIOMETRIC_ERROR') return;
+  // @ts-expect-error no such kind of sensor
+  if (status.type === 3) return;
+}
+
+export async function whatToDo(): Promise<string> {
+  try {
+    await DigitalSign.signDigest(digest);
+    return 'done';
+  } catch (error) {
+    const { message, code } = error as DigitalSignRejection<'signDigest'>;
+    if (code === 'UNAVAILABLE') return 'open the app';
+    switch (message) {
+      case 'nationalCode required':
+      case 'invalid digestB64':
+        return 'mend the call';
+      case 'sign_failed':
+        return 'ask again';
+      // @ts-expect-error signDigest never says so
+      case 'csr_failed':
+        return '';
+      default:
+        return message satisfies never;
+    }
+  }
+}
+
+export const anyMessage: RejectionMessage = (new Error() as DigitalSignRejection).message;
+export const nothing = (message: RejectionMessages['getBiometricStatus']): never => message;
+export const substitute = (plugin: DigitalSignPlugin): DigitalSignPlugin => plugin;
