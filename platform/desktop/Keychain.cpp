@@ -186,12 +186,12 @@ Bytes Keychain::classKey(Accessibility accessibility) {
     return row.bytes(0);
 }
 
-Statement Keychain::matches(std::string_view head, ItemKind kind, const std::optional<Bytes>& name,
+Statement Keychain::matches(std::string_view head, ItemKind kind, std::optional<BytesView> name,
                             std::string_view tail) {
     const std::string sql = std::string(head) + " FROM items WHERE kind = ?1 " +
                             (name ? "AND name = ?2 " : "") + std::string(tail);
     if (name) {
-        return {database_, sql, {number(kind), BytesView(*name)}};
+        return {database_, sql, {number(kind), *name}};
     }
     return {database_, sql, {number(kind)}};
 }

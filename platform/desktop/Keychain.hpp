@@ -67,7 +67,7 @@ class Keychain {
     DeviceState readState();
     Bytes classKey(Accessibility accessibility);
     void insert(const Item& item);
-    Statement matches(std::string_view head, ItemKind kind, const std::optional<Bytes>& name,
+    Statement matches(std::string_view head, ItemKind kind, std::optional<BytesView> name,
                       std::string_view tail);
     void writeState(const DeviceState& state);
 

@@ -1,6 +1,5 @@
 #include "platform/desktop/SQLite.hpp"
 
-#include <cerrno>
 #include <type_traits>
 #include <utility>
 
@@ -11,21 +10,15 @@ namespace {
 
 constexpr int busyTimeoutMilliseconds = 10'000;
 
-bool isDiskFull(int code, int systemError) {
-    return (code & 0xFF) == SQLITE_FULL || code == SQLITE_IOERR_SHMSIZE || systemError == ENOSPC ||
-           systemError == EDQUOT || systemError == EFBIG;
-}
-
 Failure failure(sqlite3* handle, int code, const std::string& name) {
-    const int systemError = handle != nullptr ? sqlite3_system_errno(handle) : 0;
     const std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
-    if ((code & 0xFF) == SQLITE_IOERR || (code & 0xFF) == SQLITE_FULL) {
-        if (isDiskFull(code, systemError)) {
-            return {errSecDiskFull, name + " cannot grow, because its disk is full (" + reason +
-                                        "). Make room there and try again."};
-        }
+    if (code == SQLITE_IOERR_SHMSIZE) {  // SQLite's name for a disk that has no room for its shared memory
+        code = SQLITE_FULL;
     }
     switch (code & 0xFF) {
+        case SQLITE_FULL:
+            return {errSecDiskFull, name + " cannot grow, because its disk is full (" + reason +
+                                        "). Make room there and try again."};
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
         case SQLITE_ERROR:  // a table of ours is not as we made it
@@ -40,7 +33,8 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
             return {errSecIO, name + " cannot be opened for writing (" + reason +
                                   "). Check who owns the folder and its files, and their permissions."};
         default:
-            return {errSecIO, name + " cannot be read or written (" + reason + ")."};
+            return {errSecIO, name + " cannot be read or written (" + reason +
+                                  "). Check the disk that it is on, and your quota there."};
     }
 }
 

@@ -1,0 +1,147 @@
+// Certificates of every kind, made by the openssl command, whole and in pieces, on the desktop device.
+
+#include <gmock/gmock.h>
+
+#include "tests/desktop/TestDevice.hpp"
+#include "tests/desktop/TestProcess.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+SecKeyRef keyOf(const SecCertificateRef& certificate) {
+    SecTrustRef trust;
+    EXPECT_EQ(SecTrustCreateWithCertificates(certificate, SecPolicyCreateBasicX509(), &trust), errSecSuccess);
+    return SecTrustCopyKey(trust);
+}
+
+/// Does with `data` all that the device can do with a certificate.
+void useAsCertificate(BytesView data) {
+    if (const SecCertificateRef certificate = SecCertificateCreateWithData(data)) {
+        if (const SecKeyRef key = keyOf(certificate)) {
+            SecKeyCopyExternalRepresentation(key, nullptr);
+            SecKeyGetBlockSize(key);
+            for (const SecKeyAlgorithm algorithm : {kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
+                                                    kSecKeyAlgorithmECDSASignatureMessageX962SHA256}) {
+                SecKeyVerifySignature(key, algorithm, bytesOf("x"), bytesOf("y"), nullptr);
+            }
+        }
+    }
+}
+
+struct Case {
+    const char* name;
+    const char* makeKey;     // a shell command that writes key.pem
+    std::size_t exportSize;  // of the certificate's key; 0 when the platform has no use for it
+    std::size_t blockSize;
+};
+
+class Certificates : public testing::TestWithParam<Case> {
+  protected:
+    [[nodiscard]] Bytes made(const std::string& makeKey) const {
+        const Outcome outcome = run(
+            "cd " + quoted(folder.path()) + " && " + makeKey +
+            " && openssl req -x509 -new -key key.pem -subj /CN=test -days 1 -outform DER -out certificate");
+        EXPECT_EQ(outcome.status, 0) << outcome.output;
+        return readFile(folder.path() / "certificate");
+    }
+
+    const TemporaryFolder folder;
+};
+
+TEST_P(Certificates, GiveTheKeyThatThePlatformCanUse) {
+    const SecCertificateRef certificate = SecCertificateCreateWithData(made(GetParam().makeKey));
+    ASSERT_NE(certificate, nullptr);
+    const SecKeyRef key = keyOf(certificate);
+    ASSERT_EQ(key != nullptr, GetParam().exportSize > 0);
+    if (key != nullptr) {
+        EXPECT_EQ(SecKeyCopyExternalRepresentation(key, nullptr).value().size(), GetParam().exportSize);
+        EXPECT_EQ(SecKeyGetBlockSize(key), GetParam().blockSize);
+    }
+}
+
+TEST_P(Certificates, CutShortAreNoCertificates) {
+    const Bytes whole = made(GetParam().makeKey);
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        EXPECT_EQ(SecCertificateCreateWithData(BytesView(whole).first(length)), nullptr) << length;
+    }
+}
+
+TEST_P(Certificates, WithAnyBitFlippedDoNoHarm) {
+    const Bytes whole = made(GetParam().makeKey);
+    for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
+        Bytes flipped = whole;
+        flipped[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+        useAsCertificate(flipped);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, Certificates,
+    testing::Values(
+        Case{"RSA", "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out key.pem", 270, 256},
+        Case{"P256", "openssl ecparam -name prime256v1 -genkey -noout -out key.pem", 65, 32},
+        Case{"P256Compressed",
+             "openssl ecparam -name prime256v1 -genkey -noout -conv_form compressed -out key.pem", 65, 32},
+        Case{"P384", "openssl ecparam -name secp384r1 -genkey -noout -out key.pem", 97, 48},
+        Case{"P521", "openssl ecparam -name secp521r1 -genkey -noout -out key.pem", 133, 66},
+        Case{"Koblitz", "openssl ecparam -name secp256k1 -genkey -noout -out key.pem", 0, 0},
+        Case{"Brainpool", "openssl ecparam -name brainpoolP256r1 -genkey -noout -out key.pem", 0, 0},
+        Case{"Binary", "openssl ecparam -name sect283k1 -genkey -noout -out key.pem", 0, 0},
+        Case{"Ed25519", "openssl genpkey -algorithm ED25519 -out key.pem", 0, 0},
+        Case{"Ed448", "openssl genpkey -algorithm ED448 -out key.pem", 0, 0},
+        Case{"RSAPSS", "openssl genpkey -algorithm RSA-PSS -pkeyopt rsa_keygen_bits:1024 -out key.pem", 0, 0},
+        Case{"DSA",
+             "openssl dsaparam -out parameters 1024 2>/dev/null && openssl gendsa -out key.pem parameters "
+             "2>/dev/null",
+             0, 0}),
+    [](const auto& kind) { return kind.param.name; });
+
+TEST_F(Certificates, GiveTheVeryKeyThatOpenSSLPutIn) {
+    const Bytes der = made("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -out key.pem");
+    const Outcome outcome = run("cd " + quoted(folder.path()) +
+                                " && openssl rsa -in key.pem -RSAPublicKey_out -outform DER -out public");
+    ASSERT_EQ(outcome.status, 0) << outcome.output;
+    EXPECT_EQ(SecKeyCopyExternalRepresentation(keyOf(SecCertificateCreateWithData(der)), nullptr),
+              readFile(folder.path() / "public"));
+}
+
+TEST_F(Certificates, WithAKeyThatSignsNothingGiveNone) {
+    const Outcome outcome = run(
+        "cd " + quoted(folder.path()) +
+        " && openssl genpkey -algorithm X25519 -out x.pem && openssl pkey -in x.pem -pubout -out public.pem" +
+        " && openssl genpkey -algorithm ED25519 -out key.pem" +
+        " && openssl req -new -key key.pem -subj /CN=test -out request.pem" +
+        " && openssl x509 -req -in request.pem -signkey key.pem -force_pubkey public.pem -outform DER" +
+        " -out certificate");
+    ASSERT_EQ(outcome.status, 0) << outcome.output;
+    const SecCertificateRef certificate =
+        SecCertificateCreateWithData(readFile(folder.path() / "certificate"));
+    ASSERT_NE(certificate, nullptr);
+    EXPECT_EQ(keyOf(certificate), nullptr);
+}
+
+TEST_F(Certificates, FollowedByFurtherBytesAreNoCertificates) {
+    Bytes der = made("openssl genpkey -algorithm ED25519 -out key.pem");
+    EXPECT_NE(SecCertificateCreateWithData(der), nullptr);
+    der.push_back(0);
+    EXPECT_EQ(SecCertificateCreateWithData(der), nullptr);
+}
+
+TEST_F(Certificates, AreNotMadeOfAnythingElse) {
+    EXPECT_EQ(SecCertificateCreateWithData({}), nullptr);
+    EXPECT_EQ(SecCertificateCreateWithData(bytesOf("-----BEGIN CERTIFICATE-----")), nullptr);
+    EXPECT_EQ(SecCertificateCreateWithData(hex("30 80 00 00")), nullptr);
+    EXPECT_EQ(SecCertificateCreateWithData(Bytes(1 << 20, 0x30)), nullptr);
+}
+
+TEST_F(Certificates, AreNeededForATrustObject) {
+    const SecCertificateRef certificate =
+        SecCertificateCreateWithData(made("openssl genpkey -algorithm ED25519 -out key.pem"));
+    SecTrustRef trust;
+    EXPECT_EQ(SecTrustCreateWithCertificates(nullptr, SecPolicyCreateBasicX509(), &trust), errSecParam);
+    EXPECT_EQ(SecTrustCreateWithCertificates(certificate, nullptr, &trust), errSecParam);
+    EXPECT_EQ(trust, nullptr);
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

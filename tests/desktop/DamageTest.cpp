@@ -1,0 +1,211 @@
+// A keychain file that was damaged, or altered behind the device's back: found out, told, and never taken for
+// a good one.
+
+#include <algorithm>
+#include <gmock/gmock.h>
+#include <random>
+
+#include "tests/desktop/TestDevice.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using testing::AnyOf;
+using testing::HasSubstr;
+
+constexpr SecKeyAlgorithm ecSHA256 = kSecKeyAlgorithmECDSASignatureMessageX962SHA256;
+constexpr OSStatus errSecIO = -36;
+constexpr std::size_t pageSize = 4096;
+
+class DamagedKeychain : public testing::Test {
+  protected:
+    DamagedKeychain() {
+        for (int i = 0; i < 40; ++i) {
+            makePair("p" + std::to_string(i));
+        }
+        addPassword("account", "value");
+        publicKey = SecKeyCopyPublicKey(findKey("p7.private"));
+        close();
+        content = readFile(device.file());
+    }
+
+    /// Turns to another device, so that everything is in the file of this one, and nobody uses it.
+    void close() const {
+        Desktop::openDevice(elsewhere.folder());
+    }
+
+    /// Does everything with the device whose file is now `damaged`. No operation may do harm, or give
+    /// anything that is not right.
+    void useWith(const Bytes& damaged) {
+        writeFile(device.file(), damaged);
+        std::filesystem::remove(device.file().string() + "-wal");
+        std::filesystem::remove(device.file().string() + "-shm");
+        testing::internal::CaptureStderr();
+        try {
+            Desktop::openDevice(device.folder());
+            use();
+            Desktop::deviceState();
+            Desktop::setDeviceState({});
+        } catch (const Desktop::DeviceError& failure) {
+            EXPECT_THAT(failure.what(), HasSubstr(device.file().string()));
+            ++failures;
+        }
+        told += testing::internal::GetCapturedStderr();
+        close();
+    }
+
+    void use() {
+        const auto possible = AnyOf(errSecSuccess, errSecItemNotFound, errSecInteractionNotAllowed, errSecIO);
+        SecItemResult result;
+        const OSStatus status = SecItemCopyMatching(passwordQuery("account"), &result);
+        EXPECT_THAT(status, possible);
+        if (status == errSecSuccess) {
+            EXPECT_EQ(std::get<Bytes>(result), bytesOf("value"));
+        }
+        if (const SecKeyRef key = findKey("p7.private")) {
+            if (const auto signature = SecKeyCreateSignature(key, ecSHA256, bytesOf("x"), nullptr)) {
+                EXPECT_TRUE(SecKeyVerifySignature(publicKey, ecSHA256, bytesOf("x"), *signature, nullptr));
+            }
+        }
+        makePair("new");
+        EXPECT_THAT(
+            SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf("p9.private")}}),
+            possible);
+    }
+
+    const TestDevice elsewhere;
+    const TestDevice device;
+    SecKeyRef publicKey;
+    Bytes content;
+    int failures = 0;
+    std::string told;
+};
+
+TEST_F(DamagedKeychain, IsUsableWhileItIsWhole) {
+    useWith(content);
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(told, "");
+}
+
+TEST_F(DamagedKeychain, WithoutItsHeaderIsRefusedAndLeftAlone) {
+    Bytes damaged = content;
+    std::fill_n(damaged.begin(), 16, std::uint8_t{0});
+    useWith(damaged);
+    EXPECT_EQ(failures, 1);
+    EXPECT_EQ(readFile(device.file()), damaged);
+}
+
+TEST_F(DamagedKeychain, WithAPageOverwrittenSaysSo) {
+    for (std::size_t page = 0; page < content.size(); page += pageSize) {
+        Bytes damaged = content;
+        std::fill_n(damaged.begin() + static_cast<std::ptrdiff_t>(page), pageSize, std::uint8_t{0xAB});
+        useWith(damaged);
+    }
+    EXPECT_GT(failures, 0);
+    EXPECT_THAT(told, HasSubstr(device.file().string() + " is damaged"));
+}
+
+TEST_F(DamagedKeychain, WithoutItsLastPagesIsRefused) {
+    for (std::size_t length = 0; length < content.size(); length += pageSize) {
+        failures = 0;
+        useWith(Bytes(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(length)));
+        EXPECT_EQ(failures, 1) << length;
+    }
+}
+
+TEST_F(DamagedKeychain, CutShortAnywhereDoesNoHarm) {
+    for (std::size_t length = 0; length < content.size(); length += 500) {
+        useWith(Bytes(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(length)));
+    }
+}
+
+TEST_F(DamagedKeychain, WithABitFlippedNeverGivesAnythingWrong) {
+    std::mt19937 random(7);
+    for (int i = 0; i < 300; ++i) {
+        const std::size_t bit = random() % (8 * content.size());
+        SCOPED_TRACE("bit " + std::to_string(bit));
+        Bytes damaged = content;
+        damaged[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+        useWith(damaged);
+    }
+}
+
+class AlteredKeychain : public testing::Test {
+  protected:
+    AlteredKeychain() {
+        makePair("p");
+        makePair("q");
+        addPassword("account", "value");
+        addPassword("another", "other value");
+    }
+
+    void expectSealBroken() const {
+        const SecKeyRef key = findKey("p.private");
+        ASSERT_NE(key, nullptr) << "a lookup reads no key";
+        testing::internal::CaptureStderr();
+        std::optional<NSError> error;
+        EXPECT_EQ(SecKeyCreateSignature(key, ecSHA256, bytesOf("x"), &error), std::nullopt);
+        EXPECT_EQ(error.value().code, errSecIO);
+        SecItemResult result;
+        EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), &result), errSecIO);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                    AllOf(HasSubstr("seal is broken"), HasSubstr(device.file().string())));
+    }
+
+    const TestDevice device;
+};
+
+TEST_F(AlteredKeychain, IsFoundOutByASecretThatWasFlipped) {
+    device.execute(
+        "UPDATE items SET sealed = CAST(substr(sealed, 1, length(sealed) - 1) ||"
+        "CASE substr(sealed, -1) WHEN x'00' THEN x'01' ELSE x'00' END AS BLOB)");
+    expectSealBroken();
+}
+
+TEST_F(AlteredKeychain, IsFoundOutByASecretThatWasMovedToAnotherItem) {
+    device.execute(
+        "CREATE TEMP TABLE was AS SELECT id, kind, sealed FROM items;"
+        "UPDATE items SET sealed = (SELECT sealed FROM was WHERE was.kind = items.kind AND was.id <> "
+        "items.id)");
+    expectSealBroken();
+}
+
+TEST_F(AlteredKeychain, IsFoundOutByAnItemThatWasRenamed) {
+    device.execute(
+        "UPDATE items SET name = CAST('p.private' AS BLOB) WHERE name = CAST('q.private' AS BLOB);"
+        "UPDATE items SET name = CAST('x' AS BLOB) WHERE id = 1;"
+        "UPDATE items SET name = CAST('x' AS BLOB) WHERE name = CAST('account' AS BLOB);"
+        "UPDATE items SET name = CAST('account' AS BLOB) WHERE name = CAST('another' AS BLOB);");
+    expectSealBroken();
+}
+
+TEST_F(AlteredKeychain, IsFoundOutByAnAccessibilityThatWasChanged) {
+    device.execute("UPDATE items SET accessibility = 3");
+    expectSealBroken();
+}
+
+TEST_F(AlteredKeychain, IsFoundOutByAPublicHalfInThePlaceOfAPrivateOne) {
+    device.execute(
+        "UPDATE items SET sealed = (SELECT sealed FROM items WHERE kind = 4) WHERE kind = 5;"
+        "UPDATE items SET sealed = (SELECT sealed FROM items WHERE kind = 4) WHERE kind = 1;");
+    expectSealBroken();
+}
+
+TEST_F(AlteredKeychain, IsMendedByDeletingWhatIsDamaged) {
+    device.execute("UPDATE items SET sealed = x'00'");
+    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecSuccess);
+    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassGenericPassword}}), errSecSuccess);
+    makePair("p");
+    EXPECT_TRUE(pairWorks("p"));
+}
+
+TEST_F(AlteredKeychain, IsToldByAMissingSealingKey) {
+    device.execute("DELETE FROM classKeys");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(SecKeyCopyPublicKey(findKey("p.private")), nullptr);
+    EXPECT_EQ(makePair("r"), nullptr);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("a sealing key is missing"));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,271 @@
+// The folder of the desktop device: how it is made, and what is refused and left as it was.
+
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <map>
+#include <optional>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include "tests/desktop/TestDevice.hpp"
+#include "tests/desktop/TestProcess.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+unsigned modeOf(const fs::path& path) {
+    return static_cast<unsigned>(fs::status(path).permissions());
+}
+
+/// Everything in `folder` with its mode and its content, and the mode of the folder itself.
+std::map<std::string, std::pair<unsigned, Bytes>> everythingIn(const fs::path& folder) {
+    std::map<std::string, std::pair<unsigned, Bytes>> result{{"", {modeOf(folder), {}}}};
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {
+        result[entry.path()] = {modeOf(entry.path()),
+                                entry.is_regular_file() ? readFile(entry.path()) : Bytes()};
+    }
+    return result;
+}
+
+/// Why `folder` is no device; what opening it throws.
+std::string refusal(const fs::path& folder) {
+    try {
+        Desktop::openDevice(folder);
+    } catch (const Desktop::DeviceError& failure) {
+        return failure.what();
+    }
+    return "(opened)";
+}
+
+class DeviceFolder : public testing::Test {
+  protected:
+    DeviceFolder() {
+        fs::create_directory(folder, temporary.path());  // with the mode of a temporary folder, 0700
+    }
+
+    /// A database of another program in the place of the keychain.
+    void makeForeignDatabase(const std::string& sql) const {
+        sqlite3* database = nullptr;
+        sqlite3_open(file.c_str(), &database);
+        // The log is to stay, as if the other program had been killed.
+        int yes = 1;
+        sqlite3_file_control(database, "main", SQLITE_FCNTL_PERSIST_WAL, &yes);
+        sqlite3_db_config(database, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        ASSERT_EQ(sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(database);
+    }
+
+    void expectRefused(const std::string& reason) const {
+        const auto before = everythingIn(folder);
+        EXPECT_THAT(refusal(folder), AllOf(HasSubstr(reason), HasSubstr(folder.string())));
+        EXPECT_EQ(everythingIn(folder), before);
+    }
+
+    const TemporaryFolder temporary;
+    const fs::path folder = temporary.path() / "device";
+    const fs::path file = folder / "keychain.sqlite";
+};
+
+TEST_F(DeviceFolder, IsMadeForItsOwnerOnly) {
+    const mode_t mask = ::umask(0);
+    Desktop::openDevice(temporary.path() / "some/new/device");
+    makePair("p");
+    ::umask(mask);
+    const fs::path made = temporary.path() / "some/new/device";
+    EXPECT_EQ(modeOf(made), 0700U);
+    for (const char* name : {"keychain.sqlite", "keychain.sqlite-wal", "keychain.sqlite-shm"}) {
+        EXPECT_EQ(modeOf(made / name), 0600U) << name;
+    }
+    EXPECT_EQ(everythingIn(made).size(), 4U);
+}
+
+TEST_F(DeviceFolder, MayBeNamedWithASlashAtTheEnd) {
+    Desktop::openDevice(temporary.path() / "new/");
+    EXPECT_EQ(modeOf(temporary.path() / "new"), 0700U);
+}
+
+TEST_F(DeviceFolder, MayHaveAnyName) {
+    for (const char* name : {"a?b#c%41", "two words", "ä", "file:x?mode=memory", "'"}) {
+        Desktop::openDevice(temporary.path() / name);
+        EXPECT_TRUE(fs::exists(temporary.path() / name / "keychain.sqlite")) << name;
+    }
+}
+
+TEST_F(DeviceFolder, StaysTheDeviceWhenTheProcessGoesElsewhere) {
+    const fs::path before = fs::current_path();
+    fs::current_path(temporary.path());
+    Desktop::openDevice("relative");
+    fs::current_path(before);
+    EXPECT_NE(makePair("p"), nullptr);
+    EXPECT_TRUE(fs::exists(temporary.path() / "relative/keychain.sqlite"));
+}
+
+TEST_F(DeviceFolder, ThatIsEmptyIsClosedToOthers) {
+    fs::permissions(folder, fs::perms(0755));
+    Desktop::openDevice(folder);
+    EXPECT_EQ(modeOf(folder), 0700U);
+}
+
+TEST_F(DeviceFolder, ThatIsADeviceIsClosedToOthers) {
+    Desktop::openDevice(folder);
+    fs::permissions(folder, fs::perms(0755));
+    Desktop::openDevice(folder);
+    EXPECT_EQ(modeOf(folder), 0700U);
+}
+
+TEST_F(DeviceFolder, WithOtherFilesIsMadeADeviceOnlyIfItIsClosedToOthers) {
+    writeFile(folder / "letter", bytesOf("x"));
+    fs::permissions(folder, fs::perms(0755));
+    expectRefused("chmod 700");
+    fs::permissions(folder, fs::perms(0700));
+    EXPECT_EQ(refusal(folder), "(opened)");
+}
+
+TEST_F(DeviceFolder, ThatIsAFileIsRefused) {
+    writeFile(temporary.path() / "letter", bytesOf("x"));
+    EXPECT_THAT(refusal(temporary.path() / "letter"), HasSubstr("is no folder"));
+    EXPECT_THAT(refusal(temporary.path() / "letter/device"), HasSubstr("Not a directory"));
+    EXPECT_THAT(refusal(""), HasSubstr("no name"));
+    EXPECT_EQ(readFile(temporary.path() / "letter"), bytesOf("x"));
+}
+
+TEST_F(DeviceFolder, WithAForeignDatabaseIsRefused) {
+    makeForeignDatabase("PRAGMA application_id = 7; CREATE TABLE items (id); INSERT INTO items VALUES (1);");
+    expectRefused("database of another program");
+}
+
+TEST_F(DeviceFolder, WithAForeignDatabaseThatHasALogIsRefused) {
+    makeForeignDatabase("PRAGMA journal_mode = WAL; CREATE TABLE items (id); INSERT INTO items VALUES (1);");
+    ASSERT_TRUE(fs::exists(file.string() + "-wal"));
+    expectRefused("database of another program");
+}
+
+TEST_F(DeviceFolder, WithADatabaseOfANewerVersionIsRefused) {
+    Desktop::openDevice(folder);
+    makeForeignDatabase("PRAGMA user_version = 2;");
+    { const TestDevice elsewhere; }
+    expectRefused("newer version");
+}
+
+TEST_F(DeviceFolder, WithSomethingElseInThePlaceOfTheDatabaseIsRefused) {
+    fs::create_directory(file);
+    expectRefused("is no file");
+    fs::remove(file);
+    writeFile(file,
+              bytesOf("This is a letter to somebody, and it is longer than the header of a database is."));
+    expectRefused("is no keychain");
+    writeFile(file, {});
+    expectRefused("another program");
+}
+
+TEST_F(DeviceFolder, WithTheLogOfALostDatabaseIsRefused) {
+    writeFile(file.string() + "-wal", bytesOf("x"));
+    expectRefused("its log is still there");
+}
+
+TEST_F(DeviceFolder, RefusedLeavesTheDeviceThatIsOpen) {
+    const TestDevice device;
+    makePair("p");
+    writeFile(file, {});
+    expectRefused("");
+    EXPECT_TRUE(pairWorks("p"));
+}
+
+// The worker gives the rights of root up, which would read and write everything.
+class ClosedFolder : public DeviceFolder {
+  protected:
+    ClosedFolder() {
+        fs::permissions(temporary.path(), fs::perms(0755));
+    }
+
+    [[nodiscard]] std::string refusalToNobody() const {
+        const Outcome outcome = Worker({"--as-nobody", "open", folder}).finish();
+        EXPECT_EQ(outcome.status, 3) << outcome.output;
+        return outcome.output;
+    }
+};
+
+TEST_F(ClosedFolder, ThatCannotBeWrittenIsRefused) {
+    fs::permissions(folder, fs::perms(0555));
+    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("ermission")));
+}
+
+TEST_F(ClosedFolder, ThatCannotBeEnteredIsRefused) {
+    fs::permissions(folder, fs::perms(0));
+    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("ermission")));
+}
+
+TEST_F(ClosedFolder, ThatCannotBeMadeIsRefused) {
+    fs::remove(folder);
+    fs::permissions(temporary.path(), fs::perms(0555));
+    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("cannot be created")));
+}
+
+TEST_F(ClosedFolder, WithAKeychainThatCannotBeWrittenIsRefused) {
+    Desktop::openDevice(folder);
+    { const TestDevice elsewhere; }
+    fs::permissions(folder, fs::perms(0755));
+    fs::permissions(file, fs::perms(0444));
+    EXPECT_THAT(refusalToNobody(), HasSubstr(folder.string()));
+}
+
+class DefaultDeviceFolder : public testing::Test {
+  protected:
+    DefaultDeviceFolder() {
+        for (const char* name : {"KAVREL_DEVICE", "XDG_DATA_HOME", "HOME"}) {
+            const char* value = std::getenv(name);
+            before[name] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+            ::unsetenv(name);
+        }
+    }
+
+    ~DefaultDeviceFolder() override {
+        for (const auto& [name, value] : before) {
+            value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
+        }
+    }
+
+    std::map<std::string, std::optional<std::string>> before;
+};
+
+TEST_F(DefaultDeviceFolder, IsTheFirstOfThreeThatIsSet) {
+    ::setenv("HOME", "/home", 1);
+    EXPECT_EQ(Desktop::defaultDeviceFolder(), "/home/.local/share/kavrel/device");
+    ::setenv("XDG_DATA_HOME", "/data", 1);
+    EXPECT_EQ(Desktop::defaultDeviceFolder(), "/data/kavrel/device");
+    ::setenv("KAVREL_DEVICE", "device", 1);
+    EXPECT_EQ(Desktop::defaultDeviceFolder(), "device");
+}
+
+TEST_F(DefaultDeviceFolder, IsNotOneThatIsEmptyOrRelative) {
+    ::setenv("HOME", "/home", 1);
+    ::setenv("XDG_DATA_HOME", "data", 1);
+    ::setenv("KAVREL_DEVICE", "", 1);
+    EXPECT_EQ(Desktop::defaultDeviceFolder(), "/home/.local/share/kavrel/device");
+}
+
+TEST_F(DefaultDeviceFolder, IsNowhereWhenNoneIsSet) {
+    EXPECT_THROW(Desktop::defaultDeviceFolder(), Desktop::DeviceError);
+}
+
+TEST_F(DefaultDeviceFolder, IsOpenedByTheFirstUse) {
+    const TemporaryFolder temporary;
+    ::setenv("KAVREL_DEVICE", (temporary.path() / "device").c_str(), 1);
+    const Outcome outcome = Worker({"generate", "", "p", "1"}).finish();
+    EXPECT_EQ(outcome.status, 0) << outcome.output;
+    Desktop::openDevice(temporary.path() / "device");
+    EXPECT_TRUE(pairWorks("p0"));
+}
+
+TEST_F(DefaultDeviceFolder, ThatCannotBeUsedIsToldOnStandardError) {
+    const Outcome outcome = Worker({"lookup", "", "tag"}).finish();
+    EXPECT_THAT(outcome.output, AllOf(HasSubstr("$KAVREL_DEVICE"), HasSubstr("\n-36\n")));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

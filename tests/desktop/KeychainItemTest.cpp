@@ -1,0 +1,299 @@
+// What the keychain of the desktop device answers: the statuses, which item a query means, and what is on
+// disk.
+
+#include <algorithm>
+#include <gmock/gmock.h>
+
+#include "tests/desktop/TestDevice.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+OSStatus lookup(const CFDictionary& query) {
+    return SecItemCopyMatching(query, nullptr);
+}
+
+Bytes passwordOf(const std::string& account) {
+    SecItemResult result;
+    EXPECT_EQ(SecItemCopyMatching(passwordQuery(account), &result), errSecSuccess);
+    return std::get<Bytes>(result);
+}
+
+Bytes exported(const SecKeyRef& key) {
+    return SecKeyCopyExternalRepresentation(key, nullptr).value();
+}
+
+bool contains(const Bytes& whole, const Bytes& part) {
+    return std::ranges::search(whole, part).begin() != whole.end();
+}
+
+class KeychainItems : public testing::Test {
+  protected:
+    const TestDevice device;
+};
+
+TEST_F(KeychainItems, AreNotFoundInANewKeychain) {
+    SecItemResult result = bytesOf("as it was");
+    EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), &result), errSecItemNotFound);
+    EXPECT_EQ(std::get<Bytes>(result), bytesOf("as it was"));
+    EXPECT_EQ(lookup(keyQuery("tag")), errSecItemNotFound);
+    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecItemNotFound);
+    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassGenericPassword}}), errSecItemNotFound);
+}
+
+TEST_F(KeychainItems, GiveAPasswordBackByteForByte) {
+    const std::string value("a\0b\r\n\xFF", 6);
+    EXPECT_EQ(addPassword("account", value), errSecSuccess);
+    device.reopen();
+    EXPECT_EQ(passwordOf("account"), bytesOf(value));
+}
+
+TEST_F(KeychainItems, HoldNoBytesAndAMegabyteAlike) {
+    const std::string large(1 << 20, 'x');
+    addPassword("empty", "");
+    addPassword(large, large);
+    EXPECT_EQ(passwordOf("empty"), Bytes());
+    EXPECT_EQ(passwordOf(large), bytesOf(large));
+}
+
+TEST_F(KeychainItems, ArePasswordsOfOneAccountOnlyOnce) {
+    addPassword("account", "first");
+    EXPECT_EQ(addPassword("account", "second"), errSecDuplicateItem);
+    EXPECT_EQ(passwordOf("account"), bytesOf("first"));
+}
+
+TEST_F(KeychainItems, AreNamedByteForByte) {
+    const std::vector<std::string> names{"",  "a",        "A", "a ", std::string("a\0", 2), "' OR 1=1 --",
+                                         "ä", "a\xCC\x88"};
+    for (const std::string& name : names) {
+        EXPECT_EQ(addPassword(name, "of " + name), errSecSuccess);
+    }
+    for (const std::string& name : names) {
+        EXPECT_EQ(passwordOf(name), bytesOf("of " + name));
+    }
+    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, std::string("a")}}),
+              errSecSuccess);
+    EXPECT_EQ(lookup(passwordQuery("A")), errSecSuccess);
+    EXPECT_EQ(lookup(passwordQuery("a")), errSecItemNotFound);
+}
+
+TEST_F(KeychainItems, GiveNothingBackUnlessAsked) {
+    addPassword("account", "value");
+    SecItemResult result = Bytes();
+    EXPECT_EQ(SecItemCopyMatching({{kSecClass, kSecClassGenericPassword}, {kSecReturnData, false}}, &result),
+              errSecSuccess);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
+}
+
+TEST_F(KeychainItems, GiveTheValueBackThatWasAddedWhenAsked) {
+    SecItemResult result;
+    CFDictionary attributes{{kSecClass, kSecClassGenericPassword},
+                            {kSecAttrAccount, std::string("account")},
+                            {kSecValueData, bytesOf("value")},
+                            {kSecReturnData, true}};
+    EXPECT_EQ(SecItemAdd(attributes, &result), errSecSuccess);
+    EXPECT_EQ(std::get<Bytes>(result), bytesOf("value"));
+    attributes[1].value = std::string("another");
+    attributes.pop_back();
+    EXPECT_EQ(SecItemAdd(attributes, &result), errSecSuccess);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
+}
+
+TEST_F(KeychainItems, MayBeAskedForWithAnAuthenticationContext) {
+    makePair("p");
+    CFDictionary query = keyQuery("p.private");
+    query.push_back({kSecUseAuthenticationContext, makeLAContext()});
+    query.push_back({kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow});
+    EXPECT_EQ(lookup(query), errSecSuccess);
+}
+
+class EveryKeyQuery : public KeychainItems, public testing::WithParamInterface<CFDictionary> {
+  protected:
+    EveryKeyQuery() {
+        for (const SecConstant type : {kSecAttrKeyTypeRSA, kSecAttrKeyTypeECSECPrimeRandom}) {
+            const std::int64_t bits = type == kSecAttrKeyTypeRSA ? 512 : 256;
+            SecKeyCreateRandomKey(pairParameters(type, bits, "one", "other"), nullptr);
+            SecKeyCreateRandomKey(pairParameters(type, bits, "other", "one"), nullptr);
+        }
+    }
+
+    /// Every key in the keychain by its attributes, in the order of storing.
+    const std::vector<CFDictionary> stored{
+        attributes("one", kSecAttrKeyTypeRSA, kSecAttrKeyClassPrivate),
+        attributes("other", kSecAttrKeyTypeRSA, kSecAttrKeyClassPublic),
+        attributes("other", kSecAttrKeyTypeRSA, kSecAttrKeyClassPrivate),
+        attributes("one", kSecAttrKeyTypeRSA, kSecAttrKeyClassPublic),
+        attributes("one", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPrivate),
+        attributes("other", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPublic),
+        attributes("other", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPrivate),
+        attributes("one", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPublic),
+    };
+
+    static CFDictionary attributes(const char* tag, SecConstant type, SecConstant keyClass) {
+        return {{kSecClass, kSecClassKey},
+                {kSecAttrApplicationTag, bytesOf(tag)},
+                {kSecAttrKeyType, type},
+                {kSecAttrKeyClass, keyClass}};
+    }
+
+    [[nodiscard]] static bool isMatch(const CFDictionary& key) {
+        return std::ranges::all_of(
+            GetParam(), [&](const CFDictionaryEntry& e) { return std::ranges::find(key, e) != key.end(); });
+    }
+
+    static SecKeyRef found(CFDictionary query) {
+        query.push_back({kSecReturnRef, true});
+        SecItemResult result;
+        SecItemCopyMatching(query, &result);
+        return std::holds_alternative<SecKeyRef>(result) ? std::get<SecKeyRef>(result) : nullptr;
+    }
+
+    /// The public bytes of either half.
+    static Bytes publicBytes(const SecKeyRef& key) {
+        return exported(SecKeyCopyPublicKey(key));
+    }
+};
+
+TEST_P(EveryKeyQuery, FindsTheFirstThatWasStored) {
+    const auto first = std::ranges::find_if(stored, isMatch);
+    EXPECT_EQ(publicBytes(found(GetParam())), publicBytes(found(*first)));
+}
+
+TEST_P(EveryKeyQuery, DeletesItsMatchesAndNothingElse) {
+    EXPECT_EQ(SecItemDelete(GetParam()), errSecSuccess);
+    EXPECT_EQ(SecItemDelete(GetParam()), errSecItemNotFound);
+    for (const CFDictionary& key : stored) {
+        EXPECT_EQ(found(key) == nullptr, isMatch(key));
+    }
+}
+
+const CFDictionaryEntry isKey{kSecClass, kSecClassKey};
+const CFDictionaryEntry isOne{kSecAttrApplicationTag, bytesOf("one")};
+const CFDictionaryEntry isOther{kSecAttrApplicationTag, bytesOf("other")};
+const CFDictionaryEntry isRSA{kSecAttrKeyType, kSecAttrKeyTypeRSA};
+const CFDictionaryEntry isEC{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom};
+const CFDictionaryEntry isPrivate{kSecAttrKeyClass, kSecAttrKeyClassPrivate};
+const CFDictionaryEntry isPublic{kSecAttrKeyClass, kSecAttrKeyClassPublic};
+
+INSTANTIATE_TEST_SUITE_P(Combinations, EveryKeyQuery,
+                         testing::Values(CFDictionary{isKey}, CFDictionary{isKey, isOther},
+                                         CFDictionary{isKey, isEC}, CFDictionary{isKey, isPublic},
+                                         CFDictionary{isKey, isOther, isEC},
+                                         CFDictionary{isOne, isPublic, isKey},
+                                         CFDictionary{isKey, isEC, isPublic},
+                                         CFDictionary{isKey, isRSA, isPublic, isOne},
+                                         CFDictionary{isKey, isOther, isEC, isPrivate}));
+
+TEST_F(KeychainItems, OfOneTagAreFoundInTheOrderOfStoringAndDeletedTogether) {
+    const CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
+    const Bytes first = exported(SecKeyCopyPublicKey(SecKeyCreateRandomKey(parameters, nullptr)));
+    SecKeyCreateRandomKey(parameters, nullptr);
+    EXPECT_EQ(exported(SecKeyCopyPublicKey(findKey("private"))), first);
+    EXPECT_EQ(SecItemDelete({isKey, {kSecAttrApplicationTag, bytesOf("private")}}), errSecSuccess);
+    EXPECT_EQ(findKey("private"), nullptr);
+    EXPECT_EQ(exported(findKey("public")), first);
+}
+
+TEST_F(KeychainItems, OfOneClassAreNotMetByTheOther) {
+    addPassword("same", "value");
+    SecKeyCreateRandomKey(pairParameters(kSecAttrKeyTypeRSA, 512, "same", "same"), nullptr);
+    EXPECT_EQ(SecItemDelete({isKey}), errSecSuccess);
+    EXPECT_EQ(passwordOf("same"), bytesOf("value"));
+}
+
+class WrongQuery : public KeychainItems, public testing::WithParamInterface<CFDictionary> {};
+
+TEST_P(WrongQuery, IsAnsweredWithBadParameters) {
+    makePair("p");
+    addPassword("account", "value");
+    EXPECT_EQ(lookup(GetParam()), errSecParam);
+    EXPECT_EQ(SecItemDelete(GetParam()), errSecParam);
+    EXPECT_TRUE(pairWorks("p"));
+    EXPECT_EQ(passwordOf("account"), bytesOf("value"));
+}
+
+const CFDictionaryEntry isPassword{kSecClass, kSecClassGenericPassword};
+const CFDictionaryEntry isAccount{kSecAttrAccount, std::string("account")};
+
+INSTANTIATE_TEST_SUITE_P(Queries, WrongQuery,
+                         testing::Values(CFDictionary{}, CFDictionary{isOne},
+                                         CFDictionary{{kSecClass, kSecReturnRef}},
+                                         CFDictionary{{kSecClass, true}}, CFDictionary{isKey, isKey},
+                                         CFDictionary{isKey, isAccount}, CFDictionary{isPassword, isOne},
+                                         CFDictionary{isPassword, isRSA},
+                                         CFDictionary{isKey, {kSecAttrApplicationTag, std::string("one")}},
+                                         CFDictionary{isPassword, {kSecAttrAccount, bytesOf("account")}},
+                                         CFDictionary{isKey, {kSecAttrKeyType, kSecAttrKeyClassPublic}},
+                                         CFDictionary{isKey, {kSecAttrKeyClass, kSecAttrKeyTypeRSA}},
+                                         CFDictionary{isKey, {kSecReturnData, true}},
+                                         CFDictionary{isPassword, {kSecReturnRef, true}},
+                                         CFDictionary{isKey, {kSecReturnRef, std::int64_t{1}}},
+                                         CFDictionary{isKey, {kSecMatchLimit, kSecClass}},
+                                         CFDictionary{isKey, {kSecUseAuthenticationUI, kSecClass}},
+                                         CFDictionary{isKey, {kSecUseAuthenticationContext, true}},
+                                         CFDictionary{isKey, {kSecAttrKeySizeInBits, std::int64_t{2048}}}));
+
+class WrongAddition : public KeychainItems, public testing::WithParamInterface<CFDictionary> {};
+
+TEST_P(WrongAddition, IsAnsweredWithBadParameters) {
+    EXPECT_EQ(SecItemAdd(GetParam(), nullptr), errSecParam);
+    EXPECT_EQ(lookup({isPassword}), errSecItemNotFound);
+}
+
+const CFDictionaryEntry hasValue{kSecValueData, bytesOf("value")};
+
+INSTANTIATE_TEST_SUITE_P(
+    Additions, WrongAddition,
+    testing::Values(CFDictionary{}, CFDictionary{isAccount, hasValue}, CFDictionary{isPassword, isAccount},
+                    CFDictionary{isPassword, hasValue}, CFDictionary{isKey, isOne, hasValue},
+                    CFDictionary{isPassword, isAccount, hasValue, hasValue},
+                    CFDictionary{isPassword, isAccount, hasValue, isOne},
+                    CFDictionary{isPassword, isAccount, {kSecValueData, std::string("value")}},
+                    CFDictionary{isPassword, isAccount, hasValue, {kSecAttrAccessible, kSecClass}},
+                    CFDictionary{isPassword, isAccount, hasValue, {kSecMatchLimit, kSecMatchLimitOne}}));
+
+TEST_F(KeychainItems, AreSealedOnDisk) {
+    const SecKeyRef key =
+        SecKeyCreateRandomKey(pairParameters(kSecAttrKeyTypeRSA, 2048, "tag", "other"), nullptr);
+    const std::string certificate = "-----BEGIN CERTIFICATE-----\nMIIBszCCARwCCQ";
+    addPassword("account", certificate);
+    // A private key of RSA holds the modulus, which is also most of what its public half exports.
+    const Bytes external = exported(SecKeyCopyPublicKey(key));
+    const Bytes modulus(external.begin() + 10, external.begin() + 42);
+    device.reopen();
+    const Bytes file = readFile(device.file());
+    EXPECT_TRUE(contains(file, bytesOf("account")));
+    EXPECT_FALSE(contains(file, bytesOf(certificate)));
+    EXPECT_FALSE(contains(file, modulus));
+}
+
+TEST_F(KeychainItems, OfTheSameSecretLookDifferentOnDisk) {
+    addPassword("one", std::string(64, 'x'));
+    addPassword("other", std::string(64, 'x'));
+    device.execute(
+        "CREATE TABLE proof (different INTEGER CHECK (different = 2));"
+        "INSERT INTO proof SELECT count(DISTINCT sealed) FROM items;");
+}
+
+TEST_F(KeychainItems, GoWithAReset) {
+    makePair("p");
+    addPassword("account", "value");
+    Desktop::setDeviceState({.biometry = LABiometryType::touchID, .lockedOut = true});
+    Desktop::resetDevice();
+    EXPECT_EQ(findKey("p.private"), nullptr);
+    EXPECT_EQ(lookup(passwordQuery("account")), errSecItemNotFound);
+    EXPECT_EQ(Desktop::deviceState(), Desktop::DeviceState());
+    makePair("q");
+    EXPECT_TRUE(pairWorks("q"));
+}
+
+TEST_F(KeychainItems, OfBeforeAResetAreNotMetByOldReferences) {
+    makePair("p");
+    const SecKeyRef old = findKey("p.private");
+    Desktop::resetDevice();
+    makePair("p");
+    EXPECT_EQ(SecKeyCopyPublicKey(old), nullptr);
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,200 @@
+// Several processes on one desktop device, processes that are killed, and a disk without room.
+
+#include <chrono>
+#include <gmock/gmock.h>
+#include <map>
+#include <random>
+#include <sqlite3.h>
+#include <thread>
+
+#include "tests/desktop/TestDevice.hpp"
+#include "tests/desktop/TestProcess.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+void expectSuccess(std::vector<Worker>& workers) {
+    for (Worker& worker : workers) {
+        worker.letGo();
+    }
+    for (Worker& worker : workers) {
+        const Outcome outcome = worker.finish();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.output, "");
+    }
+}
+
+/// Reads the first column of what `sql` selects from the database in `file`, as texts.
+std::vector<std::string> selected(const std::filesystem::path& file, const std::string& sql) {
+    std::vector<std::string> rows;
+    sqlite3* database = nullptr;
+    sqlite3_open(file.c_str(), &database);
+    const auto collect = [](void* into, int, char** values, char**) {
+        static_cast<std::vector<std::string>*>(into)->emplace_back(values[0]);
+        return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), collect, &rows, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(database);
+    sqlite3_close(database);
+    return rows;
+}
+
+void expectIntact(const std::filesystem::path& file) {
+    EXPECT_EQ(selected(file, "PRAGMA integrity_check"), std::vector<std::string>{"ok"});
+}
+
+/// A random moment after a worker was let go.
+void waitAtMost(std::chrono::microseconds most, std::mt19937& random) {
+    std::this_thread::sleep_for(most * (random() % 1000) / 1000);
+}
+
+class Processes : public testing::Test {
+  protected:
+    const TemporaryFolder temporary;
+    const std::filesystem::path folder = temporary.path() / "device";
+    const std::filesystem::path file = folder / "keychain.sqlite";
+};
+
+TEST_F(Processes, ThatOpenANewDeviceAtOnceShareOneKeychain) {
+    for (int round = 0; round < 5; ++round) {
+        const std::filesystem::path device = folder / std::to_string(round);
+        std::vector<Worker> workers;
+        for (int i = 0; i < 8; ++i) {
+            workers.emplace_back(
+                std::vector<std::string>{"generate", device, "of" + std::to_string(i) + "-", "1"});
+        }
+        expectSuccess(workers);
+        Desktop::openDevice(device);
+        for (int i = 0; i < 8; ++i) {
+            EXPECT_TRUE(pairWorks("of" + std::to_string(i) + "-0"));
+        }
+    }
+}
+
+TEST_F(Processes, ThatGenerateAndDeleteAtOnceLoseNothing) {
+    std::vector<Worker> workers;
+    for (int i = 0; i < 4; ++i) {
+        workers.emplace_back(
+            std::vector<std::string>{"generate", folder, "of" + std::to_string(i) + "-", "25"});
+    }
+    for (int i = 0; i < 2; ++i) {
+        workers.emplace_back(std::vector<std::string>{"rivals", folder, "shared", "25"});
+    }
+    expectSuccess(workers);
+    Desktop::openDevice(folder);
+    for (int i = 0; i < 4; ++i) {
+        for (int pair = 0; pair < 25; ++pair) {
+            EXPECT_TRUE(pairWorks("of" + std::to_string(i) + "-" + std::to_string(pair)));
+        }
+    }
+    expectIntact(file);
+    EXPECT_EQ(selected(file, "SELECT count(*) FROM items WHERE kind = 4"),
+              selected(file, "SELECT count(*) FROM items WHERE kind = 5"));
+}
+
+TEST_F(Processes, SeeWhatAnotherOneStores) {
+    Desktop::openDevice(folder);
+    EXPECT_EQ(findKey("p0.private"), nullptr);
+    EXPECT_EQ(Worker({"generate", folder, "p", "1"}).finish().status, 0);
+    EXPECT_TRUE(pairWorks("p0"));
+}
+
+TEST_F(Processes, KilledAtAnyMomentLeaveBothHalvesOrNone) {
+    Desktop::openDevice(folder);
+    makePair("bystander");
+    addPassword("bystander", "value");
+    std::mt19937 random(1);
+    for (int round = 0; round < 40; ++round) {
+        const std::string prefix = "round" + std::to_string(round) + "-";
+        Worker worker({"churn", folder, prefix});
+        worker.letGo();
+        waitAtMost(std::chrono::milliseconds(60), random);
+        worker.kill();
+    }
+    Desktop::openDevice(folder);
+    expectIntact(file);
+    // Both halves of each pair are under one tag.
+    EXPECT_EQ(
+        selected(file,
+                 "SELECT CAST(name AS TEXT) FROM items WHERE CAST(name AS TEXT) LIKE 'round%' GROUP BY name "
+                 "HAVING count(*) <> 2 OR count(DISTINCT kind) <> 2"),
+        std::vector<std::string>{});
+    EXPECT_NE(selected(file, "SELECT count(*) FROM items WHERE CAST(name AS TEXT) LIKE 'round%'"),
+              std::vector<std::string>{"0"})
+        << "no worker lived long enough to store anything";
+    EXPECT_TRUE(pairWorks("bystander"));
+    EXPECT_EQ(SecItemCopyMatching(passwordQuery("bystander"), nullptr), errSecSuccess);
+    EXPECT_NE(makePair("after"), nullptr);
+}
+
+TEST_F(Processes, KilledWhileTheyMakeADeviceLeaveOneThatOpens) {
+    std::mt19937 random(2);
+    for (int round = 0; round < 40; ++round) {
+        const std::filesystem::path device = folder / std::to_string(round);
+        Worker worker({"open", device});
+        worker.letGo();
+        waitAtMost(std::chrono::milliseconds(20), random);
+        worker.kill();
+        Desktop::openDevice(device);
+        EXPECT_NE(makePair("p"), nullptr);
+        EXPECT_TRUE(pairWorks("p"));
+    }
+}
+
+class FullDisk : public Processes, public testing::WithParamInterface<const char*> {
+  protected:
+    FullDisk() {
+        Desktop::openDevice(folder);
+        makePair("bystander");
+        outcome = Worker({GetParam(), "100000", "fill", folder, "p"}).finish();
+        EXPECT_EQ(outcome.status, 0);
+        made = std::stoi(outcome.output.substr(outcome.output.rfind("made ") + 5));
+    }
+
+    Outcome outcome;
+    int made = 0;
+};
+
+TEST_P(FullDisk, IsToldWithTheFileAndTheWayOut) {
+    const std::string problem = GetParam() == std::string("--disk-size")
+                                    ? " cannot grow, because its disk is full (database or disk is full). "
+                                      "Make room there and try again."
+                                    : " cannot be read or written (disk I/O error). Check the disk that it "
+                                      "is on, and your quota there.";
+    const std::string code = GetParam() == std::string("--disk-size") ? "-34" : "-36";
+    EXPECT_THAT(outcome.output, HasSubstr("desktop device: " + file.string() + problem + "\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("Error Domain=NSOSStatusErrorDomain Code=" + code + " \"" +
+                                          file.string() + problem + "\""));
+}
+
+TEST_P(FullDisk, TakesNothingFromWhatWasStored) {
+    EXPECT_GT(made, 0);
+    for (int i = 0; i < made; ++i) {
+        EXPECT_TRUE(pairWorks("p" + std::to_string(i))) << i;
+    }
+    EXPECT_TRUE(pairWorks("bystander"));
+    expectIntact(file);
+}
+
+TEST_P(FullDisk, LeavesNothingHalfStored) {
+    const std::string person = "p" + std::to_string(made);
+    EXPECT_EQ(findKey(person + ".private"), nullptr);
+    EXPECT_EQ(findKey(person + ".public"), nullptr);
+    EXPECT_NE(makePair(person), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, FullDisk, testing::Values("--disk-size", "--file-limit"));
+
+TEST_F(Processes, WithoutRoomForADeviceSaySo) {
+    const Outcome outcome = Worker({"--file-limit", "1000", "open", temporary.path() / "new"}).finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.output,
+                AllOf(HasSubstr((temporary.path() / "new").string()), HasSubstr("File too large")));
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.path() / "new"));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

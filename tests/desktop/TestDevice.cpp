@@ -1,0 +1,112 @@
+#include "tests/desktop/TestDevice.hpp"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sqlite3.h>
+#include <stdexcept>
+
+namespace KavrelCrypto {
+
+TemporaryFolder::TemporaryFolder() {
+    std::string name = (std::filesystem::temp_directory_path() / "kavrel-test-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("no temporary folder");
+    }
+    path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+TestDevice::TestDevice() {
+    Desktop::openDevice(folder());
+}
+
+void TestDevice::reopen() const {
+    const TemporaryFolder elsewhere;
+    Desktop::openDevice(elsewhere.path());
+    Desktop::openDevice(folder());
+}
+
+void TestDevice::execute(const std::string& sql) const {
+    sqlite3* database = nullptr;
+    sqlite3_open(file().c_str(), &database);
+    const int code = sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr);
+    const std::string reason = sqlite3_errmsg(database);
+    sqlite3_close(database);
+    if (code != SQLITE_OK) {
+        throw std::runtime_error(sql + ": " + reason);
+    }
+}
+
+Bytes readFile(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void writeFile(const std::filesystem::path& file, const Bytes& content) {
+    std::ofstream stream(file, std::ios::binary);
+    stream.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
+}
+
+CFDictionary pairParameters(SecConstant keyType, std::int64_t bits, const std::string& privateTag,
+                            const std::string& publicTag) {
+    return {{kSecAttrKeyType, keyType},
+            {kSecAttrKeySizeInBits, bits},
+            {kSecPrivateKeyAttrs,
+             CFDictionary{{kSecAttrIsPermanent, true},
+                          {kSecAttrApplicationTag, bytesOf(privateTag)},
+                          {kSecAttrAccessible, kSecAttrAccessibleWhenUnlockedThisDeviceOnly}}},
+            {kSecPublicKeyAttrs,
+             CFDictionary{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf(publicTag)}}}};
+}
+
+SecKeyRef makePair(const std::string& person) {
+    return SecKeyCreateRandomKey(
+        pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, person + ".private", person + ".public"),
+        nullptr);
+}
+
+CFDictionary keyQuery(const std::string& tag) {
+    return {{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(tag)}, {kSecReturnRef, true}};
+}
+
+SecKeyRef findKey(const std::string& tag) {
+    SecItemResult result;
+    SecItemCopyMatching(keyQuery(tag), &result);
+    const auto* key = std::get_if<SecKeyRef>(&result);
+    return key != nullptr ? *key : nullptr;
+}
+
+CFDictionary passwordQuery(const std::string& account) {
+    return {{kSecClass, kSecClassGenericPassword},
+            {kSecAttrAccount, account},
+            {kSecReturnData, true},
+            {kSecMatchLimit, kSecMatchLimitOne}};
+}
+
+OSStatus addPassword(const std::string& account, const std::string& value, SecConstant accessible) {
+    return SecItemAdd({{kSecClass, kSecClassGenericPassword},
+                       {kSecAttrAccount, account},
+                       {kSecValueData, bytesOf(value)},
+                       {kSecAttrAccessible, accessible}},
+                      nullptr);
+}
+
+bool pairWorks(const std::string& person) {
+    const SecKeyRef privateKey = findKey(person + ".private");
+    const SecKeyRef publicKey = findKey(person + ".public");
+    if (privateKey == nullptr || publicKey == nullptr) {
+        return false;
+    }
+    const Bytes message = bytesOf("message");
+    const std::optional<Bytes> signature =
+        SecKeyCreateSignature(privateKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA256, message, nullptr);
+    return signature && SecKeyVerifySignature(publicKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
+                                              message, *signature, nullptr);
+}
+
+}  // namespace KavrelCrypto

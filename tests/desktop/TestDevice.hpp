@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "platform/Security.hpp"
+#include "platform/desktop/Device.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+
+/// A folder that is there as long as the object.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    ~TemporaryFolder();
+
+    [[nodiscard]] const std::filesystem::path& path() const {
+        return path_;
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+/// A new desktop device, open, in a temporary folder.
+class TestDevice {
+  public:
+    TestDevice();
+
+    [[nodiscard]] std::filesystem::path folder() const {
+        return temporary_.path() / "device";
+    }
+    [[nodiscard]] std::filesystem::path file() const {
+        return folder() / "keychain.sqlite";
+    }
+
+    /// Closes the device and opens it again, as another process would find it.
+    void reopen() const;
+
+    /// Changes the database behind the device's back.
+    void execute(const std::string& sql) const;
+
+  private:
+    TemporaryFolder temporary_;
+};
+
+Bytes readFile(const std::filesystem::path& file);
+void writeFile(const std::filesystem::path& file, const Bytes& content);
+
+/// The parameters of a pair of keys that are both kept, under these tags.
+CFDictionary pairParameters(SecConstant keyType, std::int64_t bits, const std::string& privateTag,
+                            const std::string& publicTag);
+
+/// Makes a pair of P-256 keys under PERSON.private and PERSON.public.
+SecKeyRef makePair(const std::string& person);
+
+/// The query for the keys under `tag`.
+CFDictionary keyQuery(const std::string& tag);
+
+/// The key under `tag`; null when there is none.
+SecKeyRef findKey(const std::string& tag);
+
+/// The query for the password of `account`, with its value.
+CFDictionary passwordQuery(const std::string& account);
+
+OSStatus addPassword(const std::string& account, const std::string& value,
+                     SecConstant accessible = kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly);
+
+/// Whether the keys under PERSON.private and PERSON.public sign and verify.
+bool pairWorks(const std::string& person);
+
+}  // namespace KavrelCrypto

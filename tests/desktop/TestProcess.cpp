@@ -1,0 +1,123 @@
+#include "tests/desktop/TestProcess.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace KavrelCrypto {
+namespace {
+
+int exitStatus(int status) {
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::array<int, 2> makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    return ends;
+}
+
+}  // namespace
+
+Outcome run(const std::string& command) {
+    FILE* pipe = ::popen(("{ " + command + "\n} 2>&1").c_str(), "re");
+    if (pipe == nullptr) {
+        throw std::runtime_error("no shell");
+    }
+    std::string output;
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+        output += static_cast<char>(c);
+    }
+    return {exitStatus(::pclose(pipe)), output};
+}
+
+std::string quoted(const std::string& text) {
+    std::string word = "'";
+    for (const char c : text) {
+        word += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return word + "'";
+}
+
+Worker::Worker(const std::vector<std::string>& arguments) {
+    const std::array<int, 2> input = makePipe();
+    const std::array<int, 2> output = makePipe();
+    std::vector<std::string> words{WORKER};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output[1], STDERR_FILENO);
+    const int problem = ::posix_spawn(&process_, WORKER, &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(input[0]);
+    ::close(output[1]);
+    input_ = input[1];
+    output_ = output[0];
+    if (problem != 0) {
+        throw std::runtime_error("no worker at " WORKER);
+    }
+}
+
+Worker::Worker(Worker&& other) noexcept
+    : process_(std::exchange(other.process_, -1)),
+      input_(std::exchange(other.input_, -1)),
+      output_(std::exchange(other.output_, -1)) {}
+
+Worker::~Worker() {
+    if (process_ > 0) {
+        kill();
+    }
+    letGo();
+    if (output_ >= 0) {
+        ::close(output_);
+    }
+}
+
+void Worker::letGo() {
+    if (input_ >= 0) {
+        ::close(std::exchange(input_, -1));
+    }
+}
+
+void Worker::kill() {
+    ::kill(process_, SIGKILL);
+    waitForEnd();
+}
+
+int Worker::waitForEnd() {
+    int status = 0;
+    while (::waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+    }
+    process_ = -1;
+    return status;
+}
+
+Outcome Worker::finish() {
+    letGo();
+    Outcome outcome{};
+    std::array<char, 4096> buffer{};
+    for (ssize_t count = 1; count > 0;) {
+        count = ::read(output_, buffer.data(), buffer.size());
+        outcome.output.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    outcome.status = exitStatus(waitForEnd());
+    return outcome;
+}
+
+}  // namespace KavrelCrypto
