@@ -23,7 +23,7 @@ void requireOneOf(SecConstant key, const SecConstant* value, SecConstant first, 
 }
 
 ItemQuery keyQuery(Attributes& attributes) {
-    const Bytes* tag = attributes.take<Bytes>(kSecAttrApplicationTag);
+    const auto* tag = attributes.take<Bytes>(kSecAttrApplicationTag);
     const auto* type = attributes.take<SecConstant>(kSecAttrKeyType);
     const auto* keyClass = attributes.take<SecConstant>(kSecAttrKeyClass);
     requireOneOf(kSecAttrKeyType, type, kSecAttrKeyTypeRSA, kSecAttrKeyTypeECSECPrimeRandom);

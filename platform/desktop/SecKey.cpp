@@ -90,7 +90,7 @@ Bytes uncompressedPoint(EVP_PKEY* key) {
 std::optional<Bytes> signature(EVP_PKEY* key, SecKeyAlgorithm algorithm, BytesView data) {
     requireFit(key, algorithm);
     const DigestContext context(EVP_MD_CTX_new());
-    std::size_t length = static_cast<std::size_t>(EVP_PKEY_get_size(key));
+    auto length = static_cast<std::size_t>(EVP_PKEY_get_size(key));
     Bytes bytes(length);
     if (context == nullptr ||
         EVP_DigestSignInit(context.get(), nullptr, digest(algorithm), nullptr, key) != 1 ||

@@ -61,7 +61,7 @@ HalfAttributes readHalf(Attributes& parameters, SecConstant key) {
     if (map != nullptr) {
         Attributes attributes(*map);
         half.isPermanent = attributes.flag(kSecAttrIsPermanent);
-        if (const Bytes* tag = attributes.take<Bytes>(kSecAttrApplicationTag)) {
+        if (const auto* tag = attributes.take<Bytes>(kSecAttrApplicationTag)) {
             half.tag = *tag;
         }
         half.accessibility = readAccessibility(attributes);

@@ -13,7 +13,7 @@ namespace {
 
 std::string readAll(std::FILE* file, const std::string& name) {
     std::string text;
-    std::array<char, 65536> buffer;
+    std::array<char, 65536> buffer{};
     while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file)) {
         text.append(buffer.data(), count);
     }

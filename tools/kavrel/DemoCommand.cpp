@@ -208,7 +208,7 @@ class Demo {
         tell(
             "The component writes down who Jane is and what her public key is, and signs\n"
             "that with her private key.");
-        const std::string request = textUnder(call("createCSR", {{"userInfo", person()}}), "csrPem");
+        std::string request = textUnder(call("createCSR", {{"userInfo", person()}}), "csrPem");
         // A key purpose for which OpenSSL has no name, for the sake of the reader.
         OBJ_create("1.3.6.1.4.1.311.10.3.12", "documentSigning", "Document Signing");
         output_.write("\n");
@@ -222,7 +222,7 @@ class Demo {
         tell(
             "The request goes to an authority, which vouches with a certificate that the key\n"
             "is Jane's. Here that is a test authority, which kavrel keeps beside the device.");
-        const std::string pem = TestAuthority(device_).issue(*readRequest(request));
+        std::string pem = TestAuthority(device_).issue(*readRequest(request));
         show("kavrel issue\n" + describeCertificate(*readCertificate(pem)));
         return pem;
     }

@@ -10,7 +10,7 @@
 namespace KavrelCrypto::Host {
 
 std::filesystem::path openChosenDevice(const Settings& settings) {
-    const std::filesystem::path folder =
+    std::filesystem::path folder =
         settings.device ? std::filesystem::path(*settings.device) : Desktop::defaultDeviceFolder();
     Desktop::openDevice(folder);
     return folder;
