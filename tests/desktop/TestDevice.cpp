@@ -1,25 +1,11 @@
 #include "tests/desktop/TestDevice.hpp"
 
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sqlite3.h>
 #include <stdexcept>
 
 namespace KavrelCrypto {
-
-TemporaryFolder::TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "kavrel-test-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
-    path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
 
 TestDevice::TestDevice() {
     Desktop::openDevice(folder());

@@ -7,24 +7,9 @@
 #include "platform/Security.hpp"
 #include "platform/desktop/Device.hpp"
 #include "tests/support/Hex.hpp"
+#include "tests/support/TemporaryFolder.hpp"
 
 namespace KavrelCrypto {
-
-/// A folder that is there as long as the object.
-class TemporaryFolder {
-  public:
-    TemporaryFolder();
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
-
-    [[nodiscard]] const std::filesystem::path& path() const {
-        return path_;
-    }
-
-  private:
-    std::filesystem::path path_;
-};
 
 /// A new desktop device, open, in a temporary folder.
 class TestDevice {

@@ -1,0 +1,154 @@
+// The national code names a person's keys byte for byte, whatever text it is.
+
+#include <gtest/gtest.h>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/plugin/People.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using namespace std::string_literals;
+
+const std::vector<std::string>& unusualAliases() {
+    static const std::vector<std::string> aliases = {
+        "",
+        "\0"s,
+        "ab",
+        "ab\0cd"s,
+        "شماره ملی ۰۰۱۲۳۴۵۶۷۸",
+        "\u202Eאבג\u202C",
+        "👩🏽‍💻",
+        "'; DROP TABLE items; --",
+        "%",
+        std::string(1'000'000, '7'),
+    };
+    return aliases;
+}
+
+/// Nobody's aliases, each a small step from one above.
+const std::vector<std::string>& nearMisses() {
+    static const std::vector<std::string> aliases = {
+        " ",
+        "\0\0"s,
+        "AB",
+        "ab ",
+        " ab",
+        "ab\n",
+        "a",
+        "abc",
+        "ab\0"s,
+        "ab\0ce"s,
+        "ab.cd",
+        "_b",
+        "a%",
+        "*",
+        "%%",
+        "ab\u200B",
+        "👩🏽",
+        "' OR 1=1",
+        "أب",
+        "\u202Eאבג",
+        "0012345678",
+        "'; DROP TABLE items; -- ",
+        std::string(999'999, '7'),
+        std::string(1'000'001, '7'),
+    };
+    return aliases;
+}
+
+/// The persons with the unusual aliases, each with a key; all tests of the suite share them and keep the
+/// keys.
+class Aliases : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        DeviceUnderTest::startNew();
+        for (const std::string& alias : unusualAliases()) {
+            ASSERT_EQ(call("ensureKey", person(alias)), resolved({{"ok", true}})) << alias.substr(0, 40);
+        }
+    }
+
+    void SetUp() override {
+        DeviceUnderTest::answerPrompts(DeviceUnderTest::PromptAnswer::match);
+    }
+
+    static std::string publicKeyPem(const std::string& alias) {
+        return text(call("getKeyInfo", person(alias)), "publicKeyPem");
+    }
+};
+
+TEST_F(Aliases, EachAliasIsGivenBackAsItCameAndHasAKeyOfItsOwn) {
+    std::set<std::string> keys;
+    for (const std::string& alias : unusualAliases()) {
+        const Outcome info = call("getKeyInfo", person(alias));
+        EXPECT_TRUE(text(info, "alias") == alias) << alias.substr(0, 40);
+        keys.insert(text(info, "publicKeyPem"));
+    }
+    EXPECT_EQ(keys.size(), unusualAliases().size());
+}
+
+TEST_F(Aliases, AnAliasThatDiffersInOneCharacterNamesSomebodyElse) {
+    for (const std::string& alias : nearMisses()) {
+        EXPECT_EQ(call("hasKey", person(alias)), resolved({{"exists", false}})) << alias.substr(0, 40);
+    }
+}
+
+TEST_F(Aliases, DeletingTheKeyOfSomebodyElseLeavesThem) {
+    for (const std::string& alias : nearMisses()) {
+        EXPECT_EQ(call("deleteKey", person(alias)), resolved({{"deleted", true}})) << alias.substr(0, 40);
+    }
+    for (const std::string& alias : unusualAliases()) {
+        EXPECT_EQ(call("hasKey", person(alias)), resolved({{"exists", true}})) << alias.substr(0, 40);
+    }
+}
+
+TEST_F(Aliases, EachPersonSignsWithTheOwnKey) {
+    const Bytes digest(32, 0x5A);
+    for (const std::string& alias : unusualAliases()) {
+        SCOPED_TRACE(alias.substr(0, 40));
+        const Bytes signature =
+            OpenSSL::fromBase64(text(sign(alias, OpenSSL::base64(digest)), "signatureB64"));
+        EXPECT_TRUE(OpenSSL::verifies(OpenSSL::publicKey(publicKeyPem(alias)), digest, signature));
+    }
+}
+
+TEST_F(Aliases, EachPersonsCertificateIsStored) {
+    for (const std::string& alias : unusualAliases()) {
+        SCOPED_TRACE(alias.substr(0, 40));
+        const std::string pem =
+            OpenSSL::pem(OpenSSL::certificate(OpenSSL::publicKey(publicKeyPem(alias)), {.subject = "?"}));
+        EXPECT_EQ(call("storeCertificate", certificateOf(alias, pem)), resolved({{"stored", true}}));
+        EXPECT_EQ(call("getCertificate", person(alias)), resolved({{"certPem", pem}}));
+    }
+}
+
+TEST_F(Aliases, EachPersonButTheOneWithoutAnAliasGetsARequestAndKeepsTheKey) {
+    for (const std::string& alias : unusualAliases()) {
+        SCOPED_TRACE(alias.substr(0, 40));
+        if (alias.empty()) {
+            continue;
+        }
+        const std::string key = publicKeyPem(alias);
+        EXPECT_FALSE(text(call("createCSR", request(identity(alias))), "csrPem").empty());
+        EXPECT_EQ(publicKeyPem(alias), key);
+    }
+}
+
+using AliasesOnANewDevice = OnANewDevice;
+
+TEST_F(AliasesOnANewDevice, DeletingOnePersonsKeyLeavesTheNeighbours) {
+    const std::vector<std::string> neighbours = {"ab", "AB", "ab "};
+    for (const std::string& alias : neighbours) {
+        call("ensureKey", person(alias));
+    }
+    call("deleteKey", person("ab"));
+    EXPECT_EQ(call("hasKey", person("ab")), resolved({{"exists", false}}));
+    EXPECT_EQ(call("hasKey", person("AB")), resolved({{"exists", true}}));
+    EXPECT_EQ(call("hasKey", person("ab ")), resolved({{"exists", true}}));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,149 @@
+// What the plugin answers to arguments that it cannot use. None of it touches a key or the certificate slot.
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "tests/plugin/People.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+constexpr const char* methodsAboutAPerson[] = {
+    "hasKey", "getKeyInfo", "deleteKey", "storeCertificate", "getCertificate", "signDigest", "ensureKey",
+};
+
+using Arguments = WithSaraUntouched;
+
+TEST_F(Arguments, ACallWithoutAnArgumentMapIsToldThatTheNationalCodeIsRequired) {
+    for (const char* method : methodsAboutAPerson) {
+        SCOPED_TRACE(method);
+        EXPECT_EQ(call(method, std::nullopt), rejected("nationalCode required"));
+    }
+}
+
+TEST_F(Arguments, ACallWithoutANationalCodeIsToldThatItIsRequired) {
+    const JSObject everythingElse = {
+        {"NationalCode", sara}, {"nationalcode", sara}, {"alias", sara},
+        {"certPem", "x"},       {"digestB64", "AAAA"},  {"userInfo", identity(sara)},
+    };
+    for (const char* method : methodsAboutAPerson) {
+        SCOPED_TRACE(method);
+        EXPECT_EQ(call(method, JSObject()), rejected("nationalCode required"));
+        EXPECT_EQ(call(method, everythingElse), rejected("nationalCode required"));
+    }
+}
+
+TEST_F(Arguments, ANationalCodeThatIsNoTextIsToldToBeRequired) {
+    for (const char* method : methodsAboutAPerson) {
+        for (const JSValue& value : valuesThatAreNoText()) {
+            SCOPED_TRACE(std::string(method) + " with " + testing::PrintToString(value));
+            const JSObject arguments = {
+                {"nationalCode", value}, {"certPem", saraCertificatePem()}, {"digestB64", "AAAA"}};
+            EXPECT_EQ(call(method, arguments), rejected("nationalCode required"));
+        }
+    }
+    EXPECT_TRUE(promptsShown().empty());
+}
+
+TEST_F(Arguments, ACertificateThatIsNoTextIsAskedFor) {
+    EXPECT_EQ(call("storeCertificate", person(sara)), rejected("Provide certPem"));
+    EXPECT_EQ(call("storeCertificate", certificateOf(sara, "")), rejected("Provide certPem"));
+    for (const JSValue& value : valuesThatAreNoText()) {
+        EXPECT_EQ(call("storeCertificate", with(person(sara), "certPem", value)), rejected("Provide certPem"))
+            << testing::PrintToString(value);
+    }
+}
+
+TEST_F(Arguments, ACertificateIsAskedForBeforeTheKeyIsLookedUp) {
+    EXPECT_EQ(call("storeCertificate", person("nobody")), rejected("Provide certPem"));
+}
+
+TEST_F(Arguments, TheKeyIsLookedUpBeforeTheCertificateIsRead) {
+    EXPECT_EQ(call("storeCertificate", certificateOf("nobody", "this is no certificate")),
+              rejected("Certificate is not valid (key missing)"));
+}
+
+TEST_F(Arguments, ADigestThatIsNoTextIsInvalid) {
+    EXPECT_EQ(call("signDigest", person(sara)), rejected("invalid digestB64"));
+    for (const JSValue& value : valuesThatAreNoText()) {
+        EXPECT_EQ(call("signDigest", with(person(sara), "digestB64", value)), rejected("invalid digestB64"))
+            << testing::PrintToString(value);
+    }
+    EXPECT_TRUE(promptsShown().empty());
+}
+
+TEST_F(Arguments, ACallOfCreateCSRWithoutUserInfoIsToldThatItIsRequired) {
+    EXPECT_EQ(call("createCSR", JSObject()), rejected("userInfo required"));
+    // Not even when all of its members are there, one level too high.
+    EXPECT_EQ(call("createCSR", identity(sara)), rejected("userInfo required"));
+}
+
+TEST_F(Arguments, UserInfoThatIsNoObjectIsToldToBeRequired) {
+    const JSValue noObjects[] = {nullptr, true,      std::int64_t{7},        0.5, "", "{}",
+                                 sara,    JSArray{}, JSArray{identity(sara)}};
+    for (const JSValue& value : noObjects) {
+        EXPECT_EQ(call("createCSR", JSObject{{"userInfo", value}}), rejected("userInfo required"))
+            << testing::PrintToString(value);
+    }
+}
+
+TEST_F(Arguments, AnEmptyIdentityRecordIsInvalid) {
+    EXPECT_EQ(call("createCSR", request({})), rejected("invalid userInfo"));
+}
+
+TEST_F(Arguments, AnIdentityRecordThatLacksAMemberIsInvalid) {
+    const JSObject whole = identity(sara);
+    ASSERT_EQ(whole.members().size(), 14U);
+    for (const JSMember& member : whole.members()) {
+        EXPECT_EQ(call("createCSR", request(without(whole, member.key))), rejected("invalid userInfo"))
+            << member.key;
+    }
+}
+
+TEST_F(Arguments, AnIdentityRecordWithAMemberThatIsNoTextIsInvalid) {
+    const JSObject whole = identity(sara);
+    for (const JSMember& member : whole.members()) {
+        for (const JSValue& value : valuesThatAreNoText()) {
+            EXPECT_EQ(call("createCSR", request(with(whole, member.key, value))),
+                      rejected("invalid userInfo"))
+                << member.key << ": " << testing::PrintToString(value);
+        }
+    }
+}
+
+TEST_F(Arguments, MemberNamesOfAnIdentityRecordAreComparedByteForByte) {
+    const JSObject misspelt = with(without(identity(sara), "enName"), "EnName", "Sara");
+    EXPECT_EQ(call("createCSR", request(misspelt)), rejected("invalid userInfo"));
+}
+
+TEST_F(Arguments, AnEmptyNationalCodeInTheIdentityRecordIsToldToBeRequired) {
+    EXPECT_EQ(call("createCSR", request(identity(""))), rejected("nationalCode required"));
+    // The one outside the record stands for nothing.
+    EXPECT_EQ(call("createCSR", with(request(identity("")), "nationalCode", sara)),
+              rejected("nationalCode required"));
+    EXPECT_EQ(call("hasKey", person("")), resolved({{"exists", false}}));
+}
+
+TEST_F(Arguments, TheRecordIsCheckedBeforeItsNationalCode) {
+    EXPECT_EQ(call("createCSR", request(without(identity(""), "gender"))), rejected("invalid userInfo"));
+}
+
+TEST_F(Arguments, WhatNoMethodAsksForIsIgnored) {
+    JSObject arguments = person(sara);
+    for (const char* key : {"", "alias", "userInfo", "digestB64", "certPem", "__proto__"}) {
+        arguments = with(arguments, key, JSArray{nullptr});
+    }
+    EXPECT_EQ(call("hasKey", arguments), resolved({{"exists", true}}));
+    EXPECT_EQ(call("getCertificate", arguments), resolved({{"certPem", saraCertificatePem()}}));
+    EXPECT_EQ(call("getKeyInfo", arguments), call("getKeyInfo", person(sara)));
+}
+
+using ArgumentsDeathTest = OnANewDevice;
+
+TEST_F(ArgumentsDeathTest, ACallOfCreateCSRWithoutAnArgumentMapStopsTheProcess) {
+    const auto withoutArguments = [] { call("createCSR", std::nullopt); };
+    EXPECT_DEATH(withoutArguments(), "createCSR");
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

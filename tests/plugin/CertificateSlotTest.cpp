@@ -1,0 +1,135 @@
+// The one certificate slot, which everybody shares.
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "platform/Security.hpp"
+#include "tests/plugin/People.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+const Outcome noCertificate = resolved({{"certPem", nullptr}});
+
+OpenSSL::Key keyOf(const std::string& nationalCode) {
+    return OpenSSL::publicKey(text(call("getKeyInfo", person(nationalCode)), "publicKeyPem"));
+}
+
+std::string issuedFor(const std::string& nationalCode) {
+    return OpenSSL::pem(OpenSSL::certificate(keyOf(nationalCode), {.subject = nationalCode}));
+}
+
+Outcome stored(const std::string& nationalCode, const std::string& certPem) {
+    return call("storeCertificate", certificateOf(nationalCode, certPem));
+}
+
+/// Sara and Omid have keys, which the tests of the suite share and keep. Each test begins with an empty slot.
+class CertificateSlot : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        DeviceUnderTest::startNew();
+        call("ensureKey", person("Sara"));
+        call("ensureKey", person("Omid"));
+    }
+
+    void SetUp() override {
+        call("deleteKey", person("nobody"));
+    }
+};
+
+TEST_F(CertificateSlot, IsEmptyAtFirst) {
+    EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
+    const Outcome info = call("getKeyInfo", person("Sara"));
+    EXPECT_EQ(info, resolved({
+                        {"alias", "Sara"},
+                        {"alg", "RSA_2048"},
+                        {"createdAt", "unknown"},
+                        {"hardwareBacked", false},
+                        {"publicKeyPem", text(info, "publicKeyPem")},
+                        {"certificate", nullptr},
+                    }));
+}
+
+TEST_F(CertificateSlot, IsShownToEverybody) {
+    const std::string certPem = issuedFor("Sara");
+    ASSERT_EQ(stored("Sara", certPem), resolved({{"stored", true}}));
+    for (const char* anybody : {"Sara", "Omid", "nobody", ""}) {
+        EXPECT_EQ(call("getCertificate", person(anybody)), resolved({{"certPem", certPem}})) << anybody;
+    }
+    EXPECT_EQ(text(call("getKeyInfo", person("Omid")), "certificate"), certPem);
+}
+
+TEST_F(CertificateSlot, HoldsOnlyWhatWasStoredLastForWhomever) {
+    stored("Sara", issuedFor("Sara"));
+    const std::string omids = issuedFor("Omid");
+    ASSERT_EQ(stored("Omid", omids), resolved({{"stored", true}}));
+    EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", omids}}));
+}
+
+TEST_F(CertificateSlot, KeepsItsTextWhenACertificateIsRefused) {
+    const std::string saras = issuedFor("Sara");
+    stored("Sara", saras);
+    EXPECT_EQ(stored("Omid", saras), rejected("Certificate is not valid"));
+    EXPECT_EQ(stored("nobody", saras), rejected("Certificate is not valid (key missing)"));
+    EXPECT_EQ(stored("Omid", "no certificate"), rejected("Certificate is not valid"));
+    EXPECT_EQ(stored("Omid", ""), rejected("Provide certPem"));
+    EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", saras}}));
+}
+
+TEST_F(CertificateSlot, StaysEmptyWhenTheFirstCertificateIsRefused) {
+    EXPECT_EQ(stored("Omid", issuedFor("Sara")), rejected("Certificate is not valid"));
+    EXPECT_EQ(call("getCertificate", person("Omid")), noCertificate);
+}
+
+TEST_F(CertificateSlot, IsEmptiedWithTheKeyOfAnybody) {
+    stored("Sara", issuedFor("Sara"));
+    EXPECT_EQ(call("deleteKey", person("nobody")), resolved({{"deleted", true}}));
+    EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
+    EXPECT_EQ(call("hasKey", person("Sara")), resolved({{"exists", true}}));
+}
+
+TEST_F(CertificateSlot, IsLeftAloneByRequestsAndSignatures) {
+    const std::string certPem = issuedFor("Sara");
+    stored("Sara", certPem);
+    call("createCSR", request(identity("Sara")));
+    sign("Sara", "AAAA");
+    EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", certPem}}));
+}
+
+using CertificateSlotOnANewDevice = OnANewDevice;
+
+TEST_F(CertificateSlotOnANewDevice, KeepsACertificateWhoseKeyIsReplacedThoughItCouldNotBeStoredAgain) {
+    call("ensureKey", person("Sara"));
+    const std::string certPem = issuedFor("Sara");
+    stored("Sara", certPem);
+    call("ensureKey", person("Sara"));
+    EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", certPem}}));
+    EXPECT_EQ(text(call("getKeyInfo", person("Sara")), "certificate"), certPem);
+    EXPECT_EQ(stored("Sara", certPem), rejected("Certificate is not valid"));
+}
+
+/// Puts bytes into the slot's item, behind the plugin's back.
+void fillSlot(Bytes bytes) {
+    ASSERT_EQ(SecItemAdd({{kSecClass, kSecClassGenericPassword},
+                          {kSecAttrAccount, "com.ios.kavrel.cachedCSR"},
+                          {kSecValueData, std::move(bytes)},
+                          {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly}},
+                         nullptr),
+              errSecSuccess);
+}
+
+TEST_F(CertificateSlotOnANewDevice, IsShownWhateverTextItHolds) {
+    fillSlot(hex("4D 49 49 00 F0 9F 91 A9"));
+    EXPECT_EQ(call("getCertificate", person("Sara")),
+              resolved({{"certPem", std::string("MII\0\U0001F469", 8)}}));
+}
+
+TEST_F(CertificateSlotOnANewDevice, IsAsGoodAsEmptyWhenItsBytesAreNoText) {
+    fillSlot(hex("4D 49 49 C3"));
+    EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

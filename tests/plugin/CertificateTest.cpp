@@ -1,0 +1,241 @@
+// "storeCertificate": which texts are the certificate of a person's key, and which are not.
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "tests/plugin/People.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using namespace std::string_literals;
+
+std::string replaced(std::string text, std::string_view what, std::string_view by) {
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+    return text;
+}
+
+class CertificateTexts : public WithSaraEnrolled {
+  protected:
+    static void expectStored(const std::string& certPem) {
+        EXPECT_EQ(call("storeCertificate", certificateOf(sara, certPem)), resolved({{"stored", true}}));
+        EXPECT_EQ(slot(), certPem);
+    }
+};
+
+TEST_F(CertificateTexts, ACertificateForThePersonsKeyIsKeptAsItCame) {
+    const std::string issued = OpenSSL::pem(OpenSSL::certificate(saraKey(), {.subject = "Sara Mohammadi"}));
+    expectStored(issued);
+    EXPECT_EQ(call("getCertificate", person(sara)), resolved({{"certPem", issued}}));
+    EXPECT_EQ(text(call("getKeyInfo", person(sara)), "certificate"), issued);
+}
+
+TEST_F(CertificateTexts, LineEndsAndIndentationDoNotMatter) {
+    const std::string clean = saraCertificatePem();
+    expectStored(replaced(clean, "\n", "\r\n"));
+    expectStored(replaced(clean, "\n", "\r"));
+    expectStored(replaced(clean, "\n", "\n    "));
+    expectStored("\n\n\t" + replaced(clean, "\n", "\n\n") + "  ");
+    expectStored(clean.substr(0, clean.size() - 1));
+}
+
+TEST_F(CertificateTexts, TheBodyMayStandOnOneLine) {
+    const std::string body = OpenSSL::base64(saraCertificate());
+    expectStored("-----BEGIN CERTIFICATE-----\n" + body + "\n-----END CERTIFICATE-----\n");
+    expectStored("-----BEGIN CERTIFICATE-----" + body + "-----END CERTIFICATE-----");
+}
+
+TEST_F(CertificateTexts, TheMarkersMayBeMissing) {
+    const std::string body = OpenSSL::base64(saraCertificate());
+    expectStored(body);
+    expectStored("-----BEGIN CERTIFICATE-----" + body);
+    expectStored(body + "-----END CERTIFICATE-----");
+}
+
+TEST_F(CertificateTexts, MarkersAreTakenOutWhereverTheyStand) {
+    const std::string begin = "-----BEGIN CERTIFICATE-----";
+    const std::string end = "-----END CERTIFICATE-----";
+    const std::string body = OpenSSL::base64(saraCertificate());
+    expectStored(begin + begin + body + end + end);
+    expectStored(end + body + begin);
+    expectStored(body.substr(0, 10) + begin + body.substr(10, 10) + end + body.substr(20));
+    // The end marker is taken out second, so it may hold a begin marker.
+    expectStored(body + "-----END " + begin + "CERTIFICATE-----");
+}
+
+TEST_F(CertificateTexts, AllCharactersThatUnicodeCallsWhiteSpaceAreSkipped) {
+    const std::vector<std::string> whiteSpace = {
+        "\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\u0085", "\u00A0", "\u1680",
+        "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
+        "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000",
+    };
+    ASSERT_EQ(whiteSpace.size(), 25U);
+    const std::string body = OpenSSL::base64(saraCertificate());
+    std::string all;
+    for (const std::string& space : whiteSpace) {
+        expectStored(body.substr(0, 101) + space + body.substr(101));
+        all += space;
+    }
+    expectStored(all + body + all);
+}
+
+TEST_F(CertificateTexts, AMegabyteOfBlanksIsSkipped) {
+    expectStored(std::string(1'000'000, ' ') + saraCertificatePem());
+}
+
+TEST_F(CertificateTexts, BitsBehindTheLastByteAreNotLookedAt) {
+    // A certificate whose base64 ends in "==": the last digit before it carries four bits of no byte.
+    Bytes der = saraCertificate();
+    for (std::string subject = "S"; der.size() % 3 != 1; subject += 'S') {
+        der = OpenSSL::certificate(saraKey(), {.subject = subject});
+    }
+    std::string body = OpenSSL::base64(der);
+    ASSERT_TRUE(body.ends_with("=="));
+    char& last = body[body.size() - 3];
+    last = static_cast<char>(last + 1);
+    ASSERT_EQ(OpenSSL::fromBase64(body), der);
+    expectStored(body);
+}
+
+TEST_F(CertificateTexts, DatesDoNotMatter) {
+    expectStored(OpenSSL::pem(
+        OpenSSL::certificate(saraKey(), {.notBefore = "20000101000000Z", .notAfter = "20001231235959Z"})));
+    expectStored(OpenSSL::pem(
+        OpenSSL::certificate(saraKey(), {.notBefore = "20900101000000Z", .notAfter = "20991231235959Z"})));
+}
+
+TEST_F(CertificateTexts, ASelfSignedCertificateIsAsGoodAsAnother) {
+    // Sara signs it herself: the plugin's signature over the part to be signed takes the authority's place.
+    Bytes der = OpenSSL::certificate(saraKey(), {.subject = "Sara", .issuer = "Sara"});
+    const Outcome outcome = sign(sara, OpenSSL::base64(OpenSSL::signedPart(der)));
+    const Bytes signature = OpenSSL::fromBase64(text(outcome, "signatureB64"));
+    ASSERT_EQ(signature.size(), 256U);
+    std::ranges::copy(signature, der.end() - 256);
+    ASSERT_TRUE(OpenSSL::isSignedBy(der, saraKey()));
+    expectStored(OpenSSL::pem(der));
+}
+
+TEST_F(CertificateTexts, NeitherSubjectNorIssuerMatters) {
+    expectStored(OpenSSL::pem(OpenSSL::certificate(saraKey(), {.subject = "Omid", .issuer = "somebody"})));
+}
+
+/// Each text is refused, and the slot keeps what it holds.
+class OtherTexts : public WithSaraUntouched {
+  protected:
+    static void expectRefused(const std::string& certPem) {
+        EXPECT_EQ(call("storeCertificate", certificateOf(sara, certPem)),
+                  rejected("Certificate is not valid"))
+            << certPem.substr(0, 200);
+    }
+};
+
+TEST_F(OtherTexts, ACertificateForAnotherKeyIsNotValid) {
+    expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::authorityKey())));
+}
+
+TEST_F(OtherTexts, ACertificateForAKeyOfAnotherKindIsNotValid) {
+    for (const char* kind : {"ED25519", "ED448", "X25519"}) {
+        SCOPED_TRACE(kind);
+        expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::newKey(kind))));
+    }
+    for (const char* curve : {"P-256", "P-384", "P-521", "secp256k1"}) {
+        SCOPED_TRACE(curve);
+        expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::newECKey(curve))));
+    }
+    expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::newRSAKey(1024))));
+}
+
+TEST_F(OtherTexts, ThePersonsModulusAloneMakesNoKeyOfThePerson) {
+    expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::withExponent(saraKey(), 3))));
+    expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::forPSSOnly(saraKey()))));
+}
+
+TEST_F(OtherTexts, LowerCaseMarkersAreNoMarkers) {
+    const std::string clean = saraCertificatePem();
+    expectRefused(replaced(replaced(clean, "BEGIN CERTIFICATE", "begin certificate"), "END CERTIFICATE",
+                           "end certificate"));
+    expectRefused(replaced(clean, "-----END CERTIFICATE-----", "-----End Certificate-----"));
+}
+
+TEST_F(OtherTexts, OtherMarkersAreNoMarkers) {
+    const std::string clean = saraCertificatePem();
+    expectRefused(replaced(clean, "CERTIFICATE", "X509 CERTIFICATE"));
+    expectRefused(replaced(clean, "CERTIFICATE", "TRUSTED CERTIFICATE"));
+    expectRefused(replaced(clean, "-----BEGIN CERTIFICATE-----", "----BEGIN CERTIFICATE----"));
+    expectRefused(replaced(clean, "BEGIN CERTIFICATE", "BEGIN\u00A0CERTIFICATE"));
+    expectRefused(replaced(clean, "-----", "—————"));
+    // A begin marker that shows only once the end marker is out has been passed over.
+    expectRefused(OpenSSL::base64(saraCertificate()) +
+                  "-----BEGIN -----END CERTIFICATE-----CERTIFICATE-----");
+}
+
+TEST_F(OtherTexts, CommentsAroundTheCertificateSpoilIt) {
+    const std::string clean = saraCertificatePem();
+    expectRefused("subject=CN = 0012345678\n" + clean);
+    expectRefused("Sara\n" + clean);
+    expectRefused(clean + "# issued today\n");
+    expectRefused(replaced(clean, "-----BEGIN CERTIFICATE-----\n",
+                           "-----BEGIN CERTIFICATE-----\nComment: the certificate of Sara\n\n"));
+}
+
+TEST_F(OtherTexts, InvisibleCharactersThatAreNoWhiteSpaceSpoilACertificate) {
+    const std::string body = OpenSSL::base64(saraCertificate());
+    for (const std::string& invisible : {"\u200B"s, "\uFEFF"s, "\u00AD"s, "\u180E"s, "\u200C"s, "\u200F"s,
+                                         "\u2060"s, "\u0000"s, "\u001F"s}) {
+        expectRefused(invisible + body);
+        expectRefused(body.substr(0, 101) + invisible + body.substr(101));
+        expectRefused(body + invisible);
+    }
+}
+
+TEST_F(OtherTexts, SeveralCertificatesAreNoCertificate) {
+    // Their bodies run together: past padding in the middle, or without any, when their size allows.
+    std::string subject = "S";
+    for (int i = 0; i < 3; ++i, subject += 'S') {
+        const std::string pem = OpenSSL::pem(OpenSSL::certificate(saraKey(), {.subject = subject}));
+        expectRefused(pem + pem);
+        expectRefused(pem + OpenSSL::pem(OpenSSL::certificate(OpenSSL::authorityKey())));
+    }
+}
+
+TEST_F(OtherTexts, TextsThatAreNoCertificateAreNotValid) {
+    const Bytes key = OpenSSL::rsaPublicKey(saraKey());
+    const std::string texts[] = {
+        " ",
+        "\n",
+        "A",
+        "AAAA",
+        "=",
+        "====",
+        "null",
+        "{}",
+        "0",
+        "\0"s,
+        "👩🏽‍💻",
+        "\u202Eאבג\u202C",
+        "'; DROP TABLE items; --",
+        "-----BEGIN CERTIFICATE-----",
+        "-----BEGIN CERTIFICATE----------END CERTIFICATE-----",
+        "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----\n",
+        text(call("getKeyInfo", person(sara)), "publicKeyPem"),
+        text(call("createCSR", request(identity(sara))), "csrPem"),
+        OpenSSL::pem(key),
+        OpenSSL::pem(Bytes{0x30, 0x00}),
+        OpenSSL::pem(Bytes{0x30, 0x80, 0x00, 0x00}),
+        OpenSSL::pem(Bytes{0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF}),
+        OpenSSL::pem(Bytes(1000, 0x30)),
+        replaced(OpenSSL::base64(saraCertificate()), "+", "-"),
+        std::string(1'000'000, 'A'),
+        std::string(1'000'001, 'A'),
+        std::string(1'000'000, '\0'),
+    };
+    for (const std::string& text : texts) {
+        expectRefused(text);
+    }
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

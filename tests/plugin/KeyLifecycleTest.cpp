@@ -1,0 +1,147 @@
+// A person's key, from "ensureKey" to "deleteKey".
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "platform/Security.hpp"
+#include "tests/plugin/People.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+std::string publicKeyPem(const std::string& nationalCode) {
+    return text(call("getKeyInfo", person(nationalCode)), "publicKeyPem");
+}
+
+SecKeyRef keyUnder(const std::string& tagText) {
+    SecItemResult result;
+    const OSStatus status = SecItemCopyMatching({{kSecClass, kSecClassKey},
+                                                 {kSecAttrApplicationTag, bytesOf(tagText)},
+                                                 {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+                                                 {kSecReturnRef, true}},
+                                                &result);
+    return status == errSecSuccess ? std::get<SecKeyRef>(result) : nullptr;
+}
+
+using KeyLifecycle = OnANewDevice;
+
+TEST_F(KeyLifecycle, APersonWithoutAKeyHasNone) {
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
+}
+
+TEST_F(KeyLifecycle, APersonWithoutAKeyIsNotFoundAndIsGivenNone) {
+    EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
+}
+
+TEST_F(KeyLifecycle, DeletingTheKeyOfAPersonWhoHasNoneIsNoFailure) {
+    EXPECT_EQ(call("deleteKey", person("0012345678")), resolved({{"deleted", true}}));
+}
+
+TEST_F(KeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
+    EXPECT_EQ(call("ensureKey", person("0012345678")), resolved({{"ok", true}}));
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", true}}));
+    EXPECT_EQ(call("deleteKey", person("0012345678")), resolved({{"deleted", true}}));
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
+    EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
+}
+
+TEST_F(KeyLifecycle, EnsureKeyReplacesTheKey) {
+    call("ensureKey", person("0012345678"));
+    const std::string first = publicKeyPem("0012345678");
+    EXPECT_EQ(call("ensureKey", person("0012345678")), resolved({{"ok", true}}));
+    EXPECT_NE(publicKeyPem("0012345678"), first);
+}
+
+TEST_F(KeyLifecycle, CreateCSRMakesTheKeyThatIsMissingAndKeepsTheOneThatIsThere) {
+    const Outcome first = call("createCSR", request(identity("0012345678")));
+    ASSERT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", true}}));
+    const std::string made = publicKeyPem("0012345678");
+    EXPECT_EQ(call("createCSR", request(identity("0012345678"))), first);
+    EXPECT_EQ(publicKeyPem("0012345678"), made);
+}
+
+TEST_F(KeyLifecycle, NoPromptIsShownForAnythingButASignature) {
+    DeviceUnderTest::answerPrompts(DeviceUnderTest::PromptAnswer::match);
+    call("ensureKey", person("0012345678"));
+    call("hasKey", person("0012345678"));
+    call("getKeyInfo", person("0012345678"));
+    call("createCSR", request(identity("0012345678")));
+    call("storeCertificate", certificateOf("0012345678", "x"));
+    call("getCertificate", person("0012345678"));
+    call("getBiometricStatus", JSObject());
+    call("deleteKey", person("0012345678"));
+    EXPECT_TRUE(DeviceUnderTest::promptsShown().empty());
+}
+
+TEST_F(KeyLifecycle, TheKeyIsKeptInTheKeychainUnderThePersonsTags) {
+    call("ensureKey", person("0012345678"));
+    const SecKeyRef privateKey = keyUnder("com.solbera.app.privatekey.0012345678");
+    const SecKeyRef publicKey = keyUnder("com.solbera.app.publickey.0012345678");
+    ASSERT_NE(privateKey, nullptr);
+    ASSERT_NE(publicKey, nullptr);
+    EXPECT_EQ(SecKeyGetBlockSize(privateKey), 256U);
+    EXPECT_EQ(SecKeyCopyExternalRepresentation(publicKey, nullptr),
+              OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678"))));
+}
+
+TEST_F(KeyLifecycle, ALonePublicHalfIsNoKeyAndIsReplacedWithANewPair) {
+    const std::string privateTag = "com.solbera.app.privatekey.0012345678";
+    const std::string publicTag = "com.solbera.app.publickey.0012345678";
+    call("ensureKey", person("0012345678"));
+    const auto left = SecKeyCopyExternalRepresentation(keyUnder(publicTag), nullptr);
+    ASSERT_EQ(SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(privateTag)}}),
+              errSecSuccess);
+
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
+    EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
+
+    call("createCSR", request(identity("0012345678")));
+    const auto made = OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678")));
+    EXPECT_NE(made, left);
+    EXPECT_EQ(SecKeyCopyExternalRepresentation(keyUnder(publicTag), nullptr), made);
+}
+
+using KeyInfo = WithSaraUntouched;
+
+TEST_F(KeyInfo, TellsSixThingsInTheirOrder) {
+    const std::string publicKey = publicKeyPem(sara);
+    EXPECT_EQ(call("getKeyInfo", person(sara)), resolved({
+                                                    {"alias", sara},
+                                                    {"alg", "RSA_2048"},
+                                                    {"createdAt", "unknown"},
+                                                    {"hardwareBacked", false},
+                                                    {"publicKeyPem", publicKey},
+                                                    {"certificate", saraCertificatePem()},
+                                                }));
+}
+
+TEST_F(KeyInfo, ThePublicKeyIsThatOfThePersonsRequestInItsOwnPEMFormByteForByte) {
+    // The key by another way: OpenSSL takes it out of the person's request.
+    const Outcome created = call("createCSR", request(identity(sara)));
+    const OpenSSL::Request parsed = OpenSSL::parsedRequest(OpenSSL::fromBase64(text(created, "csrPem")));
+    ASSERT_NE(parsed, nullptr);
+    const OpenSSL::Key key(X509_REQ_get_pubkey(parsed.get()), EVP_PKEY_free);
+    ASSERT_EQ(EVP_PKEY_get_bits(key.get()), 2048);
+
+    const std::string body = OpenSSL::base64(OpenSSL::rsaPublicKey(key));
+    ASSERT_EQ(body.size(), 360U);
+    std::string expected = "-----BEGIN PUBLIC KEY-----\n";
+    for (std::size_t i = 0; i < 320; i += 64) {
+        expected += body.substr(i, 64) + "\r\n";
+    }
+    expected += body.substr(320) + "\n-----END PUBLIC KEY-----";
+    EXPECT_EQ(publicKeyPem(sara), expected);
+}
+
+TEST_F(KeyInfo, ThePublicExponentIs65537) {
+    const Bytes key = OpenSSL::rsaPublicKey(saraKey());
+    const Bytes end = hex("02 03 01 00 01");
+    EXPECT_TRUE(std::equal(end.rbegin(), end.rend(), key.rbegin()));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

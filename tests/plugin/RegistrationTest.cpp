@@ -1,0 +1,64 @@
+// What the plugin tells the runtime about itself.
+
+#include <gtest/gtest.h>
+
+#include "plugin/DigitalSignPlugin.hpp"
+#include "tests/plugin/People.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using Registration = OnANewDevice;
+
+TEST_F(Registration, TheMethodTableHasTenPromisesWithSetStyleFirst) {
+    const std::vector<CAPPluginMethod> expected = {
+        {"setStyle", "promise"},           {"hasKey", "promise"},           {"getKeyInfo", "promise"},
+        {"deleteKey", "promise"},          {"storeCertificate", "promise"}, {"getCertificate", "promise"},
+        {"createCSR", "promise"},          {"signDigest", "promise"},       {"ensureKey", "promise"},
+        {"getBiometricStatus", "promise"},
+    };
+    EXPECT_EQ(DigitalSignPlugin().pluginMethods(), expected);
+    EXPECT_EQ(DigitalSignPlugin(nullptr, "DigitalSign", "DigitalSign").pluginMethods(), expected);
+}
+
+TEST_F(Registration, ThePluginNamesItselfTheSameAfterEitherConstruction) {
+    const DigitalSignPlugin plain;
+    const DigitalSignPlugin bridged(nullptr, "some id", "some name");
+    for (const DigitalSignPlugin* plugin : {&plain, &bridged}) {
+        EXPECT_EQ(plugin->identifier(), "DigitalSignPlugin");
+        EXPECT_EQ(plugin->jsName(), "DigitalSign");
+    }
+}
+
+TEST_F(Registration, TheBridgeAndTheNamesReachTheRuntimesBaseClass) {
+    int runtime = 0;
+    auto* bridge = reinterpret_cast<CAPBridgeProtocol*>(&runtime);
+    const DigitalSignPlugin plugin(bridge, "some id", "some name");
+    EXPECT_EQ(plugin.bridge(), bridge);
+    EXPECT_EQ(plugin.pluginId(), "some id");
+    EXPECT_EQ(plugin.pluginName(), "some name");
+}
+
+TEST_F(Registration, SetStyleIsAdvertisedAndHandledByNobody) {
+    const auto call = std::make_shared<TestCall>(JSObject{{"style", "DARK"}});
+    EXPECT_FALSE(DigitalSignPlugin().perform("setStyle", call));
+    EXPECT_EQ(call->timesFinished(), 0U);
+    EXPECT_EQ(call.use_count(), 1);
+}
+
+TEST_F(Registration, ANameThatIsNotInTheTableFindsNoMethod) {
+    for (const char* name : {"", "sign", "haskey", "hasKey ", "hasKey:", "hasKeys", "pluginMethods"}) {
+        const auto call = std::make_shared<TestCall>(person("0012345678"));
+        EXPECT_FALSE(DigitalSignPlugin().perform(name, call)) << name;
+        EXPECT_EQ(call->timesFinished(), 0U) << name;
+    }
+}
+
+TEST_F(Registration, ACallIsLetGoOnceItIsFinished) {
+    const TestCallRef call = begin("hasKey", person("0012345678"));
+    EXPECT_EQ(call->timesFinished(), 1U);
+    EXPECT_EQ(call.use_count(), 1);
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

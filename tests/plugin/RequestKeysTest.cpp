@@ -1,0 +1,86 @@
+// Which key signs a request.
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "platform/Security.hpp"
+#include "tests/plugin/People.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+const std::string sara = "0012345678";
+
+/// Puts a pair into the keychain, as an earlier fallback of the request builder left it: its tags end in the
+/// alias without a dot before it. Gives its public key.
+Bytes storeFallbackPair() {
+    const auto half = [](const std::string& tag) {
+        return CFDictionary{{kSecAttrIsPermanent, true},
+                            {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock},
+                            {kSecAttrApplicationTag, bytesOf(tag)}};
+    };
+    const SecKeyRef privateKey =
+        SecKeyCreateRandomKey({{kSecAttrKeyType, kSecAttrKeyTypeRSA},
+                               {kSecAttrKeySizeInBits, std::int64_t{2048}},
+                               {kSecPrivateKeyAttrs, half("com.kavrel.app.privatekey" + sara)},
+                               {kSecPublicKeyAttrs, half("com.kavrel.app.publickey" + sara)}},
+                              nullptr);
+    return SecKeyCopyExternalRepresentation(SecKeyCopyPublicKey(privateKey), nullptr).value();
+}
+
+OSStatus deleteHalf(const std::string& tag) {
+    return SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(tag)}});
+}
+
+Bytes keyOfRequest() {
+    const Outcome created = call("createCSR", request(identity(sara)));
+    const OpenSSL::Request made = OpenSSL::parsedRequest(OpenSSL::fromBase64(text(created, "csrPem")));
+    if (made == nullptr) {
+        return {};
+    }
+    const OpenSSL::Key key(X509_REQ_get_pubkey(made.get()), EVP_PKEY_free);
+    EXPECT_EQ(X509_REQ_verify(made.get(), key.get()), 1);
+    return OpenSSL::rsaPublicKey(key);
+}
+
+Bytes keyOfPerson() {
+    return OpenSSL::rsaPublicKey(OpenSSL::publicKey(text(call("getKeyInfo", person(sara)), "publicKeyPem")));
+}
+
+using RequestKeys = OnANewDevice;
+
+TEST_F(RequestKeys, WithoutAnyKeyAPersonGetsOneAndItSigns) {
+    const Bytes signing = keyOfRequest();
+    EXPECT_EQ(signing, keyOfPerson());
+}
+
+TEST_F(RequestKeys, AWholeFallbackPairSignsInThePlaceOfThePersonsKey) {
+    const Bytes fallback = storeFallbackPair();
+    EXPECT_EQ(keyOfRequest(), fallback);
+    // The person gets a key all the same.
+    EXPECT_NE(keyOfPerson(), fallback);
+}
+
+TEST_F(RequestKeys, HalfAFallbackPairIsPassedOver) {
+    const Bytes fallback = storeFallbackPair();
+    ASSERT_EQ(deleteHalf("com.kavrel.app.publickey" + sara), errSecSuccess);
+    const Bytes signing = keyOfRequest();
+    EXPECT_NE(signing, fallback);
+    EXPECT_EQ(signing, keyOfPerson());
+}
+
+TEST_F(RequestKeys, DeletingThePersonsKeyLeavesTheFallbackPair) {
+    const Bytes fallback = storeFallbackPair();
+    EXPECT_EQ(call("deleteKey", person(sara)), resolved({{"deleted", true}}));
+    EXPECT_EQ(call("hasKey", person(sara)), resolved({{"exists", false}}));
+    EXPECT_EQ(keyOfRequest(), fallback);
+}
+
+TEST_F(RequestKeys, ARequestLeavesTheCertificateSlotAlone) {
+    call("createCSR", request(identity(sara)));
+    EXPECT_EQ(call("getCertificate", person(sara)), resolved({{"certPem", nullptr}}));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

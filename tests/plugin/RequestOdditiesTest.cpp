@@ -1,0 +1,91 @@
+// Requests for texts that a subject was never meant to hold. They come out malformed, always in the same way,
+// and the call is resolved.
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+
+#include "tests/plugin/People.hpp"
+#include "tests/support/Hex.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+// Around the signature: 15 bytes of algorithm, 5 of BIT STRING, 256 of signature.
+constexpr std::ptrdiff_t behindTheSignedPart = 15 + 5 + 256;
+
+bool contains(const Bytes& whole, const Bytes& part) {
+    return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
+}
+
+Bytes created(const JSObject& userInfo) {
+    return OpenSSL::fromBase64(text(call("createCSR", request(userInfo)), "csrPem"));
+}
+
+class RequestOddities : public WithSaraUntouched {
+  protected:
+    /// Whether the last bytes are Sara's signature of what stands from `start` up to the signature's
+    /// algorithm.
+    static bool isSigned(const Bytes& request, std::ptrdiff_t start) {
+        return OpenSSL::verifies(saraKey(),
+                                 Bytes(request.begin() + start, request.end() - behindTheSignedPart),
+                                 Bytes(request.end() - 256, request.end()));
+    }
+};
+
+TEST_F(RequestOddities, APostalCodeInPersianDigitsIsQuestionMarksBehindALengthOfZero) {
+    const Bytes request = created(with(identity(sara), "postalCode", "۱۱۹۳۶"));
+    const Bytes item = hex("31 0E 30 0C 06 03 55 04 11 13 00");
+    EXPECT_TRUE(contains(request, item + bytesOf("?????")));
+    EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
+    EXPECT_TRUE(isSigned(request, 4));
+}
+
+TEST_F(RequestOddities, OneCharacterOutsideASCIIIsEnoughAndBecomesOneQuestionMark) {
+    const Bytes request = created(with(identity(sara), "postalCode", "1193\u00A0👩365"));
+    const Bytes item = hex("31 12 30 10 06 03 55 04 11 13 00");
+    EXPECT_TRUE(contains(request, item + bytesOf("1193??365")));
+    EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
+}
+
+TEST_F(RequestOddities, ANationalCodeInPersianDigitsIsACommonNameAndAMalformedSerialNumber) {
+    const Bytes request = created(identity("۰۰۱۲"));
+    const Bytes commonName = hex("31 11 30 0F 06 03 55 04 03 0C 08");
+    const Bytes serialNumber = hex("31 0D 30 0B 06 03 55 04 05 13 00");
+    EXPECT_TRUE(contains(request, commonName + bytesOf("۰۰۱۲")));
+    EXPECT_TRUE(contains(request, serialNumber + bytesOf("????")));
+    EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
+}
+
+TEST_F(RequestOddities, TheLongestTextThatHasALengthIsWrittenWithIt) {
+    // What stands around the text grows past what has a length, the text itself does not.
+    const Bytes request = created(with(identity(sara), "provinceName", std::string(32'767, 'p')));
+    const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C 82 7F FF");
+    EXPECT_TRUE(std::ranges::equal(start + bytesOf(std::string(32'767, 'p')),
+                                   BytesView(request).first(start.size() + 32'767)));
+    EXPECT_TRUE(isSigned(request, 1));
+}
+
+TEST_F(RequestOddities, ANameOf40000BytesStandsBehindTagsWithoutLengths) {
+    const Bytes request = created(with(identity(sara), "provinceName", std::string(40'000, 'p')));
+    const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C");
+    const Bytes next = hex("31 13 30 11 06 03 55 04 07 0C 0A");
+    const Bytes expected = start + bytesOf(std::string(40'000, 'p')) + next;
+    EXPECT_TRUE(std::ranges::equal(expected, BytesView(request).first(expected.size())));
+    EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
+    EXPECT_TRUE(isSigned(request, 1));
+}
+
+TEST_F(RequestOddities, AMegabyteInEveryTextIsNoFailure) {
+    const JSObject plain = identity(sara);
+    JSObject userInfo = plain;
+    for (const JSMember& member : plain.members()) {
+        if (member.key != "nationalCode") {
+            userInfo = with(userInfo, member.key, std::string(1'000'000, 'x'));
+        }
+    }
+    EXPECT_TRUE(isSigned(created(userInfo), 1));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

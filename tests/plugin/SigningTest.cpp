@@ -1,0 +1,308 @@
+// "signDigest": the prompt, the signature, and who finishes the call where.
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/plugin/People.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using DeviceUnderTest::PromptAnswer;
+
+/// Begins a call of "signDigest" on a thread that is not the main one.
+struct BegunElsewhere {
+    TestCallRef call;
+    std::thread::id thread;
+    std::size_t timesFinishedOnReturn;
+};
+
+BegunElsewhere beginElsewhere(const JSObject& arguments) {
+    BegunElsewhere begun;
+    std::thread([&] {
+        begun.call = begin("signDigest", arguments);
+        begun.thread = std::this_thread::get_id();
+        begun.timesFinishedOnReturn = begun.call->timesFinished();
+    }).join();
+    return begun;
+}
+
+const std::vector<std::string> onePrompt = {"Authenticate to sign"};
+
+class Signing : public WithSaraUntouched {
+  protected:
+    static inline const Bytes digest = [] {
+        Bytes bytes(32);
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            bytes[i] = static_cast<std::uint8_t>(0xF0 + i);
+        }
+        return bytes;
+    }();
+    static inline const std::string digestB64 = OpenSSL::base64(digest);
+};
+
+TEST_F(Signing, ASignatureIsOverTheSHA256OfTheDigestAndNotOverTheDigestItself) {
+    const Bytes signature = OpenSSL::fromBase64(text(sign(sara, digestB64), "signatureB64"));
+    EXPECT_EQ(signature.size(), 256U);
+    EXPECT_TRUE(OpenSSL::verifies(saraKey(), digest, signature));
+    EXPECT_FALSE(OpenSSL::verifiesDigest(saraKey(), digest, signature));
+}
+
+TEST_F(Signing, TheResultIsSignatureAlgorithmAndDigestInThisOrder) {
+    const Outcome outcome = sign(sara, digestB64);
+    const std::string signature = text(outcome, "signatureB64");
+    EXPECT_EQ(signature.size(), 344U);
+    EXPECT_EQ(signature.find_first_of("\r\n"), std::string::npos);
+    EXPECT_EQ(outcome, resolved({
+                           {"signatureB64", signature},
+                           {"algo", "RSA_SHA256"},
+                           {"digestB64", digestB64},
+                       }));
+}
+
+TEST_F(Signing, NoBytesAreSignedToo) {
+    const Outcome outcome = sign(sara, "");
+    EXPECT_TRUE(OpenSSL::verifies(saraKey(), {}, OpenSSL::fromBase64(text(outcome, "signatureB64"))));
+    EXPECT_EQ(text(outcome, "digestB64"), "");
+    EXPECT_EQ(promptsShown(), onePrompt);
+}
+
+TEST_F(Signing, BytesOfAnyNumberAreSigned) {
+    for (const std::size_t size : {1U, 2U, 3U, 31U, 33U, 64U, 1'000'000U}) {
+        const Bytes bytes(size, 0xFF);
+        const Outcome outcome = sign(sara, OpenSSL::base64(bytes));
+        EXPECT_TRUE(OpenSSL::verifies(saraKey(), bytes, OpenSSL::fromBase64(text(outcome, "signatureB64"))))
+            << size;
+    }
+}
+
+TEST_F(Signing, TheDigestComesBackAsItWasSentAndNotEncodedAnew) {
+    // The last four bits of "B" belong to no byte, so that "AA==" would be the other way to write it.
+    const Outcome outcome = sign(sara, "AB==");
+    EXPECT_EQ(text(outcome, "digestB64"), "AB==");
+    EXPECT_TRUE(
+        OpenSSL::verifies(saraKey(), Bytes{0x00}, OpenSSL::fromBase64(text(outcome, "signatureB64"))));
+}
+
+TEST_F(Signing, EachSignatureHasAPromptOfItsOwnAndTwoOfTheSameBytesAreEqual) {
+    EXPECT_EQ(sign(sara, digestB64), sign(sara, digestB64));
+    EXPECT_EQ(promptsShown(), (std::vector<std::string>{"Authenticate to sign", "Authenticate to sign"}));
+}
+
+TEST_F(Signing, TheCallIsPendingUntilTheMainThreadFinishesIt) {
+    const BegunElsewhere begun = beginElsewhere(digestFor(sara, digestB64));
+    EXPECT_EQ(begun.timesFinishedOnReturn, 0U);
+    finish({begun.call});
+    EXPECT_EQ(begun.call->results.size(), 1U);
+    EXPECT_EQ(begun.call->finishedOn, std::this_thread::get_id());
+}
+
+TEST_F(Signing, APromptThatIsNotAnsweredWithAMatchEndsInSignFailedOnTheMainThread) {
+    for (const PromptAnswer answer : {PromptAnswer::cancel, PromptAnswer::noMatch}) {
+        DeviceUnderTest::answerPrompts(answer);
+        const BegunElsewhere begun = beginElsewhere(digestFor(sara, digestB64));
+        finish({begun.call});
+        EXPECT_EQ(outcomeOf(*begun.call), rejected("sign_failed"));
+        EXPECT_EQ(begun.call->finishedOn, std::this_thread::get_id());
+    }
+    EXPECT_EQ(promptsShown().size(), 2U);
+}
+
+TEST_F(Signing, APersonWithoutAKeyIsPromptedAndThenToldSignFailedOnTheMainThread) {
+    const BegunElsewhere begun = beginElsewhere(digestFor("nobody", digestB64));
+    EXPECT_EQ(begun.timesFinishedOnReturn, 0U);
+    finish({begun.call});
+    EXPECT_EQ(outcomeOf(*begun.call), rejected("sign_failed"));
+    EXPECT_EQ(begun.call->finishedOn, std::this_thread::get_id());
+    EXPECT_EQ(promptsShown(), onePrompt);
+    EXPECT_EQ(call("hasKey", person("nobody")), resolved({{"exists", false}}));
+}
+
+TEST_F(Signing, WithoutUsableBiometricsTheCallerIsToldAtOnceAndNoPromptIsShown) {
+    const auto isToldAtOnce = [] {
+        const BegunElsewhere begun = beginElsewhere(digestFor(sara, digestB64));
+        EXPECT_EQ(begun.timesFinishedOnReturn, 1U);
+        EXPECT_EQ(outcomeOf(*begun.call), rejected("sign_failed"));
+        EXPECT_EQ(begun.call->finishedOn, begun.thread);
+    };
+    DeviceUnderTest::setBiometrics(LABiometryType::faceID, false, false);
+    isToldAtOnce();
+    DeviceUnderTest::setBiometrics(LABiometryType::touchID, true, true);
+    isToldAtOnce();
+    DeviceUnderTest::setBiometrics(LABiometryType::none, false, false);
+    isToldAtOnce();
+    EXPECT_TRUE(promptsShown().empty());
+}
+
+TEST_F(Signing, TouchIDIsAsGoodAsFaceID) {
+    DeviceUnderTest::setBiometrics(LABiometryType::touchID, true, false);
+    EXPECT_EQ(text(sign(sara, digestB64), "algo"), "RSA_SHA256");
+    EXPECT_EQ(promptsShown(), onePrompt);
+}
+
+TEST_F(Signing, SeveralCallsArePendingAtOnceAndEachGetsItsOwnSignature) {
+    std::vector<TestCallRef> calls;
+    for (std::uint8_t i = 0; i < 8; ++i) {
+        const std::string whose = i % 4 == 3 ? "nobody" : sara;
+        calls.push_back(begin("signDigest", digestFor(whose, OpenSSL::base64(Bytes{i}))));
+    }
+    EXPECT_TRUE(std::ranges::all_of(calls, [](const auto& c) { return c->timesFinished() == 0; }));
+    finish(calls);
+    for (std::uint8_t i = 0; i < 8; ++i) {
+        const Outcome outcome = outcomeOf(*calls[i]);
+        if (i % 4 == 3) {
+            EXPECT_EQ(outcome, rejected("sign_failed"));
+        } else {
+            EXPECT_EQ(text(outcome, "digestB64"), OpenSSL::base64(Bytes{i}));
+            EXPECT_TRUE(
+                OpenSSL::verifies(saraKey(), Bytes{i}, OpenSSL::fromBase64(text(outcome, "signatureB64"))));
+        }
+    }
+    EXPECT_EQ(promptsShown().size(), 8U);
+}
+
+TEST_F(Signing, AFinishedCallIsLetGo) {
+    const TestCallRef call = begin("signDigest", digestFor(sara, digestB64));
+    const std::weak_ptr<TestCall> watched = call;
+    finish({call});
+    // The sensor's thread may take a moment to let go of what it has answered.
+    for (int i = 0; i < 1000 && watched.use_count() > 1; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(watched.use_count(), 1);
+}
+
+using SigningBase64 = Signing;
+
+TEST_F(SigningBase64, WhatIsNotWholeBase64IsInvalidAndShowsNoPrompt) {
+    using namespace std::string_literals;
+    const std::string wrong[] = {
+        "A",
+        "AB",
+        "ABC",
+        "ABCDE",
+        "ABCDEF",
+        "ABCDEFG",  // groups that are not whole
+        "=",
+        "==",
+        "===",
+        "====",
+        "A===",
+        "AA=",
+        "AAA==",
+        "AAAA=",  // too much or too little padding
+        "AAAA====",
+        "AAAAAA=",
+        "AAAAA===",
+        "AAAA==",
+        "AAAA===",  //
+        "=AAA",
+        "A=AA",
+        "AA=A",
+        "A=A=",
+        "=AA=",
+        "AA==AA==",
+        "AAA=AAAA",  // padding that is not at the end
+        " AAAA",
+        "AAAA ",
+        "AA AA",
+        "AA A",
+        "    ",
+        "AAAA\n",
+        "\nAAAA",
+        "AA\nAA",
+        "AAA\n",
+        "AAAA\r\nAAAA",
+        "AA\tA",
+        "AAA\u00A0",
+        "AA\u00A0AA",
+        "\uFEFFAAAA",
+        "AAA\u200B",  // white space of all kinds
+        "AA-A",
+        "AA_A",
+        "AA.A",
+        "AA,A",
+        "AA*A",
+        "AA%A",
+        "AA\\A",
+        "AA\"A",
+        "!!!!",
+        "%3D%",  // other alphabets
+        "AAA\0"s,
+        "\0AAA"s,
+        "\0\0\0\0"s,
+        "AAAA\0\0\0\0"s,  // zero bytes
+        "ÄÖ",
+        "АААА",
+        "ＡＡ",
+        "AA\xD7\x90",
+        "👩",
+        "ﻣAA",  // letters that look or weigh the same
+        "data:;base64,AAAA",
+        "\"AAAA\"",
+        digestB64 + "\n",
+        " " + digestB64,
+        digestB64.substr(0, 43),
+        digestB64.substr(0, 42) + "\u00AD",
+        std::string(999'999, 'A'),
+        std::string(1'000'000, '='),
+        std::string(999'999, 'A') + "?",
+    };
+    for (const std::string& text : wrong) {
+        EXPECT_EQ(call("signDigest", digestFor(sara, text)), rejected("invalid digestB64"))
+            << '"' << text.substr(0, 60) << '"';
+    }
+    // A prompt of any of them would have come before this one.
+    sign(sara, digestB64);
+    EXPECT_EQ(promptsShown(), onePrompt);
+}
+
+TEST_F(SigningBase64, EveryCharacterOutsideTheAlphabetIsInvalid) {
+    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (int character = 0; character < 0x80; ++character) {
+        const auto c = static_cast<char>(character);
+        if (alphabet.find(c) == std::string::npos) {
+            EXPECT_EQ(call("signDigest", digestFor(sara, std::string("AA") + c + "A")),
+                      rejected("invalid digestB64"))
+                << character;
+        }
+    }
+}
+
+TEST_F(SigningBase64, EveryCharacterOfTheAlphabetIsDecoded) {
+    const std::string all = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    const Bytes signature = OpenSSL::fromBase64(text(sign(sara, all), "signatureB64"));
+    EXPECT_TRUE(OpenSSL::verifies(saraKey(), OpenSSL::fromBase64(all), signature));
+}
+
+class SigningWhileTheKeyChanges : public OnANewDevice {
+  protected:
+    void SetUp() override {
+        OnANewDevice::SetUp();
+        DeviceUnderTest::answerPrompts(PromptAnswer::match);
+        call("ensureKey", person("0012345678"));
+    }
+};
+
+TEST_F(SigningWhileTheKeyChanges, TheKeyIsLookedUpOnlyAfterThePrompt) {
+    const TestCallRef pending = begin("signDigest", digestFor("0012345678", "AAAA"));
+    call("ensureKey", person("0012345678"));
+    finish({pending});
+    const std::string newKey = text(call("getKeyInfo", person("0012345678")), "publicKeyPem");
+    EXPECT_TRUE(OpenSSL::verifies(OpenSSL::publicKey(newKey), Bytes{0, 0, 0},
+                                  OpenSSL::fromBase64(text(outcomeOf(*pending), "signatureB64"))));
+}
+
+TEST_F(SigningWhileTheKeyChanges, AKeyThatIsDeletedDuringThePromptSignsNothing) {
+    const TestCallRef pending = begin("signDigest", digestFor("0012345678", "AAAA"));
+    call("deleteKey", person("0012345678"));
+    finish({pending});
+    EXPECT_EQ(outcomeOf(*pending), rejected("sign_failed"));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto
