@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -62,9 +63,10 @@ bool isUsable(const EVP_PKEY* key) {
 }  // namespace
 
 SecCertificateRef SecCertificateCreateWithData(BytesView data) {
-    const unsigned char* end = data.data();
-    X509Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(data.size())));
-    if (certificate == nullptr || end != data.data() + data.size()) {
+    const unsigned char* position = data.data();
+    X509Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(data.size())));
+    // OpenSSL reads BER too, and stops where the certificate ends; what it writes is the certificate in DER.
+    if (certificate == nullptr || !std::ranges::equal(encoded(i2d_X509, certificate.get()), data)) {
         lastOpenSSLError();
         return nullptr;
     }

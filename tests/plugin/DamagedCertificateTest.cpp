@@ -50,6 +50,16 @@ TEST_F(DamagedCertificates, BytesBeforeOrBehindTheCertificateSpoilIt) {
     EXPECT_EQ(store(OpenSSL::pem(whole + whole)), rejected("Certificate is not valid"));
 }
 
+TEST_F(DamagedCertificates, ACertificateInBERThatIsNotDERIsNotValid) {
+    const Bytes whole = saraCertificate();
+    ASSERT_EQ(whole[1], 0x82);
+    const Bytes content(whole.begin() + 4, whole.end());
+    const Bytes withoutLength = hex("30 80") + content + hex("00 00");
+    EXPECT_EQ(store(OpenSSL::pem(withoutLength)), rejected("Certificate is not valid"));
+    const Bytes withALongerLength = Bytes{0x30, 0x83, 0x00, whole[2], whole[3]} + content;
+    EXPECT_EQ(store(OpenSSL::pem(withALongerLength)), rejected("Certificate is not valid"));
+}
+
 class ChangedCertificates : public WithSaraEnrolled {
   protected:
     /// Stores the certificate with the byte at `position` changed. Whatever the answer is, the slot goes with
