@@ -8,7 +8,7 @@ NSError reported(const DeviceError& failure) {
     const auto* known = dynamic_cast<const Failure*>(&failure);
     const OSStatus status = known != nullptr ? known->status() : errSecIO;
     if (status == errSecIO || status == errSecDiskFull) {
-        std::fprintf(stderr, "desktop device: %s\n", failure.what());
+        static_cast<void>(std::fprintf(stderr, "desktop device: %s\n", failure.what()));
     }
     return {.domain = "NSOSStatusErrorDomain",
             .code = status,

@@ -19,6 +19,10 @@ std::int64_t number(Accessibility accessibility) {
     return static_cast<std::int64_t>(accessibility);
 }
 
+std::int64_t number(bool flag) {
+    return flag ? 1 : 0;
+}
+
 /// What a sealed secret is bound to: one that was moved to another item does not open there.
 Bytes identity(ItemKind kind, Accessibility accessibility, const Bytes& name) {
     Bytes bytes;
@@ -200,8 +204,8 @@ void Keychain::writeState(const DeviceState& state) {
     Statement(database_,
               "UPDATE state SET biometry = ?1, enrolled = ?2, lockedOut = ?3, locked = ?4, firstUnlock = ?5, "
               "failedPrompts = CASE WHEN ?3 THEN failedPrompts ELSE 0 END WHERE id = 0",
-              {static_cast<std::int64_t>(state.biometry), std::int64_t{state.enrolled},
-               std::int64_t{state.lockedOut}, std::int64_t{state.locked}, std::int64_t{state.firstUnlock}})
+              {static_cast<std::int64_t>(state.biometry), number(state.enrolled), number(state.lockedOut),
+               number(state.locked), number(state.firstUnlock)})
         .run();
 }
 

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <iterator>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -15,6 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// How the file of a database begins, with its zero byte, and two numbers in that header
+// (sqlite.org/fileformat).
+constexpr char magic[] = "SQLite format 3";
 constexpr std::int64_t applicationId = 0x4B56524C;  // "KVRL"
 constexpr std::int64_t formatVersion = 1;
 
@@ -52,8 +56,8 @@ constexpr const char* schema = R"sql(
 
 /// `what` is true of `path`, the system says why, and this is what to do.
 DeviceError systemFailure(const fs::path& path, const std::string& what, int systemError) {
-    return DeviceError(path.string() + " " + what + " (" + std::generic_category().message(systemError) +
-                       "). Check the path and the permissions, or choose another folder.");
+    return DeviceError{path.string() + " " + what + " (" + std::generic_category().message(systemError) +
+                       "). Check the path and the permissions, or choose another folder."};
 }
 
 struct FileDescriptor {
@@ -105,35 +109,47 @@ void createKeychain(const fs::path& file) {
     if (!made) {
         throw systemFailure(file, "cannot be created", systemError);
     }
+    // The name of the file is to survive a power cut, too; where that cannot be had, the file is good all the
+    // same.
     const FileDescriptor folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     ::fsync(folder.number);
 }
 
-/// Throws unless `database` is a keychain that this version knows.
-void checkIdentity(Database& database) {
-    if (database.integer("PRAGMA application_id") != applicationId) {
-        throw DeviceError(database.name() +
+/// Throws unless a database with these numbers, in `file`, is a keychain that this version knows.
+void checkIdentity(const fs::path& file, std::int64_t foundId, std::int64_t foundVersion) {
+    if (foundId != applicationId) {
+        throw DeviceError(file.string() +
                           " is a database of another program. Move it away, or choose another folder.");
     }
-    const std::int64_t version = database.integer("PRAGMA user_version");
-    if (version > formatVersion) {
-        throw DeviceError(database.name() + " was written by a newer version of this program (format " +
-                          std::to_string(version) + "; this one knows " + std::to_string(formatVersion) +
+    if (foundVersion > formatVersion) {
+        throw DeviceError(file.string() + " was written by a newer version of this program (format " +
+                          std::to_string(foundVersion) + "; this one knows " + std::to_string(formatVersion) +
                           "). Use the newer version, or choose another folder.");
     }
-    if (version < formatVersion) {
-        throw DeviceError(database.name() +
+    if (foundVersion < formatVersion) {
+        throw DeviceError(file.string() +
                           " is damaged: it has no format number. Move it away, or choose another folder.");
     }
 }
 
-/// Throws unless `file` is a keychain. Changes nothing.
+/// Throws unless `file` is a keychain, as far as its header tells. Changes nothing.
 void checkIsKeychain(const fs::path& file) {
     if (!fs::is_regular_file(file)) {
         throw DeviceError(file.string() + " is no file. Move it away, or choose another folder.");
     }
-    Database database = Database::openUntouched(file);
-    checkIdentity(database);
+    const Bytes header = readDatabaseHeader(file);
+    if (!std::equal(std::begin(magic), std::end(magic), header.begin())) {
+        throw DeviceError(file.string() +
+                          " is damaged or is no database. Move it away, or choose another folder.");
+    }
+    const auto number = [&](std::size_t offset) {
+        std::int64_t value = 0;
+        for (std::size_t i = 0; i < 4; ++i) {
+            value = value << 8 | header[offset + i];
+        }
+        return value;
+    };
+    checkIdentity(file, number(68), number(60));
 }
 
 /// Throws unless a keychain may be created in `folder`, which has none.
@@ -192,7 +208,8 @@ Database openKeychainFile(const fs::path& folder) {
         throw DeviceError(file.string() + " cannot be written. Check who owns it and its permissions.");
     }
     database.execute("PRAGMA synchronous = FULL");
-    checkIdentity(database);
+    // Once more, since the file's log may hold a newer version than the header of the file itself.
+    checkIdentity(file, database.integer("PRAGMA application_id"), database.integer("PRAGMA user_version"));
     return database;
 }
 

@@ -38,33 +38,12 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
     }
 }
 
-/// The path in a file: URI, where these characters would mean something else.
-std::string escaped(const std::string& path) {
-    std::string result;
-    for (const char c : path) {
-        switch (c) {
-            case '%':
-                result += "%25";
-                break;
-            case '?':
-                result += "%3f";
-                break;
-            case '#':
-                result += "%23";
-                break;
-            default:
-                result += c;
-        }
-    }
-    return result;
-}
-
 }  // namespace
 
-Database::Database(std::string name, const std::string& uri, int flags) : name_(std::move(name)) {
+Database::Database(std::string name, const std::string& path) : name_(std::move(name)) {
     sqlite3* handle = nullptr;
     const int code =
-        sqlite3_open_v2(uri.c_str(), &handle, flags | SQLITE_OPEN_URI | SQLITE_OPEN_NOMUTEX, nullptr);
+        sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
     handle_.reset(handle);
     check(code);
     check(sqlite3_extended_result_codes(handle, 1));
@@ -72,15 +51,11 @@ Database::Database(std::string name, const std::string& uri, int flags) : name_(
 }
 
 Database Database::open(const std::filesystem::path& file) {
-    return {file, "file:" + escaped(file), SQLITE_OPEN_READWRITE};
-}
-
-Database Database::openUntouched(const std::filesystem::path& file) {
-    return {file, "file:" + escaped(file) + "?immutable=1", SQLITE_OPEN_READONLY};
+    return {file, file};
 }
 
 Database Database::inMemory() {
-    return {"a database in memory", ":memory:", SQLITE_OPEN_READWRITE};
+    return {"a database in memory", ":memory:"};
 }
 
 void Database::check(int code) {
@@ -111,6 +86,30 @@ Bytes Database::serialized() {
 
 bool Database::isReadOnly() const {
     return sqlite3_db_readonly(handle_.get(), "main") != 0;
+}
+
+Bytes readDatabaseHeader(const std::filesystem::path& file) {
+    // SQLite reads it, because a process that closes a file drops its locks on that file, and this process
+    // may have a database open there; SQLite takes care of that.
+    sqlite3_initialize();
+    sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr);
+    const std::unique_ptr<const char, FreeWith<sqlite3_free_filename>> name(
+        sqlite3_create_filename(file.c_str(), "", "", 0, nullptr));
+    const std::unique_ptr<void, FreeWith<sqlite3_free>> storage(sqlite3_malloc(vfs->szOsFile));
+    if (name == nullptr || storage == nullptr) {
+        throw std::bad_alloc();
+    }
+    auto* handle = static_cast<sqlite3_file*>(storage.get());
+    Bytes header(100);
+    int code = vfs->xOpen(vfs, name.get(), handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_MAIN_DB, nullptr);
+    if (code == SQLITE_OK) {
+        code = handle->pMethods->xRead(handle, header.data(), static_cast<int>(header.size()), 0);
+        handle->pMethods->xClose(handle);
+    }
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) {
+        throw failure(nullptr, code, file);
+    }
+    return header;
 }
 
 Statement::Statement(Database& database, std::string_view sql, std::initializer_list<Value> values)

@@ -21,10 +21,6 @@ class Database {
     /// Opens the database in `file`, which is there; waits up to ten seconds for another process's change.
     static Database open(const std::filesystem::path& file);
 
-    /// Opens `file` so that looking at it changes nothing, not even beside it. Sees only what has reached the
-    /// file itself.
-    static Database openUntouched(const std::filesystem::path& file);
-
     /// An empty database in memory.
     static Database inMemory();
 
@@ -47,12 +43,16 @@ class Database {
   private:
     friend class Statement;
 
-    Database(std::string name, const std::string& uri, int flags);
+    Database(std::string name, const std::string& path);
     void check(int code);
 
     std::string name_;
     std::unique_ptr<sqlite3, FreeWith<sqlite3_close_v2>> handle_;
 };
+
+/// The first 100 bytes of `file`, which are the header of a database; zeros where the file is shorter.
+/// Changes nothing, not even beside the file. Throws a Failure.
+Bytes readDatabaseHeader(const std::filesystem::path& file);
 
 class Statement {
   public:

@@ -158,9 +158,9 @@ TEST_F(DeviceFolder, WithSomethingElseInThePlaceOfTheDatabaseIsRefused) {
     fs::remove(file);
     writeFile(file,
               bytesOf("This is a letter to somebody, and it is longer than the header of a database is."));
-    expectRefused("is no keychain");
+    expectRefused("is no database");
     writeFile(file, {});
-    expectRefused("another program");
+    expectRefused("is no database");
 }
 
 TEST_F(DeviceFolder, WithTheLogOfALostDatabaseIsRefused) {

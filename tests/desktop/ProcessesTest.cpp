@@ -1,5 +1,6 @@
 // Several processes on one desktop device, processes that are killed, and a disk without room.
 
+#include <algorithm>
 #include <chrono>
 #include <gmock/gmock.h>
 #include <map>
@@ -95,6 +96,20 @@ TEST_F(Processes, ThatGenerateAndDeleteAtOnceLoseNothing) {
               selected(file, "SELECT count(*) FROM items WHERE kind = 5"));
 }
 
+// The last one to leave moves the log into the file; who comes meanwhile must not take that for damage.
+TEST_F(Processes, ThatComeAndGoFindAnIntactDevice) {
+    std::vector<Worker> workers;
+    for (int i = 0; i < 4; ++i) {
+        const std::string name = "of" + std::to_string(i) + "-";
+        workers.emplace_back(std::vector<std::string>{"visits", folder, name, "50", temporary.path() / name});
+    }
+    expectSuccess(workers);
+    Desktop::openDevice(folder);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(pairWorks("of" + std::to_string(i) + "-49"));
+    }
+}
+
 TEST_F(Processes, SeeWhatAnotherOneStores) {
     Desktop::openDevice(folder);
     EXPECT_EQ(findKey("p0.private"), nullptr);
@@ -142,6 +157,29 @@ TEST_F(Processes, KilledWhileTheyMakeADeviceLeaveOneThatOpens) {
         EXPECT_NE(makePair("p"), nullptr);
         EXPECT_TRUE(pairWorks("p"));
     }
+}
+
+// The file as it is when a process was killed while it moved the log into the file: its first page has
+// arrived, which tells of more pages than there are yet.
+TEST_F(Processes, KilledWhileTheyMoveTheLogLeaveADeviceThatOpens) {
+    const std::filesystem::path log = file.string() + "-wal";
+    Desktop::openDevice(folder);
+    for (int i = 0; i < 20; ++i) {
+        makePair("p" + std::to_string(i));
+    }
+    Bytes content = readFile(file);
+    const Bytes logged = readFile(log);
+    { const TestDevice elsewhere; }  // the last one to leave moves the log
+    const Bytes moved = readFile(file);
+    ASSERT_GT(moved.size(), content.size());
+    std::copy_n(moved.begin(), 4096, content.begin());
+    writeFile(file, content);
+    writeFile(log, logged);
+    Desktop::openDevice(folder);
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_TRUE(pairWorks("p" + std::to_string(i)));
+    }
+    expectIntact(file);
 }
 
 class FullDisk : public Processes, public testing::WithParamInterface<const char*> {

@@ -26,6 +26,8 @@ namespace {
 
 using Arguments = std::vector<std::string>;
 
+std::string folder;
+
 Bytes bytesOf(const std::string& text) {
     return {text.begin(), text.end()};
 }
@@ -97,6 +99,19 @@ int rivals(const Arguments& arguments) {
     return 0;
 }
 
+/// visits FOLDER PREFIX COUNT ELSEWHERE: as generate, and turns to the device ELSEWHERE after each pair.
+int visit(const Arguments& arguments) {
+    for (int i = 0; i < std::stoi(arguments.at(1)); ++i) {
+        const std::string person = arguments.at(0) + std::to_string(i);
+        Desktop::openDevice(folder);
+        if (!generate(person + ".private", person + ".public")) {
+            return 1;
+        }
+        Desktop::openDevice(arguments.at(2));
+    }
+    return 0;
+}
+
 /// lookup FOLDER TAG: the status of looking the key up.
 int lookup(const Arguments& arguments) {
     std::cout << SecItemCopyMatching(
@@ -139,8 +154,9 @@ int open(const Arguments&) {
 
 int work(const std::string& job, const Arguments& arguments) {
     const std::vector<std::pair<std::string, int (*)(const Arguments&)>> jobs{
-        {"generate", generateMany}, {"fill", fill},     {"churn", churn},     {"rivals", rivals},
-        {"lookup", lookup},         {"prompt", prompt}, {"print", printMany}, {"open", open}};
+        {"generate", generateMany}, {"fill", fill},       {"churn", churn},
+        {"rivals", rivals},         {"visits", visit},    {"lookup", lookup},
+        {"prompt", prompt},         {"print", printMany}, {"open", open}};
     for (const auto& [name, function] : jobs) {
         if (name == job) {
             return function(arguments);
@@ -207,8 +223,9 @@ int main(int argc, char** argv) {
         words.erase(words.begin(), words.begin() + 2);
     }
     try {
-        if (!words.at(1).empty()) {
-            Desktop::openDevice(words.at(1));
+        folder = words.at(1);
+        if (!folder.empty()) {
+            Desktop::openDevice(folder);
         }
         return work(words.at(0), {words.begin() + 2, words.end()});
     } catch (const Desktop::DeviceError& failure) {
