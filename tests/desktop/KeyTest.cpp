@@ -1,5 +1,6 @@
 // Keys of the desktop device: made and kept by it, judged by the openssl command.
 
+#include <future>
 #include <gmock/gmock.h>
 
 #include "tests/desktop/TestDevice.hpp"
@@ -282,6 +283,24 @@ TEST_F(Keys, UsedBeforeTheyWereDeletedStayUsable) {
     EXPECT_EQ(SecKeyGetBlockSize(key), 64U);
     SecItemDelete({{kSecClass, kSecClassKey}});
     EXPECT_NE(SecKeyCreateSignature(key, rsaSHA256, bytesOf("x"), nullptr), std::nullopt);
+}
+
+TEST_F(Keys, MayBeUsedByManyThreadsAtOnce) {
+    made(kSecAttrKeyTypeRSA, 512);
+    const SecKeyRef key = findKey("private");
+    const SecKeyRef publicKey = findKey("public");
+    std::vector<std::future<bool>> results;
+    for (int i = 0; i < 8; ++i) {
+        results.push_back(std::async(std::launch::async, [&, i] {
+            const Bytes message = bytesOf(std::to_string(i));
+            const std::optional<Bytes> signature = SecKeyCreateSignature(key, rsaSHA256, message, nullptr);
+            return signature && SecKeyVerifySignature(publicKey, rsaSHA256, message, *signature, nullptr) &&
+                   makePair("p" + std::to_string(i)) != nullptr && pairWorks("p" + std::to_string(i));
+        }));
+    }
+    for (std::future<bool>& result : results) {
+        EXPECT_TRUE(result.get());
+    }
 }
 
 TEST_F(Keys, BelongToTheirDeviceWhenTheProcessTurnsToAnother) {
