@@ -24,7 +24,7 @@ Bytes exported(const SecKeyRef& key) {
 }
 
 bool contains(const Bytes& whole, const Bytes& part) {
-    return std::ranges::search(whole, part).begin() != whole.end();
+    return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
 
 class KeychainItems : public testing::Test {

@@ -1,9 +1,11 @@
 // Nothing that the desktop device asks of its database grows with the number of persons in it.
 
+#include <future>
 #include <gmock/gmock.h>
 #include <set>
 #include <sqlite3.h>
 
+#include "platform/desktop/Sensor.hpp"
 #include "tests/desktop/TestDevice.hpp"
 
 namespace KavrelCrypto {
