@@ -14,8 +14,8 @@ Pod::Spec.new do |s|
 
   s.source_files = '{csr,keys,plugin,storage,text}/*.{cpp,hpp}',
                    'platform/*.{cpp,hpp}',
-                   'platform/apple/*.{cpp,h,hpp,mm}',
-                   'ios/*.{h,m,mm}'
+                   'platform/apple/*.{cpp,hpp,mm}',
+                   'ios/*.{h,hpp,m,mm}'
   # The other headers are C++, which the app's Swift code cannot take in.
   s.public_header_files = 'ios/DigitalSignPlugin.h'
   s.resource_bundles = { 'KavrelCryptoPrivacy' => ['ios/PrivacyInfo.xcprivacy'] }

@@ -22,8 +22,10 @@ let package = Package(
             path: ".",
             sources: [
                 "csr",
+                "ios/CapacitorCall.mm",
                 "ios/DigitalSignPlugin.m",
                 "ios/DigitalSignPlugin.mm",
+                "ios/JSValues.mm",
                 "keys",
                 "platform/Capacitor.cpp",
                 "platform/Foundation.cpp",

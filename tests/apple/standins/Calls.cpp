@@ -8,6 +8,9 @@
 namespace AppleStandIns {
 namespace {
 
+/// Keeps the record small when a test uses an alias of a million bytes.
+constexpr std::size_t longestArgument = 2000;
+
 struct Calls {
     std::mutex mutex;
     std::vector<std::string> made;
@@ -40,7 +43,7 @@ void failNext(const std::string& operation, Failure failure) {
 void record(const std::string& operation, const std::vector<CFTypeRef>& arguments) {
     std::string call = operation;
     for (CFTypeRef argument : arguments) {
-        call.append(1, ' ').append(textOf(argument));
+        call.append(1, ' ').append(textOf(argument), 0, longestArgument);
     }
     const std::lock_guard lock(state().mutex);
     state().made.push_back(std::move(call));

@@ -1,0 +1,58 @@
+#include "ios/CapacitorCall.hpp"
+
+#include <utility>
+
+#include "ios/JSValues.hpp"
+
+// The runtime has these in Swift. The header that declares them to Objective-C is made where the runtime is
+// built, and like Capacitor.h it asks for C++ modules in an Objective-C++ file. So they are declared here;
+// the selectors are what counts, and those are fixed by the runtime's `@objc` extension of the class.
+@interface CAPPluginCall (Finishing)
+- (void)resolve:(nonnull NSDictionary<NSString*, id>*)data;
+// clang-format off
+- (void)reject:(nonnull NSString*)message
+              :(nullable NSString*)code
+              :(nullable NSError*)error
+              :(nullable NSDictionary<NSString*, id>*)data;
+// clang-format on
+@end
+
+namespace KavrelCrypto {
+namespace {
+
+class CapacitorCall final : public CAPPluginCall {
+  public:
+    explicit CapacitorCall(::CAPPluginCall* call) : call_(call) {
+        if (call.options != nil) {
+            options_ = objectOf(call.options);
+        }
+    }
+
+    [[nodiscard]] const JSObject* options() const override {
+        return options_.has_value() ? &*options_ : nullptr;
+    }
+
+    void resolve(JSObject result) override {
+        [call_ resolve:dictionaryOf(result)];
+    }
+
+    void reject(std::string message, std::optional<std::string> code, std::optional<NSError> error,
+                std::optional<JSObject> data) override {
+        [call_ reject:stringOf(message)
+                     :code.has_value() ? stringOf(*code) : nil
+                     :error.has_value() ? errorOf(*error) : nil
+                     :data.has_value() ? dictionaryOf(*data) : nil];
+    }
+
+  private:
+    ::CAPPluginCall* const call_;
+    std::optional<JSObject> options_;
+};
+
+}  // namespace
+
+CAPPluginCallRef makeCapacitorCall(::CAPPluginCall* call) {
+    return std::make_shared<CapacitorCall>(call);
+}
+
+}  // namespace KavrelCrypto

@@ -1,0 +1,90 @@
+#import "ios/DigitalSignPlugin.h"
+
+#include "ios/CapacitorCall.hpp"
+#include "ios/JSValues.hpp"
+#include "plugin/DigitalSignPlugin.hpp"
+
+namespace {
+
+/// The component behind every instance of the class: no entry point looks at the instance that it is called
+/// on. Never destroyed, since a prompt may still be answered while the app ends.
+const KavrelCrypto::DigitalSignPlugin& component() {
+    static const auto& instance = *new KavrelCrypto::DigitalSignPlugin;
+    return instance;
+}
+
+NSArray<CAPPluginMethod*>* methodTable() {
+    NSMutableArray<CAPPluginMethod*>* table = [NSMutableArray array];
+    for (const auto& [name, returnType] : component().pluginMethods()) {
+        CAPPluginMethod* entry = [[CAPPluginMethod alloc] initWithName:KavrelCrypto::stringOf(name)
+                                                            returnType:KavrelCrypto::stringOf(returnType)];
+        if (entry == nil) {
+            KavrelCrypto::fatalError("the runtime makes an entry for each of the plugin's methods");
+        }
+        [table addObject:entry];
+    }
+    return [table copy];
+}
+
+}  // namespace
+
+@implementation DigitalSignPlugin
+
+- (instancetype)init {
+    _pluginMethods = methodTable();
+    _identifier = KavrelCrypto::stringOf(component().identifier());
+    _jsName = KavrelCrypto::stringOf(component().jsName());
+    return [super init];
+}
+
+// Deprecated by the runtime, which still has it.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-implementations"
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+- (instancetype)initWithBridge:(id<CAPBridgeProtocol>)bridge
+                      pluginId:(NSString*)pluginId
+                    pluginName:(NSString*)pluginName {
+    _pluginMethods = methodTable();
+    _identifier = KavrelCrypto::stringOf(component().identifier());
+    _jsName = KavrelCrypto::stringOf(component().jsName());
+    return [super initWithBridge:bridge pluginId:pluginId pluginName:pluginName];
+}
+#pragma clang diagnostic pop
+
+- (void)hasKey:(CAPPluginCall*)call {
+    component().hasKey(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)getKeyInfo:(CAPPluginCall*)call {
+    component().getKeyInfo(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)deleteKey:(CAPPluginCall*)call {
+    component().deleteKey(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)storeCertificate:(CAPPluginCall*)call {
+    component().storeCertificate(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)getCertificate:(CAPPluginCall*)call {
+    component().getCertificate(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)createCSR:(CAPPluginCall*)call {
+    component().createCSR(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)signDigest:(CAPPluginCall*)call {
+    component().signDigest(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)ensureKey:(CAPPluginCall*)call {
+    component().ensureKey(KavrelCrypto::makeCapacitorCall(call));
+}
+
+- (void)getBiometricStatus:(CAPPluginCall*)call {
+    component().getBiometricStatus(KavrelCrypto::makeCapacitorCall(call));
+}
+
+@end

@@ -1,0 +1,178 @@
+// The values of calls and results between Foundation and the component.
+
+#include "ios/JSValues.hpp"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "apple/objc/ObjectiveCTest.hpp"
+
+/// A text that may hold unpaired surrogates, which GNUstep's own texts may not.
+@interface UnitsString : NSString
+@end
+
+@implementation UnitsString {
+    std::u16string _units;
+}
+
+- (instancetype)initWithUnits:(std::u16string)units {
+    self = [super init];
+    _units = std::move(units);
+    return self;
+}
+
+- (NSUInteger)length {
+    return _units.size();
+}
+
+- (unichar)characterAtIndex:(NSUInteger)index {
+    return _units.at(index);
+}
+
+- (id)copyWithZone:(NSZone*)zone {
+    static_cast<void>(zone);
+    return self;
+}
+
+@end
+
+namespace KavrelCrypto {
+namespace {
+
+class CapacitorValues : public ObjectiveCTest {
+  protected:
+    /// `value` as an argument of a call arrives at the component.
+    static JSValue received(id value) {
+        return *objectOf(@{@"value" : value}).find("value");
+    }
+
+    static NSString* textOf(const std::u16string& units) {
+        return [[UnitsString alloc] initWithUnits:units];
+    }
+
+    /// `value` in a result, as it is written for the page.
+    static std::string sent(const JSValue& value) {
+        NSData* json = [NSJSONSerialization dataWithJSONObject:dictionaryOf({{"value", value}})
+                                                       options:0
+                                                         error:nullptr];
+        std::string text(static_cast<const char*>(json.bytes), json.length);
+        std::erase(text, ' ');
+        return text.substr(9, text.size() - 10);  // what {"value": and } enclose
+    }
+};
+
+TEST_F(CapacitorValues, TakeTextsInUTF8) {
+    EXPECT_EQ(received(@""), JSValue(""));
+    EXPECT_EQ(received(@"A"), JSValue("A"));
+    EXPECT_EQ(received(textOf(u"\u007F\u0080\u07FF\u0800\uFFFF")), JSValue("\u007F\u0080\u07FF\u0800\uFFFF"));
+    EXPECT_EQ(received(textOf(u"\U00010000\U0001F600\U0010FFFF")), JSValue("\U00010000\U0001F600\U0010FFFF"));
+}
+
+TEST_F(CapacitorValues, TakeANULInsideAText) {
+    EXPECT_EQ(received(textOf(std::u16string(u"a\0b", 3))), JSValue(std::string("a\0b", 3)));
+}
+
+TEST_F(CapacitorValues, ReplaceAnUnpairedSurrogateByTheReplacementCharacter) {
+    EXPECT_EQ(received(textOf(u"a\xD83D")), JSValue("a\uFFFD"));
+    EXPECT_EQ(received(textOf(u"\xD83Dz")), JSValue("\uFFFDz"));
+    EXPECT_EQ(received(textOf(u"\xDE00\xD83D")), JSValue("\uFFFD\uFFFD"));
+    EXPECT_EQ(received(textOf(u"\xD83D\xD83D\xDE00")), JSValue("\uFFFD\U0001F600"));
+}
+
+TEST_F(CapacitorValues, ReplaceAnUnpairedSurrogateInAKey) {
+    EXPECT_EQ(objectOf(@{textOf(u"\xD83D") : @"x"}), (JSObject{{"\uFFFD", "x"}}));
+}
+
+TEST_F(CapacitorValues, TakeBooleansAsBooleans) {
+    EXPECT_EQ(received([NSNumber numberWithBool:YES]), JSValue(true));
+    EXPECT_EQ(received([NSNumber numberWithBool:NO]), JSValue(false));
+}
+
+TEST_F(CapacitorValues, TakeWholeNumbersAsWholeNumbers) {
+    EXPECT_EQ(received([NSNumber numberWithInt:1]), JSValue(std::int64_t{1}));
+    EXPECT_EQ(received([NSNumber numberWithLongLong:std::numeric_limits<std::int64_t>::min()]),
+              JSValue(std::numeric_limits<std::int64_t>::min()));
+    EXPECT_EQ(received([NSNumber numberWithUnsignedLongLong:7]), JSValue(std::int64_t{7}));
+}
+
+TEST_F(CapacitorValues, TakeOtherNumbersAsDoubles) {
+    EXPECT_EQ(received([NSNumber numberWithDouble:0.5]), JSValue(0.5));
+    EXPECT_EQ(received([NSNumber numberWithFloat:0.25F]), JSValue(0.25));
+    EXPECT_EQ(received([NSNumber numberWithUnsignedLongLong:0xFFFFFFFFFFFFFFFF]),
+              JSValue(18446744073709551615.0));
+}
+
+TEST_F(CapacitorValues, TakeNullAndWhatThePageCannotSendAsNull) {
+    EXPECT_EQ(received([NSNull null]), JSValue(nullptr));
+    EXPECT_EQ(received([NSDate date]), JSValue(nullptr));
+}
+
+TEST_F(CapacitorValues, TakeArraysAndMaps) {
+    NSDictionary* arguments = @{@"list" : @[ @"a", @[], @{@"b" : [NSNull null]} ]};
+    EXPECT_EQ(objectOf(arguments), (JSObject{{"list", JSArray{"a", JSArray{}, JSObject{{"b", nullptr}}}}}));
+}
+
+TEST_F(CapacitorValues, HandOverWhatIsNestedTooDeepEmpty) {
+    id maps = @"the innermost";
+    id arrays = maps;
+    for (int level = 0; level < 1'000; ++level) {
+        maps = @{@"m" : maps};
+        arrays = @[ arrays ];
+    }
+
+    int levels = 1;
+    const JSObject received = objectOf(@{@"maps" : maps, @"arrays" : arrays});
+    const JSValue* value = received.find("maps");
+    for (; value != nullptr; value = value->as<JSObject>()->find("m")) {
+        ++levels;
+    }
+    EXPECT_EQ(levels, 65);
+    levels = 1;
+    for (value = received.find("arrays"); value != nullptr;) {
+        ++levels;
+        const auto& array = *value->as<JSArray>();
+        value = array.empty() ? nullptr : &array.front();
+    }
+    EXPECT_EQ(levels, 65);
+}
+
+TEST_F(CapacitorValues, SendBooleansAsBooleans) {
+    EXPECT_EQ(sent(true), "true");
+    EXPECT_EQ(sent(false), "false");
+}
+
+TEST_F(CapacitorValues, SendNullAsNull) {
+    EXPECT_EQ(sent(nullptr), "null");
+}
+
+TEST_F(CapacitorValues, SendNumbers) {
+    EXPECT_EQ(sent(std::int64_t{2}), "2");
+    EXPECT_EQ(sent(0.5), "0.5");
+}
+
+TEST_F(CapacitorValues, SendTexts) {
+    EXPECT_EQ(sent(""), "\"\"");
+    NSString* text = [dictionaryOf({{"t", std::string("Zo\u00EB\0\U0001F600", 9)}}) objectForKey:@"t"];
+    EXPECT_TRUE([text isEqual:textOf(std::u16string(u"Zo\u00EB\0\U0001F600", 6))]);
+}
+
+TEST_F(CapacitorValues, SendArraysAndMaps) {
+    EXPECT_EQ(sent(JSArray{"a", true, JSObject{{"b", nullptr}}}), "[\"a\",true,{\"b\":null}]");
+}
+
+TEST_F(CapacitorValues, SendAnErrorWithItsDomainCodeAndUserInfo) {
+    ::NSError* error = errorOf({.domain = "d", .code = -5, .userInfo = {{"NSLocalizedDescription", "No"}}});
+    EXPECT_TRUE([error.domain isEqual:@"d"]);
+    EXPECT_EQ(error.code, -5);
+    EXPECT_TRUE([[error.userInfo objectForKey:@"NSLocalizedDescription"] isEqual:@"No"]);
+}
+
+using CapacitorValuesDeathTest = CapacitorValues;
+
+TEST_F(CapacitorValuesDeathTest, StopTheProcessAtATextThatIsNoUTF8) {
+    EXPECT_DEATH(dictionaryOf({{"t", "\xFF"}}), "every text of the component is UTF-8");
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,133 @@
+// LocalAuthentication on the Apple device.
+
+#include <gtest/gtest.h>
+
+#include <future>
+
+#include "apple/objc/ObjectiveCTest.hpp"
+#include "platform/LocalAuthentication.hpp"
+#include "platform/Security.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using AppleStandIns::Answer;
+using AppleStandIns::answerPrompts;
+using AppleStandIns::setBiometrics;
+
+constexpr LAPolicy biometrics = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
+
+class AppleLocalAuthentication : public ObjectiveCTest {
+  protected:
+    struct Outcome {
+        bool success;
+        std::optional<NSError> error;
+        std::thread::id thread;
+    };
+
+    /// Evaluates a context that only the device holds by the time that it answers.
+    static Outcome evaluate() {
+        std::promise<Outcome> outcome;
+        evaluatePolicy(makeLAContext(), biometrics, "Show yourself",
+                       [&](bool success, std::optional<NSError> error) {
+                           outcome.set_value({success, std::move(error), std::this_thread::get_id()});
+                       });
+        return outcome.get_future().get();
+    }
+};
+
+TEST_F(AppleLocalAuthentication, SaysYesAndGivesNoReason) {
+    std::optional<NSError> error;
+    EXPECT_TRUE(canEvaluatePolicy(*makeLAContext(), biometrics, &error));
+    EXPECT_EQ(error, std::nullopt);
+}
+
+TEST_F(AppleLocalAuthentication, SaysNoWithThePlatformsReason) {
+    setBiometrics(LABiometryType::faceID, false, false);
+
+    std::optional<NSError> error;
+    EXPECT_FALSE(canEvaluatePolicy(*makeLAContext(), biometrics, &error));
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->domain, "com.apple.LocalAuthentication");
+    EXPECT_EQ(error->code, LAErrorBiometryNotEnrolled);
+    EXPECT_EQ(error->localizedDescription(), "No identities are enrolled.");
+    ::NSError* same =
+        [::NSError errorWithDomain:@"com.apple.LocalAuthentication"
+                              code:LAErrorBiometryNotEnrolled
+                          userInfo:@{::NSLocalizedDescriptionKey : @"No identities are enrolled."}];
+    EXPECT_EQ(error->description(), same.description.UTF8String);
+}
+
+TEST_F(AppleLocalAuthentication, SaysNoWithoutAReasonWhereThePlatformGivesNone) {
+    AppleStandIns::refuseNextWithoutError();
+
+    std::optional<NSError> error;
+    EXPECT_FALSE(canEvaluatePolicy(*makeLAContext(), biometrics, &error));
+    EXPECT_EQ(error, std::nullopt);
+}
+
+TEST_F(AppleLocalAuthentication, KnowsTheSensorOnceItWasAsked) {
+    setBiometrics(LABiometryType::touchID, true, false);
+    const LAContextRef context = makeLAContext();
+    EXPECT_EQ(biometryType(*context), LABiometryType::none);
+
+    std::optional<NSError> error;
+    canEvaluatePolicy(*context, biometrics, &error);
+    EXPECT_EQ(biometryType(*context), LABiometryType::touchID);
+}
+
+TEST_F(AppleLocalAuthentication, ShowsThePromptWithItsReason) {
+    evaluate();
+
+    EXPECT_EQ(AppleStandIns::promptsShown(), std::vector<std::string>{"Show yourself"});
+}
+
+TEST_F(AppleLocalAuthentication, RepliesOnAnotherThreadWhenThePersonWasRecognised) {
+    answerPrompts(Answer::match);
+
+    const Outcome outcome = evaluate();
+    EXPECT_TRUE(outcome.success);
+    EXPECT_EQ(outcome.error, std::nullopt);
+    EXPECT_TRUE(outcome.thread != std::this_thread::get_id());
+}
+
+TEST_F(AppleLocalAuthentication, RepliesWithThePlatformsErrorWhenThePersonCancels) {
+    answerPrompts(Answer::cancel);
+
+    const Outcome outcome = evaluate();
+    EXPECT_FALSE(outcome.success);
+    ASSERT_TRUE(outcome.error.has_value());
+    EXPECT_EQ(outcome.error->domain, "com.apple.LocalAuthentication");
+    EXPECT_EQ(outcome.error->code, -2);
+    EXPECT_EQ(outcome.error->localizedDescription(), "Authentication canceled.");
+}
+
+TEST_F(AppleLocalAuthentication, RepliesWithoutAnErrorWhereThePlatformGivesNone) {
+    answerPrompts(Answer::failureWithoutError);
+
+    const Outcome outcome = evaluate();
+    EXPECT_FALSE(outcome.success);
+    EXPECT_EQ(outcome.error, std::nullopt);
+}
+
+TEST_F(AppleLocalAuthentication, KeepsTheContextUntilItHasReplied) {
+    std::promise<int> aliveAtReply;
+    evaluatePolicy(makeLAContext(), biometrics, "Show yourself", [&](bool, const std::optional<NSError>&) {
+        aliveAtReply.set_value(AppleStandIns::contextsAlive());
+    });
+
+    EXPECT_EQ(aliveAtReply.get_future().get(), 1);
+}
+
+TEST_F(AppleLocalAuthentication, GoesIntoALookupAsTheContextItself) {
+    SecItemResult result;
+    SecItemCopyMatching({{kSecClass, kSecClassKey}, {kSecUseAuthenticationContext, makeLAContext()}},
+                        &result);
+
+    EXPECT_EQ(AppleStandIns::calls(),
+              std::vector<std::string>{"SecItemCopyMatching {kSecClass: kSecClassKey, "
+                                       "kSecUseAuthenticationContext: an Objective-C object}"});
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

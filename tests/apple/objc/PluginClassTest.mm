@@ -1,0 +1,331 @@
+// The plugin class, as the runtime makes and calls it.
+
+#import "ios/DigitalSignPlugin.h"
+
+#import <Capacitor/Capacitor-Swift.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <objc/runtime.h>
+
+#include <cstdlib>
+#include <memory>
+#include <thread>
+
+#include "apple/objc/ObjectiveCTest.hpp"
+
+/// A call of which there is an account.
+@interface CountedCall : CAPPluginCall
+@end
+
+static int callsAlive = 0;
+
+@implementation CountedCall
+
+- (instancetype)initWithCallbackId:(NSString*)callbackId
+                        methodName:(NSString*)methodName
+                           options:(NSDictionary*)options
+                           success:(CAPPluginCallSuccessHandler)success
+                             error:(CAPPluginCallErrorHandler)error {
+    ++callsAlive;
+    return [super initWithCallbackId:callbackId
+                          methodName:methodName
+                             options:options
+                             success:success
+                               error:error];
+}
+
+- (void)dealloc {
+    --callsAlive;
+}
+
+@end
+
+/// The runtime's side of a plugin that was made with it.
+@interface Bridge : NSObject <CAPBridgeProtocol>
+@end
+
+@implementation Bridge
+@synthesize viewController, webView, config;
+
+- (CAPPluginCall*)savedCallWithID:(NSString*)callbackId {
+    static_cast<void>(callbackId);
+    return nil;
+}
+
+- (void)releaseCallWithID:(NSString*)callbackId {
+    static_cast<void>(callbackId);
+}
+
+@end
+
+namespace KavrelCrypto {
+namespace {
+
+using AppleStandIns::calls;
+using AppleStandIns::failNext;
+using testing::ElementsAre;
+
+/// How a call was finished, as it goes to the page.
+struct Answer {
+    int resolved = 0;
+    int rejected = 0;
+    NSDictionary* result = nil;
+    CAPPluginCallError* failure = nil;
+    std::thread::id thread{};
+
+    /// The result in JSON, without blanks.
+    [[nodiscard]] std::string json() const {
+        NSData* bytes = [NSJSONSerialization dataWithJSONObject:result options:0 error:nullptr];
+        std::string text(static_cast<const char*>(bytes.bytes), bytes.length);
+        std::erase(text, ' ');
+        return text;
+    }
+};
+
+class PluginClass : public ObjectiveCTest {
+  protected:
+    ~PluginClass() override {
+        @autoreleasepool {
+            plugin_ = nil;
+        }
+    }
+
+    /// Performs a method's selector with a new call, as the runtime does, and lets the call go. The answer
+    /// may come later.
+    std::shared_ptr<Answer> perform(NSString* method, NSDictionary* options) {
+        auto answer = std::make_shared<Answer>();
+        @autoreleasepool {
+            CAPPluginCall* call = [[CountedCall alloc] initWithCallbackId:@"1"
+                methodName:method
+                options:options
+                success:^(CAPPluginCallResult* result, CAPPluginCall*) {
+                  ++answer->resolved;
+                  answer->result = result.data;
+                  answer->thread = std::this_thread::get_id();
+                }
+                error:^(CAPPluginCallError* error) {
+                  ++answer->rejected;
+                  answer->failure = error;
+                  answer->thread = std::this_thread::get_id();
+                }];
+            const SEL selector = NSSelectorFromString([method stringByAppendingString:@":"]);
+            const auto entryPoint =
+                reinterpret_cast<void (*)(id, SEL, CAPPluginCall*)>([plugin_ methodForSelector:selector]);
+            entryPoint(plugin_, selector, call);
+        }
+        return answer;
+    }
+
+    static NSString* messageOf(const Answer& answer) {
+        EXPECT_EQ(answer.resolved, 0);
+        EXPECT_EQ(answer.rejected, 1);
+        return answer.failure.message;
+    }
+
+    static void drainUntilFinished(const Answer& answer) {
+        @autoreleasepool {
+            AppleStandIns::runMainQueueUntil([&] { return answer.resolved + answer.rejected > 0; });
+        }
+    }
+
+    NSDictionary* person() const {
+        return @{@"nationalCode" : @"0012345678"};
+    }
+
+    DigitalSignPlugin* plugin_ = [[DigitalSignPlugin alloc] init];
+};
+
+std::vector<std::string> namesOf(id<CAPBridgedPlugin> plugin) {
+    std::vector<std::string> names;
+    for (CAPPluginMethod* method in plugin.pluginMethods) {
+        names.emplace_back(method.name.UTF8String);
+    }
+    return names;
+}
+
+void expectTheThreeMembers(id<CAPBridgedPlugin> plugin) {
+    EXPECT_THAT(namesOf(plugin),
+                ElementsAre("setStyle", "hasKey", "getKeyInfo", "deleteKey", "storeCertificate",
+                            "getCertificate", "createCSR", "signDigest", "ensureKey", "getBiometricStatus"));
+    EXPECT_TRUE([plugin.identifier isEqual:@"DigitalSignPlugin"]);
+    EXPECT_TRUE([plugin.jsName isEqual:@"DigitalSign"]);
+}
+
+TEST_F(PluginClass, IsFoundByTheNameThatTheRuntimeIsGiven) {
+    Class found = NSClassFromString(@"DigitalSignPlugin");
+    EXPECT_TRUE([found isSubclassOfClass:[CAPPlugin class]]);
+}
+
+TEST_F(PluginClass, HasItsThreeMembersAfterInit) {
+    expectTheThreeMembers(plugin_);
+}
+
+TEST_F(PluginClass, HasItsThreeMembersAfterInitWithABridgeAndPassesTheArgumentsOn) {
+    Bridge* bridge = [[Bridge alloc] init];
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+    DigitalSignPlugin* plugin = [[DigitalSignPlugin alloc] initWithBridge:bridge
+                                                                 pluginId:@"an id"
+                                                               pluginName:@"a name"];
+#pragma clang diagnostic pop
+    expectTheThreeMembers(plugin);
+    EXPECT_TRUE(plugin.bridge == bridge);
+    EXPECT_TRUE([plugin.pluginId isEqual:@"an id"]);
+    EXPECT_TRUE([plugin.pluginName isEqual:@"a name"]);
+}
+
+TEST_F(PluginClass, StoresItsThreeMembersInOrderAndNothingElse) {
+    unsigned count = 0;
+    Ivar* members = class_copyIvarList([DigitalSignPlugin class], &count);
+    std::vector<std::string> names;
+    for (unsigned index = 0; index < count; ++index) {
+        names.emplace_back(ivar_getName(members[index]));
+    }
+    std::free(members);
+    EXPECT_THAT(names, ElementsAre("_pluginMethods", "_identifier", "_jsName"));
+}
+
+TEST_F(PluginClass, PromisesAnAnswerForEachMethod) {
+    for (CAPPluginMethod* method in plugin_.pluginMethods) {
+        EXPECT_TRUE([method.returnType isEqual:@"promise"]) << method.name.UTF8String;
+    }
+}
+
+TEST_F(PluginClass, RespondsToEachMethodOfItsTableButSetStyle) {
+    for (CAPPluginMethod* method in plugin_.pluginMethods) {
+        EXPECT_EQ([plugin_ respondsToSelector:method.selector], ![method.name isEqual:@"setStyle"])
+            << method.name.UTF8String;
+    }
+}
+
+TEST_F(PluginClass, TellsThatThereIsNoKey) {
+    EXPECT_EQ(perform(@"hasKey", person())->json(), "{\"exists\":false}");
+}
+
+TEST_F(PluginClass, MakesFindsDescribesAndDeletesAKey) {
+    EXPECT_EQ(perform(@"ensureKey", person())->json(), "{\"ok\":true}");
+    EXPECT_EQ(perform(@"hasKey", person())->json(), "{\"exists\":true}");
+
+    NSDictionary* info = perform(@"getKeyInfo", person())->result;
+    EXPECT_TRUE([[info objectForKey:@"alias"] isEqual:@"0012345678"]);
+    EXPECT_TRUE([[info objectForKey:@"certificate"] isEqual:[NSNull null]]);
+    EXPECT_EQ([info count], 6U);
+
+    EXPECT_EQ(perform(@"deleteKey", person())->json(), "{\"deleted\":true}");
+    EXPECT_EQ(perform(@"hasKey", person())->json(), "{\"exists\":false}");
+}
+
+TEST_F(PluginClass, MakesACertificationRequest) {
+    NSMutableDictionary* user = [NSMutableDictionary dictionary];
+    for (NSString* member in @[
+             @"identificationId", @"nationalCode", @"name", @"lastName", @"enName", @"enLastName",
+             @"postalCode", @"phoneNumber", @"birthCertificateId", @"birthDate", @"city", @"provinceName",
+             @"gender", @"citizenship"
+         ]) {
+        [user setObject:@"x" forKey:member];
+    }
+    const auto answer = perform(@"createCSR", @{@"userInfo" : user});
+    EXPECT_EQ(answer->resolved, 1);
+    EXPECT_TRUE([[answer->result objectForKey:@"csrPem"] hasPrefix:@"MII"]);
+}
+
+TEST_F(PluginClass, RefusesACertificateThatIsNone) {
+    perform(@"ensureKey", person());
+    const auto answer = perform(@"storeCertificate", @{@"nationalCode" : @"0012345678", @"certPem" : @"x"});
+    EXPECT_TRUE([messageOf(*answer) isEqual:@"Certificate is not valid"]);
+}
+
+TEST_F(PluginClass, GivesNullForACertificateThatIsNotThere) {
+    EXPECT_EQ(perform(@"getCertificate", person())->json(), "{\"certPem\":null}");
+}
+
+TEST_F(PluginClass, TellsTheBiometricStatusWithTheKindAsANumber) {
+    AppleStandIns::setBiometrics(LABiometryType::touchID, false, false);
+    NSDictionary* status = perform(@"getBiometricStatus", @{})->result;
+    EXPECT_TRUE([[status objectForKey:@"status"] isEqual:@"BIOMETRIC_ERROR_NONE_ENROLLED"]);
+    EXPECT_TRUE([[status objectForKey:@"enabled"] isEqual:[NSNumber numberWithBool:NO]]);
+    EXPECT_TRUE([[status objectForKey:@"type"] isEqual:[NSNumber numberWithInt:1]]);
+}
+
+TEST_F(PluginClass, TakesTheNationalCodeByteForByte) {
+    perform(@"hasKey", @{@"nationalCode" : @" é "});
+    EXPECT_EQ(calls().back(),
+              "SecItemCopyMatching {kSecClass: kSecClassKey, kSecAttrApplicationTag: "
+              "<636f6d2e736f6c626572612e6170702e707269766174656b65792e20c3a920>, kSecAttrKeyType: "
+              "kSecAttrKeyTypeRSA, kSecReturnRef: true}");
+}
+
+TEST_F(PluginClass, RejectsANationalCodeThatIsNoTextWithoutACode) {
+    for (id code : { id(@123), id(@YES), id([NSNull null]), id(@[]), id(@{}) }) {
+        const auto answer = perform(@"hasKey", @{@"nationalCode" : code});
+        EXPECT_TRUE([messageOf(*answer) isEqual:@"nationalCode required"]);
+        EXPECT_TRUE(answer->failure.code == nil);
+        EXPECT_TRUE(answer->failure.error == nil);
+        EXPECT_TRUE(answer->failure.data == nil);
+    }
+}
+
+TEST_F(PluginClass, RejectsACallWithoutArguments) {
+    EXPECT_TRUE([messageOf(*perform(@"hasKey", nil)) isEqual:@"nationalCode required"]);
+}
+
+TEST_F(PluginClass, RejectsWithTheReasonAsTheCode) {
+    failNext("SecKeyCreateRandomKey", AppleStandIns::Error{"d", -1, u"The keychain’s reason"});
+    const auto answer = perform(@"ensureKey", person());
+    EXPECT_TRUE([messageOf(*answer) isEqual:@"ensure_key_failed"]);
+    EXPECT_TRUE([answer->failure.code isEqual:@"The keychain’s reason"]);
+}
+
+TEST_F(PluginClass, FinishesTheOtherCallsBeforeItReturnsAndLetsThemGo) {
+    const auto answer = perform(@"hasKey", person());
+    EXPECT_EQ(answer->resolved, 1);
+    EXPECT_EQ(callsAlive, 0);
+}
+
+TEST_F(PluginClass, KeepsAPendingSignatureCallUntilItIsFinished) {
+    AppleStandIns::answerPrompts(AppleStandIns::Answer::match);
+    perform(@"ensureKey", person());
+
+    const auto answer = perform(@"signDigest", @{@"nationalCode" : @"0012345678", @"digestB64" : @"AAEC"});
+    EXPECT_EQ(answer->resolved, 0);
+    EXPECT_EQ(callsAlive, 1);
+
+    drainUntilFinished(*answer);
+    EXPECT_EQ(answer->resolved, 1);
+    EXPECT_TRUE(answer->thread == std::this_thread::get_id());
+    EXPECT_EQ([[answer->result objectForKey:@"signatureB64"] length], 344U);
+    AppleStandIns::startNewSensor();  // its thread may still be on its way out of the reply
+    EXPECT_EQ(callsAlive, 0);
+}
+
+TEST_F(PluginClass, RejectsASignatureThatThePersonCancelled) {
+    const auto answer = perform(@"signDigest", @{@"nationalCode" : @"0012345678", @"digestB64" : @"AAEC"});
+    drainUntilFinished(*answer);
+    EXPECT_TRUE([messageOf(*answer) isEqual:@"sign_failed"]);
+    EXPECT_TRUE(answer->failure.code == nil);
+}
+
+using PluginClassDeathTest = PluginClass;
+
+TEST_F(PluginClassDeathTest, StopsTheProcessAtACertificationRequestWithoutArguments) {
+    EXPECT_DEATH(perform(@"createCSR", nil), "a \"createCSR\" call has an argument map");
+}
+
+id makeNothing(id, SEL, id, id) {
+    return nil;
+}
+
+TEST_F(PluginClassDeathTest, StopsTheProcessWhenTheRuntimeMakesNoEntryForAMethod) {
+    EXPECT_DEATH(
+        {
+            method_setImplementation(
+                class_getInstanceMethod([CAPPluginMethod class], @selector(initWithName:returnType:)),
+                reinterpret_cast<IMP>(makeNothing));
+            (void)[[DigitalSignPlugin alloc] init];
+        },
+        "the runtime makes an entry for each of the plugin's methods");
+}
+
+}  // namespace
+}  // namespace KavrelCrypto
