@@ -28,10 +28,11 @@ describe('in a plain browser', () => {
 });
 
 test.each([
-  ['import', `import('kavrel-crypto')`],
-  ['require', `Promise.resolve(require('kavrel-crypto'))`],
-])('Node.js loads the build that it gets with %s', async (_, load) => {
-  const code = `${load}.then((m) => m.DigitalSign.hasKey({ nationalCode: '1' })).catch((e) => console.log(e.code))`;
-  const { stdout } = await run(process.execPath, ['--eval', code], { cwd: app });
-  expect(stdout).toBe('UNAVAILABLE\n');
+  ['ES module', 'module', 'esm/index.js', `import { DigitalSign } from 'kavrel-crypto';`, 'import.meta.resolve'],
+  ['CommonJS', 'commonjs', 'plugin.cjs', `const { DigitalSign } = require('kavrel-crypto');`, 'require.resolve'],
+])('Node.js loads the %s build', async (_, type, file, load, resolve) => {
+  const code = `${load}
+    DigitalSign.hasKey({ nationalCode: '1' }).catch(({ code }) => console.log(code, ${resolve}('kavrel-crypto')));`;
+  const { stdout } = await run(process.execPath, ['--input-type', type, '--eval', code], { cwd: app });
+  expect(stdout).toMatch(new RegExp(`^UNAVAILABLE .*/js/dist/${file}\n$`));
 });

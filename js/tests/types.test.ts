@@ -8,8 +8,8 @@ const app = inject('app');
 
 test.each([
   ['a bundler', 'api.ts', ['--module', 'esnext', '--moduleResolution', 'bundler']],
-  ['an ES module of Node.js', 'api.mts', ['--module', 'nodenext']],
-  ['a CommonJS module of Node.js', 'api.cts', ['--module', 'nodenext']],
+  ['an ES module of Node.js', 'api.mts', ['--module', 'node16']],
+  ['a CommonJS module of Node.js', 'api.cts', ['--module', 'node16']],
 ])('the whole interface is typed as %s imports it', async (_, file, options) => {
   await cp(join(tree, 'js/tests/types/api.ts'), join(app, file));
   const tsc = join(tree, 'node_modules/typescript/bin/tsc');

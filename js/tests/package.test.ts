@@ -1,0 +1,114 @@
+import { stat } from 'node:fs/promises';
+import { dirname, join, normalize } from 'node:path';
+import { globSync } from 'tinyglobby';
+import { describe, expect, inject, test } from 'vitest';
+
+import { read, run, tree } from './app.js';
+
+const installed = join(inject('app'), 'node_modules/kavrel-crypto');
+const installedFiles = globSync('**', { cwd: installed, dot: true }).sort();
+const trackedFiles = (await run('git', ['ls-files'], { cwd: tree })).stdout.trim().split('\n');
+
+const isSource = (file: string) => /\.(c|cc|cpp|m|mm|S)$/.test(file);
+const isHeader = (file: string) => /\.(h|hpp)$/.test(file);
+const quoted = (text = '') => [...text.matchAll(/["']([^"']+)["']/g)].map(([, inner]) => inner);
+
+/** What the phone runs: what the desktop builds link besides their device, the Apple device and the plugin class. */
+const cmake = await read(tree, 'CMakeLists.txt');
+const component = [...cmake.matchAll(/add_library\(\w+ STATIC([^)]+)\)/g)].flatMap(
+  ([, files]) => files.match(/\S+\.cpp/g) ?? [],
+);
+const apple = trackedFiles.filter((file) => isSource(file) && /^(ios|platform\/apple)\//.test(file));
+const sources = [...component, ...apple].sort();
+
+const manifest = await read(installed, 'Package.swift');
+const swiftSources = quoted(manifest.match(/sources: \[([^\]]+)\]/)?.[1]).flatMap((entry) =>
+  isSource(entry) ? globSync(entry, { cwd: installed }) : globSync(`${entry}/**`, { cwd: installed }).filter(isSource),
+);
+
+const podspec = await read(installed, 'KavrelCrypto.podspec');
+const podFiles = quoted(podspec.match(/source_files = ([^=]+)\n\s+(?:#|s\.)/)?.[1]).flatMap((pattern) =>
+  globSync(pattern, { cwd: installed }),
+);
+
+/** The files of the package that `file` includes by name. */
+async function includes(file: string): Promise<string[]> {
+  const names = [...(await read(installed, file)).matchAll(/^\s*#\s*(?:include|import) "(.+)"/gm)].map(
+    ([, name]) => name,
+  );
+  return names.map((name) => {
+    const beside = normalize(join(dirname(file), name));
+    return installedFiles.includes(beside) ? beside : name;
+  });
+}
+
+/** Everything that the compiler reads of the package, found by following the includes. */
+async function reached(): Promise<Set<string>> {
+  const files = new Set(sources);
+  for (const file of files) {
+    for (const included of await includes(file)) files.add(included);
+  }
+  return files;
+}
+
+describe('the Swift package', () => {
+  test('is called, with its product and its target, as the Capacitor CLI will call it', () => {
+    const names = [...manifest.matchAll(/^ +name: "(.+)",$/gm)].map(([, name]) => name);
+    expect(names).toEqual(['KavrelCrypto', 'KavrelCrypto', 'KavrelCrypto']);
+  });
+
+  test('compiles exactly the sources that the phone runs', () => {
+    expect(swiftSources.sort()).toEqual(sources);
+  });
+
+  test('points to files that are in the package', () => {
+    const [publicHeaders] = quoted(manifest.match(/publicHeadersPath: (.+),/)?.[1]);
+    const resources = quoted(manifest.match(/resources: \[(.+)\]/)?.[1]);
+    expect(resources).toEqual(['ios/PrivacyInfo.xcprivacy']);
+    expect(installedFiles).toEqual(expect.arrayContaining([`${publicHeaders}/module.modulemap`, ...resources]));
+  });
+
+  test('shows Swift the plugin class and no C++', async () => {
+    const headers = quoted(await read(installed, 'ios/module.modulemap'));
+    expect(headers).toEqual(['DigitalSignPlugin.h']);
+    expect(await includes('ios/DigitalSignPlugin.h')).toEqual([]);
+  });
+});
+
+describe('the pod', () => {
+  test('is called as the Capacitor CLI will call it', () => {
+    expect(quoted(podspec.match(/s\.name = (.+)/)?.[1])).toEqual(['KavrelCrypto']);
+  });
+
+  test('compiles exactly the sources that the phone runs', () => {
+    expect(podFiles.filter(isSource).sort()).toEqual(sources);
+  });
+
+  test('holds every header that its sources include', async () => {
+    expect(podFiles.filter(isHeader).sort()).toEqual([...(await reached())].filter(isHeader).sort());
+  });
+
+  test('points to files that are in the package', () => {
+    const [publicHeader] = quoted(podspec.match(/public_header_files = (.+)/)?.[1]);
+    const [, resource] = quoted(podspec.match(/resource_bundles = (.+)/)?.[1]);
+    expect(installedFiles).toEqual(expect.arrayContaining([publicHeader, resource]));
+  });
+});
+
+describe('the npm package', () => {
+  test('is under 200 kB', async () => {
+    expect((await stat(inject('tarball'))).size).toBeLessThan(200_000);
+  });
+
+  test('holds what the builds of an app read, and nothing else', async () => {
+    const native = [...(await reached()), 'ios/PrivacyInfo.xcprivacy', 'ios/module.modulemap'];
+    const javascript = ['definitions', 'index', 'web'].flatMap((name) => [`esm/${name}.d.ts`, `esm/${name}.js`]);
+    const dist = [...javascript, 'plugin.cjs', 'plugin.d.cts'].map((file) => `js/dist/${file}`);
+    const described = ['KavrelCrypto.podspec', 'Package.swift', 'README.md', 'package.json'];
+    expect(installedFiles).toEqual([...native, ...dist, ...described].sort());
+  });
+
+  test('is locked without download addresses', async () => {
+    expect(await read(tree, 'package-lock.json')).not.toMatch(/"resolved"/);
+  });
+});
