@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 
 #include "platform/LocalAuthentication.hpp"
@@ -24,6 +26,8 @@ struct DeviceState {
     bool lockedOut = false;
     bool locked = false;
     bool firstUnlock = true;  // the device was unlocked at least once since it was started
+    std::int64_t failedPrompts =
+        0;  // biometric prompts without a match, in a row; the fifth locks the sensor out
 
     friend bool operator==(const DeviceState&, const DeviceState&) = default;
 };
@@ -40,10 +44,13 @@ std::filesystem::path defaultDeviceFolder();
 /// The state of the open device. Throws DeviceError when it cannot be read.
 DeviceState deviceState();
 
-/// Changes the state of the open device, all of it or nothing. Setting `lockedOut` to false also forgets the
-/// failed attempts. Throws DeviceError when the state cannot be (an unlocked device before its first unlock)
-/// or cannot be written.
+/// Sets the state of the open device, all of it or nothing. Throws DeviceError when the state cannot be (an
+/// unlocked device before its first unlock) or cannot be written.
 void setDeviceState(const DeviceState& state);
+
+/// As setDeviceState, with the state that `change` makes of the present one. Nobody else changes it
+/// meanwhile. What `change` throws leaves the state as it was. `change` does not use the device itself.
+void changeDeviceState(const std::function<void(DeviceState&)>& change);
 
 /// Makes the open device a new one: no items, the state of a new device. Throws DeviceError.
 void resetDevice();

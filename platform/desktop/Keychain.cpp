@@ -136,9 +136,11 @@ DeviceState Keychain::state() {
     return readState();
 }
 
-void Keychain::setState(const DeviceState& state) {
+void Keychain::changeState(const std::function<void(DeviceState&)>& change) {
     const std::lock_guard lock(mutex_);
     Transaction transaction(database_, Transaction::changing);
+    DeviceState state = readState();
+    change(state);
     writeState(state);
     transaction.commit();
 }
@@ -169,8 +171,9 @@ void Keychain::reset() {
 }
 
 DeviceState Keychain::readState() {
-    Statement row(database_,
-                  "SELECT biometry, enrolled, lockedOut, locked, firstUnlock FROM state WHERE id = 0");
+    Statement row(
+        database_,
+        "SELECT biometry, enrolled, lockedOut, locked, firstUnlock, failedPrompts FROM state WHERE id = 0");
     if (!row.step()) {
         throw Failure(errSecIO, database_.name() + " is damaged: it holds no state. Move it away.");
     }
@@ -178,7 +181,8 @@ DeviceState Keychain::readState() {
             .enrolled = row.integer(1) != 0,
             .lockedOut = row.integer(2) != 0,
             .locked = row.integer(3) != 0,
-            .firstUnlock = row.integer(4) != 0};
+            .firstUnlock = row.integer(4) != 0,
+            .failedPrompts = row.integer(5)};
 }
 
 Bytes Keychain::classKey(Accessibility accessibility) {
@@ -203,9 +207,9 @@ Statement Keychain::matches(std::string_view head, ItemKind kind, std::optional<
 void Keychain::writeState(const DeviceState& state) {
     Statement(database_,
               "UPDATE state SET biometry = ?1, enrolled = ?2, lockedOut = ?3, locked = ?4, firstUnlock = ?5, "
-              "failedPrompts = CASE WHEN ?3 THEN failedPrompts ELSE 0 END WHERE id = 0",
+              "failedPrompts = ?6 WHERE id = 0",
               {static_cast<std::int64_t>(state.biometry), number(state.enrolled), number(state.lockedOut),
-               number(state.locked), number(state.firstUnlock)})
+               number(state.locked), number(state.firstUnlock), state.failedPrompts})
         .run();
 }
 

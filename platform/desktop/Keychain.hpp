@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -55,7 +56,7 @@ class Keychain {
     bool remove(const ItemQuery& query);
 
     DeviceState state();
-    void setState(const DeviceState& state);
+    void changeState(const std::function<void(DeviceState&)>& change);
 
     /// Keeps count of the sensor's failures in a row; the fifth locks it out.
     void countPrompt(bool matched);
