@@ -44,7 +44,7 @@ JSObject readOptions(const std::string& argument) {
     }
     if (argument.starts_with('@')) {
         const std::string path = argument.substr(1);
-        return parseOptions(readFile(path), path);
+        return parseOptions(readFile(path), '"' + path + '"');
     }
     return parseOptions(argument, "OPTIONS");
 }

@@ -9,7 +9,6 @@
 #include <openssl/sha.h>
 #include <sstream>
 #include <stdexcept>
-#include <unistd.h>
 #include <utility>
 
 #include "text/Base64.hpp"
@@ -19,6 +18,7 @@
 #include "tools/kavrel/JSON.hpp"
 #include "tools/kavrel/PluginCall.hpp"
 #include "tools/kavrel/Prompt.hpp"
+#include "tools/kavrel/TemporaryFolder.hpp"
 #include "tools/kavrel/TestAuthority.hpp"
 
 namespace KavrelCrypto::Host {
@@ -30,29 +30,6 @@ namespace fs = std::filesystem;
 class DemoFailure : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
-};
-
-/// A folder of its own for one demonstration, removed with all that is in it.
-class TemporaryFolder {
-  public:
-    TemporaryFolder() : path_((fs::temp_directory_path() / "kavrel-demo.XXXXXX").string()) {
-        if (::mkdtemp(path_.data()) == nullptr) {
-            throw CommandError("\"" + path_ + "\" cannot be made: " + std::strerror(errno));
-        }
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-
-    [[nodiscard]] const std::string& path() const {
-        return path_;
-    }
-
-  private:
-    std::string path_;
 };
 
 constexpr const char* nationalCode = "DEMO-0000000000";
@@ -304,7 +281,8 @@ int demoCommand(const Settings& settings) {
     const Output output(::fileno(console.get()));
     std::optional<TemporaryFolder> temporary;
     if (!settings.device) {
-        temporary.emplace();
+        const char* parent = std::getenv("TMPDIR");
+        temporary.emplace(std::string(parent != nullptr ? parent : "/tmp") + "/kavrel-demo");
     }
     const fs::path folder =
         openChosenDevice({.device = settings.device ? settings.device : temporary->path(), .prompt = {}});

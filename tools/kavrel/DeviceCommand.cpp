@@ -54,10 +54,13 @@ bool assign(DeviceState& state, std::string_view name, std::string_view value) {
         return false;
     }
     state.*(*member) = *truth;
+    if (name == "lockedOut" && !*truth) {
+        state.failedPrompts = 0;  // otherwise the next failure would lock the sensor out again
+    }
     return true;
 }
 
-DeviceState changed(DeviceState state, const std::vector<std::string>& assignments) {
+void assignAll(DeviceState& state, const std::vector<std::string>& assignments) {
     std::set<std::string_view> names;
     for (const std::string_view assignment : assignments) {
         const std::size_t sign = assignment.find('=');
@@ -69,19 +72,14 @@ DeviceState changed(DeviceState state, const std::vector<std::string>& assignmen
         }
         names.insert(name);
     }
-    // A device is unlocked for the first time when it is unlocked. Naming one of the two settles the other.
+    // A device is unlocked for the first time when it is unlocked: naming one of the two settles the other.
+    // When both are named, the device itself refuses what cannot be.
     if (names.contains("locked") && !names.contains("firstUnlock") && !state.locked) {
         state.firstUnlock = true;
     }
     if (names.contains("firstUnlock") && !names.contains("locked") && !state.firstUnlock) {
         state.locked = true;
     }
-    if (!state.locked && !state.firstUnlock) {
-        throw CommandError(
-            "locked=false and firstUnlock=false contradict each other: a device before its first "
-            "unlock is locked. Nothing was changed.");
-    }
-    return state;
 }
 
 }  // namespace
@@ -100,7 +98,7 @@ int showDeviceCommand(const Settings& settings) {
 
 int setDeviceCommand(const Settings& settings, const std::vector<std::string>& assignments) {
     openChosenDevice(settings);
-    Desktop::setDeviceState(changed(Desktop::deviceState(), assignments));
+    Desktop::changeDeviceState([&](DeviceState& state) { assignAll(state, assignments); });
     return 0;
 }
 

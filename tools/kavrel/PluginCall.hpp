@@ -31,6 +31,8 @@ class PluginCall final : public CAPPluginCall {
     using Ended = std::function<void(std::optional<Outcome>)>;
 
     PluginCall(JSObject options, Ended ended);
+    PluginCall(const PluginCall&) = delete;
+    PluginCall& operator=(const PluginCall&) = delete;
     ~PluginCall() override;
 
     [[nodiscard]] const JSObject* options() const override;

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <openssl/err.h>
 #include <openssl/pem.h>
@@ -11,6 +10,7 @@
 #include <unistd.h>
 
 #include "tools/kavrel/CommandIO.hpp"
+#include "tools/kavrel/TemporaryFolder.hpp"
 
 namespace KavrelCrypto::Host {
 namespace {
@@ -89,27 +89,16 @@ void writePrivately(const fs::path& path, const std::string& text) {
 /// Makes an authority beside `folder` and then moves it there whole, so that nobody ever meets half of one.
 /// When another process is first, its authority stays.
 void makeAuthority(const fs::path& folder) {
-    std::string beside = folder.string() + ".XXXXXX";
-    if (::mkdtemp(beside.data()) == nullptr) {
-        throw fileError(beside, "made");
-    }
-    const struct Remover {
-        const std::string& path;
-        ~Remover() {
-            std::error_code ignored;
-            fs::remove_all(path, ignored);
-        }
-    } remover{beside};
-
+    const TemporaryFolder beside(folder.string());
     const PrivateKey key(succeeded(EVP_EC_gen("P-256")));
     const Certificate certificate = selfSignedCertificate(key.get());
     writePrivately(
-        fs::path(beside) / keyFile, written([&](BIO* output) {
+        fs::path(beside.path()) / keyFile, written([&](BIO* output) {
             succeeded(PEM_write_bio_PrivateKey(output, key.get(), nullptr, nullptr, 0, nullptr, nullptr));
         }));
-    writePrivately(fs::path(beside) / certificateFile,
+    writePrivately(fs::path(beside.path()) / certificateFile,
                    written([&](BIO* output) { succeeded(PEM_write_bio_X509(output, certificate.get())); }));
-    if (::rename(beside.c_str(), folder.c_str()) != 0 && errno != EEXIST && errno != ENOTEMPTY) {
+    if (::rename(beside.path().c_str(), folder.c_str()) != 0 && errno != EEXIST && errno != ENOTEMPTY) {
         throw fileError(folder, "made");
     }
 }

@@ -31,13 +31,15 @@ struct CommandLine {
 
 void addCall(CLI::App& kavrel, CommandLine& line) {
     CLI::App* call = kavrel.add_subcommand("call", "Make one plugin call, as a web app would");
-    call->add_option(
-            "METHOD", line.method,
-            "hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR, signDigest,\n"
-            "ensureKey or getBiometricStatus; setStyle is there too, and never ends")
-        ->required();
+    call->add_option("METHOD", line.method,
+                     "hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR,\n"
+                     "signDigest, ensureKey or getBiometricStatus; setStyle is there too, and never ends")
+        ->required()
+        ->option_text(" ");
     call->add_option("OPTIONS", line.options,
-                     "the arguments, a JSON object; - reads it from standard input, @FILE from a file");
+                     "its arguments, a JSON object; {} without it; - reads it from standard input,\n"
+                     "@FILE from a file")
+        ->option_text(" ");
     call->footer(
         "Prints one line: {\"resolve\":{...}} or {\"reject\":{\"message\":\"...\",\"code\":null}}.\n"
         "The component's console lines go to standard error.\n"
@@ -52,7 +54,7 @@ void addCall(CLI::App& kavrel, CommandLine& line) {
         "    kavrel call storeCertificate -\n"
         "  kavrel call signDigest '{\"nationalCode\":\"0012345678\",\"digestB64\":\"AAEC\"}' --prompt match\n"
         "\n"
-        "--device DIR and --prompt HOW may stand here too; \"kavrel --help\" explains them.");
+        "\"kavrel --help\" explains --device and --prompt, which may stand anywhere.");
     call->callback(
         [&] { line.command = [&] { return callCommand(line.settings, line.method, line.options); }; });
 }
@@ -90,7 +92,7 @@ void addIssue(CLI::App& kavrel, CommandLine& line) {
         "  kavrel call createCSR @person.json | jq -r .resolve.csrPem | kavrel issue > certificate.pem\n"
         "  openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example | kavrel issue\n"
         "\n"
-        "--device DIR may stand here too; \"kavrel --help\" explains it.");
+        "\"kavrel --help\" explains --device, which may stand anywhere.");
     issue->callback([&] { line.command = [&] { return issueCommand(line.settings); }; });
 }
 
@@ -104,7 +106,7 @@ void addDevice(CLI::App& kavrel, CommandLine& line) {
         "  kavrel device set locked=true           its owner has locked it\n"
         "  kavrel device reset                     as new: no keys, no certificate, Face ID enrolled\n"
         "\n"
-        "--device DIR may stand here too; \"kavrel --help\" explains it.");
+        "\"kavrel --help\" explains --device, which may stand anywhere.");
 
     CLI::App* show = device->add_subcommand("show", "Print the state, one NAME=VALUE a line");
     show->footer("What it prints can be given to \"kavrel device set\".\n\nExample:\n  kavrel device show");
@@ -117,7 +119,8 @@ void addDevice(CLI::App& kavrel, CommandLine& line) {
                     "lockedOut=true|false          whether too many attempts failed; false forgets them\n"
                     "locked=true|false             while it is true, keys cannot be read\n"
                     "firstUnlock=true|false        whether it was unlocked since it was started")
-        ->required();
+        ->required()
+        ->option_text(" ");
     set->footer(
         "locked=false makes firstUnlock true as well, and firstUnlock=false makes locked true.\n"
         "\n"
@@ -137,16 +140,19 @@ void addEverything(CLI::App& kavrel, CommandLine& line) {
     kavrel.set_version_flag("--version", "kavrel " KAVREL_VERSION);
     kavrel.require_subcommand(1);
     kavrel.fallthrough();  // so that the options below may also stand after a command; commands inherit it
+    kavrel.get_formatter()->column_width(18);
+    kavrel.get_formatter()->label("OPTIONS",
+                                  "--device DIR] [--prompt HOW");  // as the usage line puts it in [ ]
+    kavrel.get_formatter()->label("SUBCOMMAND", "COMMAND");
     kavrel
         .add_option("--device", line.settings.device,
-                    "the folder that is the device; else $KAVREL_DEVICE, else kavrel/device in the XDG data\n"
-                    "folder ($XDG_DATA_HOME or ~/.local/share)")
+                    "the folder that is the device; else $KAVREL_DEVICE, else kavrel/device in the\n"
+                    "XDG data folder ($XDG_DATA_HOME or ~/.local/share)")
         ->option_text("DIR");
     kavrel
-        .add_option(
-            "--prompt", line.settings.prompt,
-            "who answers biometric prompts: ask (the terminal), match, no-match or cancel; by default\n"
-            "they are asked on the terminal, and cancelled where there is none")
+        .add_option("--prompt", line.settings.prompt,
+                    "who answers biometric prompts: ask (the terminal), match, no-match or cancel;\n"
+                    "by default they are asked on the terminal, and cancelled where there is none")
         ->option_text("HOW")
         ->check(CLI::IsMember({"ask", "match", "no-match", "cancel"}));
     kavrel.footer(
@@ -163,6 +169,16 @@ void addEverything(CLI::App& kavrel, CommandLine& line) {
     addDevice(kavrel, line);
 }
 
+/// The command that was being read, after those that it belongs to.
+std::string commandRead(const CLI::App& kavrel) {
+    std::string name = kavrel.get_name();
+    for (const CLI::App* app = &kavrel; !app->get_subcommands().empty();) {
+        app = app->get_subcommands().front();
+        name += " " + app->get_name();
+    }
+    return name;
+}
+
 int run(int argc, const char* const* argv) {
     CommandLine line;
     CLI::App kavrel("The DigitalSign plugin on a simulated phone.", "kavrel");
@@ -176,7 +192,11 @@ int run(int argc, const char* const* argv) {
     } catch (const CLI::Success& wish) {  // --help, --version
         return kavrel.exit(wish);
     } catch (const CLI::ParseError& error) {
-        std::cerr << "kavrel: " << error.what() << "\n\"kavrel --help\" says what can be given.\n";
+        const std::vector<std::string> unread = kavrel.remaining(true);
+        const bool hasUnknownWord = error.get_name() == "RequiredError" && !unread.empty();
+        std::cerr << "kavrel: "
+                  << (hasUnknownWord ? "\"" + unread.front() + "\" is not known here" : error.what())
+                  << "\n\"" << commandRead(kavrel) << " --help\" says what can be given.\n";
         return wrongCommandLine;
     }
     return line.command();
