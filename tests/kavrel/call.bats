@@ -1,0 +1,199 @@
+load helper
+
+@test "hasKey tells whether the person has a key" {
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":false}'
+    make_key
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":true}'
+}
+
+@test "ensureKey makes a new key each time" {
+    call ensureKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"ok":true}'
+    call getKeyInfo '{"nationalCode":"0012345678"}'
+    local first
+    first=$(result publicKeyPem)
+    make_key
+    call getKeyInfo '{"nationalCode":"0012345678"}'
+    refute [ "$(result publicKeyPem)" = "$first" ]
+}
+
+@test "ensureKey is rejected with the device's reason when a key cannot be made" {
+    kavrel device set locked=true
+    call ensureKey '{"nationalCode":"0012345678"}'
+    assert_equal "$status" 1
+    assert_equal "$(jq -r .reject.message <<<"$output")" ensure_key_failed
+    refute [ "$(jq -r .reject.code <<<"$output")" = null ]
+}
+
+@test "deleteKey removes the key, and resolves where there was none" {
+    make_key
+    call deleteKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"deleted":true}'
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":false}'
+    call deleteKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"deleted":true}'
+}
+
+@test "getKeyInfo is rejected for a person without a key, and makes none" {
+    call getKeyInfo '{"nationalCode":"0012345678"}'
+    assert_rejected 'not found'
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":false}'
+}
+
+@test "getKeyInfo gives its six members in order" {
+    make_key
+    call getKeyInfo '{"nationalCode":"0012345678"}'
+    assert_equal "$(jq -c '.resolve.publicKeyPem = ""' <<<"$output")" \
+        '{"resolve":{"alias":"0012345678","alg":"RSA_2048","createdAt":"unknown","hardwareBacked":false,"publicKeyPem":"","certificate":null}}'
+}
+
+@test "publicKeyPem has bare line feeds after the header and before the footer, and CR LF between its lines" {
+    make_key
+    call getKeyInfo '{"nationalCode":"0012345678"}'
+    jq -j .resolve.publicKeyPem <<<"$output" >public.pem
+
+    # The same text, made by OpenSSL from the numbers of the key that the request carries.
+    call createCSR "$(person)"
+    result csrPem | base64 -d | openssl req -inform DER -noout -pubkey |
+        openssl rsa -pubin -RSAPublicKey_out -outform DER 2>/dev/null | base64 -w 64 >lines
+    {
+        printf '%s\n' '-----BEGIN PUBLIC KEY-----'
+        head -n -1 lines | sed 's/$/\r/'
+        tail -n 1 lines
+        printf '%s' '-----END PUBLIC KEY-----'
+    } >expected.pem
+    run cmp public.pem expected.pem
+    assert_success
+    assert_equal "$(wc -l <lines)" 6
+}
+
+@test "getCertificate gives null where no certificate is kept" {
+    call getCertificate '{"nationalCode":"0012345678"}'
+    assert_resolved '{"certPem":null}'
+}
+
+@test "getBiometricStatus reads no arguments and tells the state of the sensor" {
+    call getBiometricStatus
+    assert_resolved '{"enabled":true,"status":"BIOMETRIC_SUCCESS","type":2}'
+    kavrel device set biometry=touchID
+    call getBiometricStatus '{"nationalCode":5}'
+    assert_resolved '{"enabled":true,"status":"BIOMETRIC_SUCCESS","type":1}'
+}
+
+@test "a method that names a person is rejected where no text names one" {
+    local method arguments
+    for method in hasKey getKeyInfo deleteKey storeCertificate getCertificate signDigest ensureKey; do
+        for arguments in '{}' '{"nationalCode":null}' '{"nationalCode":123}' '{"nationalCode":true}' \
+            '{"nationalCode":1.5}' '{"nationalCode":["1"]}' '{"nationalCode":{"a":"1"}}' '{"NationalCode":"1"}'; do
+            call "$method" "$arguments"
+            assert_rejected 'nationalCode required'
+        done
+    done
+}
+
+@test "the empty text is a person like any other" {
+    call ensureKey '{"nationalCode":""}'
+    assert_resolved '{"ok":true}'
+    call hasKey '{"nationalCode":""}'
+    assert_resolved '{"exists":true}'
+    call hasKey '{"nationalCode":" "}'
+    assert_resolved '{"exists":false}'
+}
+
+@test "setStyle is delivered and never finished: exit status 3, and a sentence" {
+    call setStyle
+    assert_equal "$status" 3
+    assert_output ""
+    assert_equal "$stderr" 'kavrel: "setStyle" was delivered, and nothing will ever finish the call.'
+}
+
+@test "the component's console lines go to standard error" {
+    call ensureKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"ok":true}'
+    [[ "$stderr" == *"🔑 forceDeleteAllKeys private status: "* ]]
+}
+
+@test "--device and --prompt may stand before and after the command and its arguments" {
+    kavrel --device here call ensureKey '{"nationalCode":"1"}' 2>/dev/null
+    call hasKey '{"nationalCode":"1"}'
+    assert_resolved '{"exists":false}'
+    call --device here hasKey '{"nationalCode":"1"}'
+    assert_resolved '{"exists":true}'
+    call hasKey --device=here '{"nationalCode":"1"}'
+    assert_resolved '{"exists":true}'
+    call signDigest '{"nationalCode":"1","digestB64":""}' --device here --prompt match
+    assert_success
+    run --separate-stderr kavrel --prompt match --device here call signDigest '{"nationalCode":"1","digestB64":""}'
+    assert_success
+    run --separate-stderr kavrel --prompt cancel call signDigest --device here '{"nationalCode":"1","digestB64":""}'
+    assert_rejected 'sign_failed'
+}
+
+@test "without --device the device is \$KAVREL_DEVICE, then kavrel/device in the XDG data folder" {
+    call hasKey '{"nationalCode":"1"}'
+    assert [ -d "$KAVREL_DEVICE" ]
+    unset KAVREL_DEVICE
+    XDG_DATA_HOME=$PWD/data call hasKey '{"nationalCode":"1"}'
+    assert [ -d data/kavrel/device ]
+    HOME=$PWD/home XDG_DATA_HOME='' call hasKey '{"nationalCode":"1"}'
+    assert [ -d home/.local/share/kavrel/device ]
+}
+
+@test "a method that is not in the table is refused, and the table named" {
+    call hasKeys '{}'
+    assert_refused 'the plugin has no method "hasKeys". Its methods are setStyle, hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR, signDigest, ensureKey, getBiometricStatus.'
+    call HASKEY '{}'
+    assert_refused_saying 'no method "HASKEY"'
+    call '' '{}'
+    assert_refused_saying 'no method ""'
+}
+
+@test "a wrong command line is refused, and leaves no device behind" {
+    call
+    assert_refused_saying 'METHOD is required'
+    call hasKey '{}' '{}'
+    assert_refused_saying 'not expected: {}'
+    call hasKey --nope
+    assert_refused_saying --nope
+    call hasKey --prompt perhaps
+    assert_refused_saying perhaps
+    call hasKey --device
+    assert_refused_saying --device
+    run --separate-stderr kavrel nope
+    assert_refused_saying '"nope" is not known here'
+    call nope
+    assert_refused_saying nope
+    call hasKey '{'
+    assert_refused_saying 'line 1, column 2'
+    refute [ -e "$KAVREL_DEVICE" ]
+}
+
+@test "kavrel alone prints its help and fails; --help and --version succeed" {
+    run --separate-stderr kavrel
+    assert_equal "$status" 2
+    [[ "$stderr" == *"Usage: kavrel"* ]]
+    run --separate-stderr kavrel --help
+    assert_success
+    assert_output --partial 'Usage: kavrel'
+    run --separate-stderr kavrel --version
+    assert_success
+    assert_output --regexp '^kavrel [0-9]+\.[0-9]+\.[0-9]+$'
+    local command
+    for command in call demo issue device 'device show' 'device set' 'device reset'; do
+        run --separate-stderr kavrel $command --help
+        assert_success
+        assert_output --partial "Usage: kavrel $command"
+        assert_output --partial 'xample'
+    done
+}
+
+@test "a result that cannot be written is an error" {
+    run --separate-stderr bash -c '"$KAVREL" call hasKey "{\"nationalCode\":\"1\"}" >/dev/full'
+    assert_refused_saying 'standard output cannot be written: No space left on device'
+    run --separate-stderr bash -c '"$KAVREL" call hasKey "{\"nationalCode\":\"1\"}" >&-'
+    assert_refused_saying 'standard output cannot be used'
+}

@@ -1,0 +1,65 @@
+load helper
+
+setup_file() {
+    export TMPDIR=$BATS_FILE_TMPDIR
+}
+
+@test "the demonstration ends with a signature that OpenSSL accepts, and leaves nothing behind" {
+    run --separate-stderr kavrel demo
+    assert_success
+    assert_equal "$stderr" ''
+    assert_line '   The signature is Jane'"'"'s: OpenSSL accepts it with the key of the stored certificate.'
+    assert_equal "$(echo "$TMPDIR"/kavrel-demo*)" "$TMPDIR/kavrel-demo*"
+    refute [ -e "$KAVREL_DEVICE" ]
+}
+
+@test "it shows each call, and the request in readable form" {
+    run --separate-stderr kavrel demo
+    local method
+    for method in ensureKey createCSR storeCertificate getBiometricStatus signDigest getCertificate; do
+        assert_output --partial "kavrel call $method '{"
+    done
+    assert_output --regexp 'commonName += DEMO-0000000000'
+    assert_output --partial 'Document Signing, TLS Web Client Authentication'
+    assert_output --partial 'from:  O = For development and tests only, CN = KavrelCrypto test authority'
+}
+
+@test "with --device it works on that device, and says what it replaces" {
+    kavrel call ensureKey '{"nationalCode":"0012345678"}' 2>/dev/null
+    run --separate-stderr kavrel demo --device "$KAVREL_DEVICE"
+    assert_success
+    assert_output --partial 'where the certificate and any earlier keys of DEMO-0000000000 are replaced now.'
+    call getKeyInfo '{"nationalCode":"DEMO-0000000000"}'
+    assert_success
+    result certificate >certificate.pem
+    run openssl verify -CAfile "$KAVREL_DEVICE/authority/certificate.pem" certificate.pem
+    assert_success
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":true}'
+}
+
+@test "a step that goes wrong is named, with what the component said, and nothing is left behind" {
+    run --separate-stderr kavrel demo --prompt cancel
+    assert_equal "$status" 1
+    refute_output --partial 'OpenSSL accepts'
+    [[ "$stderr" == *'kavrel: the call of signDigest was not resolved: {"reject":{"message":"sign_failed","code":null}}'* ]]
+    [[ "$stderr" == *'🔑 forceDeleteAllKeys private status: '* ]]
+    assert_equal "$(echo "$TMPDIR"/kavrel-demo*)" "$TMPDIR/kavrel-demo*"
+
+    kavrel device set enrolled=false
+    run --separate-stderr kavrel demo --device "$KAVREL_DEVICE"
+    assert_equal "$status" 1
+    [[ "$stderr" == *'kavrel: the sensor is not ready.'* ]]
+}
+
+@test "a reader that goes away ends it, and nothing is left behind" {
+    run bash -c '"$KAVREL" demo | head -n 1'
+    assert_line 'A person is enrolled for a certificate, and signs with it.'
+    assert_equal "$(echo "$TMPDIR"/kavrel-demo*)" "$TMPDIR/kavrel-demo*"
+}
+
+@test "without a place for a temporary folder it says so" {
+    TMPDIR=$PWD/nowhere
+    run --separate-stderr kavrel demo
+    assert_refused_saying "$PWD/nowhere"
+}

@@ -1,0 +1,145 @@
+load helper
+
+# state: what `kavrel device show` prints, on one line.
+state() {
+    kavrel device show | paste -s -d ' '
+}
+
+@test "a new device has Face ID, enrolled, and is unlocked" {
+    run --separate-stderr kavrel device show
+    assert_success
+    assert_output 'biometry=faceID
+enrolled=true
+lockedOut=false
+locked=false
+firstUnlock=true'
+}
+
+@test "the device is a folder for its owner's eyes only" {
+    kavrel device show
+    assert_equal "$(stat -c %a "$KAVREL_DEVICE")" 700
+    assert_equal "$(stat -c %a "$KAVREL_DEVICE"/* | sort -u)" 600
+}
+
+@test "set changes what is named and nothing else" {
+    run --separate-stderr kavrel device set biometry=touchID
+    assert_success
+    assert_output ''
+    assert_equal "$(state)" 'biometry=touchID enrolled=true lockedOut=false locked=false firstUnlock=true'
+    kavrel device set enrolled=false lockedOut=true
+    assert_equal "$(state)" 'biometry=touchID enrolled=false lockedOut=true locked=false firstUnlock=true'
+    kavrel device set biometry=none locked=true
+    assert_equal "$(state)" 'biometry=none enrolled=false lockedOut=true locked=true firstUnlock=true'
+}
+
+@test "what show prints can be given to set" {
+    kavrel device set biometry=touchID enrolled=false lockedOut=true firstUnlock=false
+    kavrel device show >shown
+    kavrel device reset
+    kavrel device set $(cat shown)
+    run kavrel device show
+    assert_output "$(cat shown)"
+}
+
+@test "locked=false implies firstUnlock=true, and firstUnlock=false implies locked=true" {
+    kavrel device set firstUnlock=false
+    assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=true firstUnlock=false'
+    kavrel device set locked=false
+    assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=false firstUnlock=true'
+    kavrel device set locked=true
+    assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=true firstUnlock=true'
+}
+
+@test "locked=false with firstUnlock=false is a contradiction, and changes nothing" {
+    run --separate-stderr kavrel device set enrolled=false locked=false firstUnlock=false
+    assert_refused 'A device that has not been unlocked since it was started is locked: locked=false does not go with firstUnlock=false.'
+    assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=false firstUnlock=true'
+}
+
+@test "a wrong name or value is refused, and nothing is changed" {
+    local assignment
+    for assignment in biometry=opticID biometry=FaceID biometry= biometry enrolled=1 enrolled=TRUE enrolled enrolled= \
+        lockedOut=no locked=maybe firstUnlock=2 Locked=true colour=red =true = '' 'locked= true'; do
+        run --separate-stderr kavrel device set enrolled=false "$assignment"
+        assert_refused "\"$assignment\" cannot be set. Give biometry=none|touchID|faceID, or true or false to enrolled, lockedOut, locked or firstUnlock. Nothing was changed."
+        assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=false firstUnlock=true'
+    done
+    run --separate-stderr kavrel device set
+    assert_refused_saying 'NAME=VALUE is required'
+}
+
+@test "getBiometricStatus tells each state of the sensor" {
+    local row
+    while read -r state expected; do
+        kavrel device reset
+        kavrel device set $(tr , ' ' <<<"$state")
+        call getBiometricStatus
+        assert_resolved "$expected"
+    done <<'END'
+biometry=faceID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":2}
+biometry=touchID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":1}
+biometry=none {"enabled":false,"status":"BIOMETRIC_ERROR_NO_HARDWARE","type":0}
+enrolled=false {"enabled":false,"status":"BIOMETRIC_ERROR_NONE_ENROLLED","type":2}
+biometry=touchID,lockedOut=true {"enabled":false,"status":"BIOMETRIC_ERROR_LOCKOUT","type":1}
+END
+}
+
+@test "on a locked device no key is found, and none is lost" {
+    make_key
+    kavrel device set locked=true
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":false}'
+    call getKeyInfo '{"nationalCode":"0012345678"}'
+    assert_rejected 'not found'
+    kavrel device set firstUnlock=false
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":false}'
+    kavrel device set locked=false
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":true}'
+}
+
+@test "reset makes a new device of it, and leaves the test authority" {
+    make_certificate 0012345678
+    certificate_arguments 0012345678 certificate.pem | kavrel call storeCertificate - >/dev/null
+    kavrel device set biometry=none locked=true
+    run --separate-stderr kavrel device reset
+    assert_success
+    assert_output ''
+    assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=false firstUnlock=true'
+    call hasKey '{"nationalCode":"0012345678"}'
+    assert_resolved '{"exists":false}'
+    call getCertificate '{"nationalCode":"0012345678"}'
+    assert_resolved '{"certPem":null}'
+    assert [ -e "$KAVREL_DEVICE/authority/certificate.pem" ]
+}
+
+@test "a device that cannot be used is an error that names it" {
+    touch file
+    run --separate-stderr kavrel device show --device file
+    assert_refused_saying "$PWD/file"
+    run --separate-stderr kavrel device show --device ''
+    assert_refused_saying folder
+    run --separate-stderr kavrel device show --device file/below
+    assert_refused_saying "$PWD/file"
+}
+
+@test "a damaged or foreign keychain is an error, and stays as it is" {
+    make_key
+    rm -f "$KAVREL_DEVICE"/*-wal "$KAVREL_DEVICE"/*-shm
+    local file command
+    file=$(echo "$KAVREL_DEVICE"/keychain*)
+    printf 'no database at all, but longer than the header of one: %0100d' 0 >"$file"
+    cp "$file" damaged
+    for command in 'device show' 'device set locked=true' 'device reset' 'call hasKey {"nationalCode":"1"}' \
+        'call getBiometricStatus'; do
+        run --separate-stderr kavrel $command
+        assert_refused_saying "$KAVREL_DEVICE"
+        run cmp damaged "$file"
+        assert_success
+    done
+    rm "$file"
+    sqlite3 "$file" 'CREATE TABLE items (price)'
+    call hasKey '{"nationalCode":"1"}'
+    assert_refused_saying "$KAVREL_DEVICE"
+}

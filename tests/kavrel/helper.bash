@@ -1,0 +1,75 @@
+# What the suites have in common.
+: "${KAVREL:?must name the program under test}"
+bats_require_minimum_version 1.5.0
+bats_load_library bats-support
+bats_load_library bats-assert
+
+# Each test has a device of its own, and no terminal.
+setup() {
+    export KAVREL_DEVICE=$BATS_TEST_TMPDIR/device
+    cd "$BATS_TEST_TMPDIR"
+}
+
+# kavrel ARGUMENTS: the program, away from the terminal of whoever runs the tests.
+kavrel() {
+    setsid --wait "$KAVREL" "$@"
+}
+
+# call ARGUMENTS: `kavrel call`, its standard output in $output, its standard error in $stderr.
+call() {
+    run --separate-stderr kavrel call "$@"
+}
+
+# person [CODE]: the arguments of createCSR.
+person() {
+    jq -nc --arg code "${1-0012345678}" '{userInfo: {identificationId: "1", nationalCode: $code,
+        name: "جین", lastName: "نمونه", enName: "Jane", enLastName: "Example", postalCode: "1234567890",
+        phoneNumber: "0", birthCertificateId: "2", birthDate: "2000-01-01", city: "Sampletown",
+        provinceName: "Nowhere", gender: "F", citizenship: "X"}}'
+}
+
+# result NAME: the member NAME of what the last call was resolved with.
+result() {
+    jq -r ".resolve.$1" <<<"$output"
+}
+
+# assert_resolved JSON: the last call was resolved with exactly this line.
+assert_resolved() {
+    assert_output "{\"resolve\":$1}"
+    assert_equal "$status" 0
+}
+
+# assert_rejected MESSAGE: the last call was rejected with this message and without a code.
+assert_rejected() {
+    assert_output "{\"reject\":{\"message\":\"$1\",\"code\":null}}"
+    assert_equal "$status" 1
+}
+
+# assert_refused SENTENCE: nothing on standard output, the sentence on standard error, exit status 2.
+assert_refused() {
+    assert_equal "$status" 2
+    assert_output ""
+    assert_equal "$stderr" "kavrel: $1"
+}
+
+# assert_refused_saying PART: as assert_refused, where the sentence holds PART.
+assert_refused_saying() {
+    assert_equal "$status" 2
+    assert_output ""
+    [[ "$stderr" == *"$1"* ]] || fail "not in standard error: $1"$'\n'"standard error: $stderr"
+}
+
+# The person 0012345678 gets a key.
+make_key() {
+    kavrel call ensureKey '{"nationalCode":"0012345678"}' >/dev/null 2>&1
+}
+
+# certificate_for CODE: a certificate for this person's key, in certificate.pem.
+make_certificate() {
+    person "$1" | kavrel call createCSR - 2>/dev/null | jq -r .resolve.csrPem | kavrel issue >certificate.pem
+}
+
+# certificate_arguments CODE FILE: the arguments of storeCertificate.
+certificate_arguments() {
+    jq -nc --arg code "$1" --rawfile pem "$2" '{nationalCode: $code, certPem: $pem}'
+}

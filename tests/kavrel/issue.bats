@@ -1,0 +1,185 @@
+load helper
+
+# A request of the person 0012345678, in request.b64 (one line of base64), request.der and request.pem.
+make_request() {
+    person | kavrel call createCSR - 2>/dev/null | jq -r .resolve.csrPem >request.b64
+    base64 -d request.b64 >request.der
+    openssl req -inform DER -in request.der -out request.pem
+}
+
+issue() {
+    run --separate-stderr kavrel issue
+}
+
+# assert_certifies: the output is a certificate for the key in request.pem.
+assert_certifies() {
+    assert_success
+    echo "$output" >certificate.pem
+    assert_equal "$(openssl x509 -in certificate.pem -noout -pubkey)" "$(openssl req -in request.pem -noout -pubkey)"
+}
+
+@test "a request may come in base64 with and without line breaks, in PEM and in DER" {
+    make_request
+    local form
+    tr -d '\n' <request.b64 >unbroken
+    fold -w 64 request.b64 >folded
+    sed 's/$/\r/' folded >folded.crlf
+    { echo 'Certificate Request:'; cat request.pem; } >explained.pem
+    for form in request.b64 unbroken folded folded.crlf request.pem explained.pem request.der; do
+        issue <$form
+        assert_certifies
+    done
+}
+
+@test "a request made by OpenSSL is issued too" {
+    local kind
+    for kind in rsa:2048 'ec -pkeyopt ec_paramgen_curve:P-256' ed25519; do
+        openssl req -new -newkey $kind -nodes -keyout key.pem -subj /CN=Example -out request.pem 2>/dev/null
+        issue <request.pem
+        assert_certifies
+    done
+}
+
+@test "the certificate holds the subject and the key purposes of the request, and what an end entity needs" {
+    make_request
+    issue <request.b64
+    assert_certifies
+    assert_equal "$(openssl x509 -in certificate.pem -noout -subject -nameopt RFC2253,show_type)" \
+        "$(openssl req -in request.pem -noout -subject -nameopt RFC2253,show_type)"
+    run openssl x509 -in certificate.pem -noout -text
+    assert_output --partial 'Version: 3 (0x2)'
+    assert_output --regexp $'X509v3 Basic Constraints: critical\n *CA:FALSE'
+    assert_output --regexp $'X509v3 Key Usage: critical\n *Digital Signature, Non Repudiation'
+    assert_output --regexp $'X509v3 Extended Key Usage: critical\n *1\\.3\\.6\\.1\\.4\\.1\\.311\\.10\\.3\\.12, TLS Web Client Authentication'
+    assert_output --regexp $'X509v3 Subject Key Identifier: *\n'
+    assert_output --regexp $'X509v3 Authority Key Identifier: *\n'
+    assert_output --partial 'Issuer: O = For development and tests only, CN = KavrelCrypto test authority'
+}
+
+@test "a request without extensions gets a certificate without key purposes" {
+    openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example -out request.pem 2>/dev/null
+    issue <request.pem
+    run openssl x509 -in <(echo "$output") -noout -ext extendedKeyUsage
+    refute_output --partial 'Extended Key Usage'
+}
+
+@test "other extensions that a request asks for are not granted" {
+    openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example -out request.pem \
+        -addext basicConstraints=critical,CA:TRUE -addext keyUsage=keyCertSign \
+        -addext extendedKeyUsage=codeSigning 2>/dev/null
+    issue <request.pem
+    assert_certifies
+    run openssl x509 -in certificate.pem -noout -text
+    assert_output --partial CA:FALSE
+    refute_output --partial 'Certificate Sign'
+    assert_output --regexp $'X509v3 Extended Key Usage: *\n *Code Signing'
+}
+
+@test "OpenSSL accepts the certificate as the authority's, which is one itself" {
+    make_request
+    issue <request.b64
+    assert_certifies
+    run openssl verify -x509_strict -CAfile "$KAVREL_DEVICE/authority/certificate.pem" certificate.pem
+    assert_output 'certificate.pem: OK'
+    run openssl verify -x509_strict -purpose sslclient -CAfile "$KAVREL_DEVICE/authority/certificate.pem" certificate.pem
+    assert_output 'certificate.pem: OK'
+}
+
+@test "the certificate is valid now and for a year, under a serial number of its own" {
+    make_request
+    issue <request.b64
+    assert_certifies
+    run openssl x509 -in certificate.pem -noout -checkend $((364 * 24 * 3600))
+    assert_success
+    run openssl x509 -in certificate.pem -noout -checkend $((366 * 24 * 3600))
+    assert_failure
+    local first
+    first=$(openssl x509 -in certificate.pem -noout -serial)
+    [[ "$first" =~ ^serial=[4-7][0-9A-F]{31}$ ]]
+    issue <request.b64
+    assert_certifies
+    refute [ "$(openssl x509 -in certificate.pem -noout -serial)" = "$first" ]
+}
+
+@test "the authority is made once and kept from others' eyes" {
+    make_request
+    issue <request.b64
+    local first
+    first=$(cat "$KAVREL_DEVICE/authority/certificate.pem")
+    assert_equal "$(stat -c %a "$KAVREL_DEVICE"/authority{,/key.pem,/certificate.pem} | paste -s -d ' ')" '700 600 600'
+    issue <request.b64
+    assert_equal "$(cat "$KAVREL_DEVICE/authority/certificate.pem")" "$first"
+}
+
+@test "processes that need the authority at the same time make one" {
+    make_request
+    local n
+    for n in 1 2 3 4 5 6; do
+        kavrel issue <request.b64 >"$n.pem" &
+    done
+    wait
+    for n in 1 2 3 4 5 6; do
+        run openssl verify -CAfile "$KAVREL_DEVICE/authority/certificate.pem" $n.pem
+        assert_output "$n.pem: OK"
+    done
+    assert_equal "$(echo "$KAVREL_DEVICE"/authority*)" "$KAVREL_DEVICE/authority"
+}
+
+@test "a damaged authority is an error that says where it is and what to do" {
+    make_request
+    issue <request.b64
+    echo damaged >"$KAVREL_DEVICE/authority/key.pem"
+    issue <request.b64
+    assert_refused "the test authority in \"$KAVREL_DEVICE/authority\" is damaged. Remove that folder, and the next certificate comes from a new one."
+    openssl genpkey -algorithm ed25519 -out "$KAVREL_DEVICE/authority/key.pem"
+    issue <request.b64
+    assert_refused_saying 'is damaged'
+    rm -r "$KAVREL_DEVICE/authority"
+    issue <request.b64
+    assert_certifies
+}
+
+@test "a request that was changed after it was signed is refused" {
+    make_request
+    # The national code in the subject: 0012345678 becomes 0012345679.
+    sed 's/0012345678/0012345679/' request.der >changed.der
+    issue <changed.der
+    assert_refused 'the certification request was changed after it was signed, or not signed with its own key: its signature is wrong.'
+    refute [ -e "$KAVREL_DEVICE/authority" ]
+}
+
+@test "what is no request is refused" {
+    make_request
+    local text
+    for text in '' ' ' 'hello' 'MII=' 'AAAA' '{"resolve":{}}' '-----BEGIN CERTIFICATE REQUEST-----'; do
+        printf '%s' "$text" >input
+        issue <input
+        assert_refused_saying 'certification request'
+    done
+    head -c 100 request.der >input
+    issue <input
+    assert_refused_saying 'damaged'
+    { cat request.der; printf '\0'; } >input
+    issue <input
+    assert_refused_saying 'further bytes'
+    { cat request.b64; cat request.b64; } >input
+    issue <input
+    assert_refused_saying 'certification request'
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example -out input 2>/dev/null
+    issue <input
+    assert_refused_saying 'certification request'
+    openssl x509 -in input -outform DER -out input.der
+    issue <input.der
+    assert_refused_saying 'certification request'
+    head -c 1000000 /dev/urandom >input
+    issue <input
+    assert_refused_saying 'certification request'
+}
+
+@test "extensions that cannot be read are refused" {
+    # A request whose extended key usage is no list of key purposes, signed all the same.
+    printf '[req]\ndistinguished_name=dn\nreq_extensions=ext\n[dn]\n[ext]\nextendedKeyUsage=critical,DER:0101FF\n' >config
+    openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example -config config -out request.pem 2>/dev/null
+    issue <request.pem
+    assert_refused 'the extensions that the certification request asks for cannot be read.'
+}
