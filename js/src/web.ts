@@ -4,7 +4,7 @@ import type { DigitalSignPlugin } from './definitions.js';
 
 const instructions =
   'DigitalSign needs the keychain and the biometric sensor of a device: run this in the iOS app, ' +
-  'or open it in a browser on the desktop device with "kavrel serve".';
+  'or make the call in a terminal, on the desktop device, with "kavrel call".';
 
 /** What a plain browser gets: a refusal that says what to do. */
 export class DigitalSignWeb extends WebPlugin implements DigitalSignPlugin {

@@ -23,7 +23,7 @@ describe('in a plain browser', () => {
     const rejection = await rejectionOf(call((page.App as Bundle).DigitalSign, method));
     expect(rejection.code).toBe('UNAVAILABLE');
     expect(rejection.message).toMatch(/run this in the iOS app/);
-    expect(rejection.message).toMatch(/"kavrel serve"/);
+    expect(rejection.message).toMatch(/"kavrel call"/);
   });
 });
 
