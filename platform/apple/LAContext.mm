@@ -31,30 +31,39 @@ std::optional<NSError> errorOf(::NSError* error) {
 
 }  // namespace
 
+// Each operation has a pool of its own, since the thread that calls it need not have one.
+
 LAContextRef makeLAContext() {
-    return std::make_shared<LAContext>(
-        LAContext{CFRef<CFTypeRef>::adopting(CFBridgingRetain([[::LAContext alloc] init]))});
+    @autoreleasepool {
+        return std::make_shared<LAContext>(
+            LAContext{CFRef<CFTypeRef>::adopting(CFBridgingRetain([[::LAContext alloc] init]))});
+    }
 }
 
 bool canEvaluatePolicy(LAContext& context, LAPolicy policy, std::optional<NSError>* error) {
-    ::NSError* reason = nil;
-    const bool possible = [objectOf(context) canEvaluatePolicy:static_cast<::LAPolicy>(policy) error:&reason];
-    if (!possible) {
-        *error = errorOf(reason);
+    @autoreleasepool {
+        ::NSError* reason = nil;
+        const bool possible = [objectOf(context) canEvaluatePolicy:static_cast<::LAPolicy>(policy)
+                                                             error:&reason];
+        if (!possible) {
+            *error = errorOf(reason);
+        }
+        return possible;
     }
-    return possible;
 }
 
 void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::string& localizedReason,
                     LAReply reply) {
     const LAContextRef kept = context;  // a context that goes away takes its prompt with it
     const LAReply answer = std::move(reply);
-    [objectOf(*context) evaluatePolicy:static_cast<::LAPolicy>(policy)
-                       localizedReason:@(localizedReason.c_str())
-                                 reply:^(BOOL success, ::NSError* error) {
-                                   static_cast<void>(kept);
-                                   answer(success, errorOf(error));
-                                 }];
+    @autoreleasepool {
+        [objectOf(*context) evaluatePolicy:static_cast<::LAPolicy>(policy)
+                           localizedReason:@(localizedReason.c_str())
+                                     reply:^(BOOL success, ::NSError* error) {
+                                       static_cast<void>(kept);
+                                       answer(success, errorOf(error));
+                                     }];
+    }
 }
 
 LABiometryType biometryType(const LAContext& context) {

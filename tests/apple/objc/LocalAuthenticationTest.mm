@@ -119,6 +119,19 @@ TEST_F(AppleLocalAuthentication, KeepsTheContextUntilItHasReplied) {
     EXPECT_EQ(aliveAtReply.get_future().get(), 1);
 }
 
+TEST_F(AppleLocalAuthentication, NeedsNoAutoreleasePoolOfItsCaller) {
+    setBiometrics(LABiometryType::faceID, false, false);
+
+    testing::internal::CaptureStderr();  // where objects that no pool holds are complained about
+    std::thread([] {
+        const LAContextRef context = makeLAContext();
+        std::optional<NSError> error;
+        canEvaluatePolicy(*context, biometrics, &error);
+        evaluatePolicy(context, biometrics, "Show yourself", [](bool, const std::optional<NSError>&) {});
+    }).join();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
 TEST_F(AppleLocalAuthentication, GoesIntoALookupAsTheContextItself) {
     SecItemResult result;
     SecItemCopyMatching({{kSecClass, kSecClassKey}, {kSecUseAuthenticationContext, makeLAContext()}},

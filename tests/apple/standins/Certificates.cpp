@@ -1,6 +1,7 @@
 #include <Security/Security.h>
 #include <openssl/err.h>
 #include <openssl/x509.h>
+#include <string_view>
 
 #include "apple/standins/Keys.hpp"
 
@@ -35,6 +36,22 @@ struct TrustObject final : Object {
     const Certificate certificate;
 };
 
+std::vector<std::uint8_t> encoded(X509& certificate) {
+    std::vector<std::uint8_t> der(static_cast<std::size_t>(i2d_X509(&certificate, nullptr)));
+    std::uint8_t* out = der.data();
+    i2d_X509(&certificate, &out);
+    return der;
+}
+
+/// Whether Security has keys of the kind: RSA, or on one of three curves.
+bool isUsable(const EVP_PKEY& key) {
+    char curve[16] = "";
+    EVP_PKEY_get_group_name(&key, curve, sizeof curve, nullptr);
+    const std::string_view name(curve);
+    return EVP_PKEY_get_base_id(&key) == EVP_PKEY_RSA || name == "prime256v1" || name == "secp384r1" ||
+           name == "secp521r1";
+}
+
 }  // namespace
 }  // namespace AppleStandIns
 
@@ -48,8 +65,9 @@ SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
     }
     const std::uint8_t* in = der.data();
     Certificate certificate(d2i_X509(nullptr, &in, static_cast<long>(der.size())), X509_free);
-    if (certificate == nullptr || in != der.data() + der.size()) {
-        ERR_clear_error();
+    ERR_clear_error();
+    // OpenSSL reads BER as well, and what follows a certificate does not keep it from reading it.
+    if (certificate == nullptr || encoded(*certificate) != der) {
         return nullptr;
     }
     return referenceTo<SecCertificateRef>(new CertificateObject(std::move(certificate)));
@@ -81,6 +99,7 @@ SecKeyRef SecTrustCopyKey(SecTrustRef trust) {
         return nullptr;
     }
     PKey key(X509_get_pubkey(object.certificate.get()), EVP_PKEY_free);
+    const bool usable = key != nullptr && isUsable(*key);
     ERR_clear_error();
-    return key == nullptr ? nullptr : makeKey(std::move(key), false);
+    return usable ? makeKey(std::move(key), false) : nullptr;
 }
