@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 namespace KavrelCrypto {
 namespace {
@@ -36,8 +37,8 @@ void appendUTF8(std::uint32_t codePoint, std::string& utf8) {
 
 std::string utf8Of(NSString* string) {
     // Foundation refuses to encode a text that holds an unpaired surrogate, which a page's text may.
-    std::u16string units(string.length, u'\0');
-    [string getCharacters:reinterpret_cast<unichar*>(units.data()) range:NSMakeRange(0, units.size())];
+    std::vector<unichar> units(string.length);
+    [string getCharacters:units.data() range:NSMakeRange(0, units.size())];
     std::string utf8;
     utf8.reserve(units.size());
     for (std::size_t at = 0; at < units.size(); ++at) {

@@ -225,6 +225,27 @@ TEST_F(AppleKeys, DoNotVerifyWhenTheFrameworkSaysNoAndGivesNoError) {
     EXPECT_EQ(error, std::nullopt);
 }
 
+TEST_F(AppleKeys, LeaveTheErrorAsItWasWhenTheFrameworkSucceedsAndGivesOneAllTheSame) {
+    const AppleStandIns::ErrorAllTheSame beside = {failure};
+    const NSError earlier = {.domain = "earlier", .code = 7};
+    std::optional<NSError> error = earlier;
+
+    failNext("SecKeyCreateRandomKey", beside);
+    const SecKeyRef key = SecKeyCreateRandomKey(rsa, &error);
+    ASSERT_NE(key, nullptr);
+    failNext("SecKeyCopyExternalRepresentation", beside);
+    EXPECT_NE(SecKeyCopyExternalRepresentation(key, &error), std::nullopt);
+    failNext("SecKeyCreateSignature", beside);
+    const std::optional<Bytes> signature = SecKeyCreateSignature(key, sha256, message, &error);
+    ASSERT_NE(signature, std::nullopt);
+    failNext("SecKeyVerifySignature", beside);
+    EXPECT_TRUE(SecKeyVerifySignature(SecKeyCopyPublicKey(key), sha256, message, *signature, &error));
+    failNext("SecAccessControlCreateWithFlags", beside);
+    EXPECT_NE(SecAccessControlCreateWithFlags(kSecAttrAccessibleWhenUnlocked, 0, &error), nullptr);
+
+    EXPECT_EQ(error, earlier);
+}
+
 TEST_F(AppleKeys, ReportADescriptionThatUTF8CannotCarryWithAQuestionMarkInPlace) {
     failNext("SecKeyCreateRandomKey", AppleStandIns::Error{"d", 1, u"x\xD800y\xD83D\xDE00"});
 

@@ -66,6 +66,10 @@ bool fails(const std::string& operation, CFErrorRef* error) {
     if (!failure.has_value()) {
         return false;
     }
+    if (const auto* beside = std::get_if<ErrorAllTheSame>(&*failure)) {
+        giveError(error, beside->error);
+        return false;
+    }
     if (const auto* reason = std::get_if<Error>(&*failure)) {
         giveError(error, *reason);
     } else if (!std::holds_alternative<Nothing>(*failure)) {

@@ -32,7 +32,10 @@ struct Error {
 };
 struct Nothing {};    // null, and no error
 struct WrongType {};  // success, with an object of a type that was not asked for
-using Failure = std::variant<Error, OSStatus, Nothing, WrongType>;
+struct ErrorAllTheSame {
+    Error error;  // beside a success
+};
+using Failure = std::variant<Error, OSStatus, Nothing, WrongType, ErrorAllTheSame>;
 
 /// Lets the next call of `operation` fail, once.
 void failNext(const std::string& operation, Failure failure);
