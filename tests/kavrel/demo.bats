@@ -58,6 +58,15 @@ setup_file() {
     assert_equal "$(echo "$TMPDIR"/kavrel-demo*)" "$TMPDIR/kavrel-demo*"
 }
 
+@test "interrupted at its prompt it ends, and leaves nothing behind" {
+    # The interruption is typed once the demonstration asks.
+    run bash -c '{ until grep -q "Type m" shown; do sleep 0.05; done; printf "\003"; } |
+        timeout 30 script --quiet --flush --return --command "\"$KAVREL\" demo --prompt ask" shown'
+    assert_equal "$status" 130
+    refute_output --partial 'OpenSSL accepts'
+    assert_equal "$(echo "$TMPDIR"/kavrel-demo*)" "$TMPDIR/kavrel-demo*"
+}
+
 @test "without a place for a temporary folder it says so" {
     TMPDIR=$PWD/nowhere
     run --separate-stderr kavrel demo

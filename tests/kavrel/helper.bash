@@ -59,12 +59,12 @@ assert_refused_saying() {
     [[ "$stderr" == *"$1"* ]] || fail "not in standard error: $1"$'\n'"standard error: $stderr"
 }
 
-# The person 0012345678 gets a key.
+# make_key: the person 0012345678 gets a new key.
 make_key() {
     kavrel call ensureKey '{"nationalCode":"0012345678"}' >/dev/null 2>&1
 }
 
-# certificate_for CODE: a certificate for this person's key, in certificate.pem.
+# make_certificate CODE: a certificate for this person's key, in certificate.pem.
 make_certificate() {
     person "$1" | kavrel call createCSR - 2>/dev/null | jq -r .resolve.csrPem | kavrel issue >certificate.pem
 }

@@ -1,7 +1,7 @@
 load helper
 
 setup_file() {
-    # The bytes to sign, among them what a digest cannot be.
+    # SHA-256 of "hello", in base64.
     export DIGEST=LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCQ=
 }
 

@@ -283,6 +283,7 @@ int demoCommand(const Settings& settings) {
     if (!settings.device) {
         const char* parent = std::getenv("TMPDIR");
         temporary.emplace(std::string(parent != nullptr ? parent : "/tmp") + "/kavrel-demo");
+        temporary->removeWhenInterrupted();
     }
     const fs::path folder =
         openChosenDevice({.device = settings.device ? settings.device : temporary->path(), .prompt = {}});

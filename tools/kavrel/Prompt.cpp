@@ -22,7 +22,9 @@ class Terminal {
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
     ~Terminal() {
-        ::close(descriptor_);
+        if (isThere()) {
+            ::close(descriptor_);
+        }
     }
 
     [[nodiscard]] bool isThere() const {

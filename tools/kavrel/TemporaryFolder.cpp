@@ -1,14 +1,24 @@
 #include "tools/kavrel/TemporaryFolder.hpp"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 
 #include "tools/kavrel/CommandIO.hpp"
 
 namespace KavrelCrypto::Host {
+namespace {
+
+void remove(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+}
+
+}  // namespace
 
 TemporaryFolder::TemporaryFolder(const std::string& beginning) : path_(beginning + ".XXXXXX") {
     if (::mkdtemp(path_.data()) == nullptr) {
@@ -17,8 +27,23 @@ TemporaryFolder::TemporaryFolder(const std::string& beginning) : path_(beginning
 }
 
 TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    remove(path_);
+}
+
+void TemporaryFolder::removeWhenInterrupted() const {
+    sigset_t interruptions;
+    sigemptyset(&interruptions);
+    sigaddset(&interruptions, SIGINT);
+    sigaddset(&interruptions, SIGTERM);
+    sigaddset(&interruptions, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &interruptions, nullptr);  // for this thread and those that it will start
+    std::thread([path = path_, interruptions] {
+        int signal = 0;
+        sigwait(&interruptions, &signal);
+        remove(path);
+        pthread_sigmask(SIG_UNBLOCK, &interruptions, nullptr);
+        std::raise(signal);
+    }).detach();
 }
 
 }  // namespace KavrelCrypto::Host

@@ -14,6 +14,10 @@ class TemporaryFolder {
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder();
 
+    /// From now on the folder is removed also when the process is told to end (SIGINT, SIGTERM, SIGHUP),
+    /// which then ends as it would have. To be called before any other thread is started.
+    void removeWhenInterrupted() const;
+
     [[nodiscard]] const std::string& path() const {
         return path_;
     }
