@@ -3,15 +3,11 @@
 #include <span>
 #include <utility>
 
+#include "csr/DERTags.hpp"
 #include "platform/Foundation.hpp"
 
 namespace KavrelCrypto {
 namespace {
-
-constexpr std::uint8_t sequenceTag = 0x30;
-constexpr std::uint8_t integerTag = 0x02;
-constexpr std::uint8_t utf8StringTag = 0x0C;
-constexpr std::uint8_t ia5StringTag = 0x16;
 
 // Attribute types of the subject: whole OBJECT IDENTIFIERs, ready to be copied.
 constexpr std::uint8_t objectCommonName[] = {0x06, 0x03, 0x55, 0x04, 0x03};         // 2.5.4.3
@@ -50,10 +46,6 @@ constexpr std::uint8_t extendedKeyUsageAttributes[] = {
 
 constexpr std::size_t uncompressedPointSize = 65;
 constexpr std::size_t longestSignature = 256;  // RSA of 2048 bits
-
-void append(BytesView bytes, Bytes& out) {
-    out.insert(out.end(), bytes.begin(), bytes.end());
-}
 
 void appendInteger(BytesView content, Bytes& out) {
     out.push_back(integerTag);

@@ -3,17 +3,13 @@
 #include <limits>
 
 #include "csr/CertificateSigningRequest.hpp"
+#include "csr/DERTags.hpp"
 #include "platform/Foundation.hpp"
 #include "text/ASCII.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
-constexpr std::uint8_t integerTag = 0x02;
-constexpr std::uint8_t bitStringTag = 0x03;
-constexpr std::uint8_t printableStringTag = 0x13;
-constexpr std::uint8_t sequenceTag = 0x30;
-constexpr std::uint8_t setTag = 0x31;
 constexpr std::uint8_t uncompressedPoint = 0x04;
 
 std::int64_t length(BytesView bytes) {
@@ -34,10 +30,6 @@ std::int64_t end(std::int64_t start, std::int64_t size) {
 
 BytesView slice(BytesView data, std::int64_t start, std::int64_t endIndex) {
     return data.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(endIndex - start));
-}
-
-void append(BytesView bytes, Bytes& out) {
-    out.insert(out.end(), bytes.begin(), bytes.end());
 }
 
 /// Whether `what` can be an attribute type of the subject. Its length is the only test, on purpose: the
