@@ -87,6 +87,7 @@ extern "C" {
 void __real___objc_exec_class(Module* module);
 void __wrap___objc_exec_class(Module* module);
 Class* objc_lookUpClass(const char* name);
+const char* __lsan_default_options();
 const char* __lsan_default_suppressions();
 const char* __tsan_default_suppressions();
 }
@@ -173,6 +174,10 @@ void __wrap___objc_exec_class(Module* module) {
 
 // What libobjc and GNUstep keep for themselves until the process ends, and the order in which they lock each
 // other, is not what the tests are about.
+const char* __lsan_default_options() {
+    return "print_suppressions=0";
+}
+
 const char* __lsan_default_suppressions() {
     return "leak:libobjc.so\nleak:libgnustep-base.so\n";
 }
