@@ -18,6 +18,10 @@ bool contains(const Bytes& whole, const Bytes& part) {
     return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
 
+bool startsWith(const Bytes& whole, const Bytes& part) {
+    return whole.size() >= part.size() && std::equal(part.begin(), part.end(), whole.begin());
+}
+
 Bytes created(const JSObject& userInfo) {
     return OpenSSL::fromBase64(text(call("createCSR", request(userInfo)), "csrPem"));
 }
@@ -27,7 +31,8 @@ class RequestOddities : public WithSaraUntouched {
     /// Whether the last bytes are Sara's signature of what stands from `start` up to the signature's
     /// algorithm.
     static bool isSigned(const Bytes& request, std::ptrdiff_t start) {
-        return OpenSSL::verifies(saraKey(),
+        return std::ssize(request) > start + behindTheSignedPart &&
+               OpenSSL::verifies(saraKey(),
                                  Bytes(request.begin() + start, request.end() - behindTheSignedPart),
                                  Bytes(request.end() - 256, request.end()));
     }
@@ -61,8 +66,7 @@ TEST_F(RequestOddities, TheLongestTextThatHasALengthIsWrittenWithIt) {
     // What stands around the text grows past what has a length, the text itself does not.
     const Bytes request = created(with(identity(sara), "provinceName", std::string(32'767, 'p')));
     const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C 82 7F FF");
-    EXPECT_TRUE(std::ranges::equal(start + bytesOf(std::string(32'767, 'p')),
-                                   BytesView(request).first(start.size() + 32'767)));
+    EXPECT_TRUE(startsWith(request, start + bytesOf(std::string(32'767, 'p'))));
     EXPECT_TRUE(isSigned(request, 1));
 }
 
@@ -70,8 +74,7 @@ TEST_F(RequestOddities, ANameOf40000BytesStandsBehindTagsWithoutLengths) {
     const Bytes request = created(with(identity(sara), "provinceName", std::string(40'000, 'p')));
     const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C");
     const Bytes next = hex("31 13 30 11 06 03 55 04 07 0C 0A");
-    const Bytes expected = start + bytesOf(std::string(40'000, 'p')) + next;
-    EXPECT_TRUE(std::ranges::equal(expected, BytesView(request).first(expected.size())));
+    EXPECT_TRUE(startsWith(request, start + bytesOf(std::string(40'000, 'p')) + next));
     EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
     EXPECT_TRUE(isSigned(request, 1));
 }

@@ -1,6 +1,7 @@
 // "signDigest": the prompt, the signature, and who finishes the call where.
 
 #include <algorithm>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <string>
 #include <thread>

@@ -1,6 +1,8 @@
 #include "tests/plugin/WebLayer.hpp"
 
 #include <algorithm>
+#include <chrono>
+#include <functional>
 #include <gtest/gtest.h>
 #include <ostream>
 #include <thread>
@@ -42,9 +44,20 @@ Outcome call(std::string_view method, std::optional<JSObject> options) {
 }
 
 void finish(const std::vector<TestCallRef>& calls) {
-    DeviceUnderTest::runMainQueueUntil([&] {
-        return std::ranges::all_of(calls, [](const TestCallRef& c) { return c->timesFinished() > 0; });
-    });
+    // A call that the main thread never finishes is to fail its test, and not to keep the others waiting.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    const auto isOver = [&] {
+        return std::ranges::all_of(calls, [](const TestCallRef& c) { return c->timesFinished() > 0; }) ||
+               std::chrono::steady_clock::now() > deadline;
+    };
+    const std::function<void()> lookAgain = [&] {
+        if (!isOver()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            dispatchAsyncMain(lookAgain);
+        }
+    };
+    lookAgain();
+    DeviceUnderTest::runMainQueueUntil(isOver);
     bool nothingLeft = false;
     dispatchAsyncMain([&] { nothingLeft = true; });
     DeviceUnderTest::runMainQueueUntil([&] { return nothingLeft; });
