@@ -125,7 +125,7 @@ TEST_F(Processes, KilledAtAnyMomentLeaveBothHalvesOrNone) {
     for (int round = 0; round < 40; ++round) {
         const std::string prefix = "round" + std::to_string(round) + "-";
         Worker worker({"churn", folder, prefix});
-        worker.letGo();
+        worker.waitForSign();
         waitAtMost(std::chrono::milliseconds(60), random);
         worker.kill();
     }

@@ -95,6 +95,14 @@ void Worker::letGo() {
     }
 }
 
+void Worker::waitForSign() {
+    letGo();
+    char first = 0;
+    if (::read(output_, &first, 1) != 1) {
+        throw std::runtime_error("the worker ended without a word");
+    }
+}
+
 void Worker::kill() {
     ::kill(process_, SIGKILL);
     waitForEnd();

@@ -28,6 +28,9 @@ class Worker {
 
     void letGo();
 
+    /// Lets it go and waits until it says something.
+    void waitForSign();
+
     /// SIGKILL, and waits until the process is gone.
     void kill();
 

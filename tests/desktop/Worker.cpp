@@ -11,6 +11,7 @@
 #include <iostream>
 #include <sqlite3.h>
 #include <string>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -76,8 +77,9 @@ int fill(const Arguments& arguments) {
 }
 
 /// churn FOLDER PREFIX: for ever a pair, both halves under the tag PREFIX0, PREFIX1, …, and the pair before
-/// it deleted.
+/// it deleted. Says when it begins.
 int churn(const Arguments& arguments) {
+    std::cout << "begun" << std::endl;
     for (int i = 0;; ++i) {
         const std::string tag = arguments.at(0) + std::to_string(i);
         if (!generate(tag, tag) ||
@@ -207,6 +209,7 @@ void limitDisk(off_t bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // no worker outlives its test, however that ends
     Arguments words(argv + 1, argv + argc);
     while (std::cin.get() != EOF) {
     }
