@@ -9,8 +9,6 @@
 namespace KavrelCrypto::Desktop {
 namespace {
 
-constexpr std::int64_t promptsBeforeLockout = 5;
-
 std::int64_t number(ItemKind kind) {
     return static_cast<std::int64_t>(kind);
 }
@@ -142,22 +140,6 @@ void Keychain::changeState(const std::function<void(DeviceState&)>& change) {
     DeviceState state = readState();
     change(state);
     writeState(state);
-    transaction.commit();
-}
-
-void Keychain::countPrompt(bool matched) {
-    const std::lock_guard lock(mutex_);
-    Transaction transaction(database_, Transaction::changing);
-    if (matched) {
-        Statement(database_, "UPDATE state SET failedPrompts = 0 WHERE id = 0 AND failedPrompts <> 0").run();
-    } else {
-        Statement(database_,
-                  "UPDATE state SET failedPrompts = failedPrompts + 1, "
-                  "lockedOut = lockedOut OR failedPrompts + 1 >= ?1 "
-                  "WHERE id = 0",
-                  {promptsBeforeLockout})
-            .run();
-    }
     transaction.commit();
 }
 

@@ -56,10 +56,9 @@ class Keychain {
     bool remove(const ItemQuery& query);
 
     DeviceState state();
-    void changeState(const std::function<void(DeviceState&)>& change);
 
-    /// Keeps count of the sensor's failures in a row; the fifth locks it out.
-    void countPrompt(bool matched);
+    /// Makes of the state what `change` makes of it. What `change` throws leaves the state as it was.
+    void changeState(const std::function<void(DeviceState&)>& change);
 
     /// No items, the state of a new device.
     void reset();

@@ -25,6 +25,8 @@ using namespace Desktop;
 constexpr std::int64_t LAErrorAuthenticationFailed = -1;
 constexpr std::int64_t LAErrorUserCancel = -2;
 
+constexpr std::int64_t promptsBeforeLockout = 5;
+
 NSError authenticationError(std::int64_t code, const char* description) {
     return {.domain = "com.apple.LocalAuthentication",
             .code = code,
@@ -45,16 +47,26 @@ std::optional<NSError> obstacle(const DeviceState& state) {
     return std::nullopt;
 }
 
+void countFailure(DeviceState& state) {
+    ++state.failedPrompts;
+    state.lockedOut = state.lockedOut || state.failedPrompts >= promptsBeforeLockout;
+}
+
 /// Counts the answer to a prompt and tells what it means; absent when the person was recognised.
 std::optional<NSError> outcome(Keychain& keychain, PromptAnswer answer) {
-    if (answer == PromptAnswer::cancel) {
-        return authenticationError(LAErrorUserCancel, "Canceled by user.");
+    switch (answer) {
+        case PromptAnswer::match:
+            if (keychain.state().failedPrompts != 0) {  // most often there is nothing to forget, and no write
+                keychain.changeState([](DeviceState& state) { state.failedPrompts = 0; });
+            }
+            return std::nullopt;
+        case PromptAnswer::noMatch:
+            keychain.changeState(countFailure);
+            return authenticationError(LAErrorAuthenticationFailed, "Application retry limit exceeded.");
+        case PromptAnswer::cancel:
+            break;
     }
-    keychain.countPrompt(answer == PromptAnswer::match);
-    if (answer == PromptAnswer::noMatch) {
-        return authenticationError(LAErrorAuthenticationFailed, "Application retry limit exceeded.");
-    }
-    return std::nullopt;
+    return authenticationError(LAErrorUserCancel, "Canceled by user.");
 }
 
 /// Runs one thread for each prompt and waits for them all when the process ends.
