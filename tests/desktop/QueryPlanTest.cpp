@@ -92,7 +92,7 @@ TEST_F(QueryPlans, UseAnIndexAndSortNothing) {
             ++searches;
         }
     }
-    EXPECT_GT(searches, 10);
+    EXPECT_GT(searches, 0);
 }
 
 }  // namespace
