@@ -216,7 +216,8 @@ TEST_F(Biometrics, KeepTheContextUntilTheReply) {
     EXPECT_TRUE(isKept.get_future().get());
 }
 
-TEST_F(Biometrics, StopTheProcessWhenAPromptHasNoReason) {
+// Without a device: the process that is stopped could not clean up after it.
+TEST(BiometricPrompt, StopsTheProcessWhenItHasNoReason) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(evaluatePolicy(makeLAContext(), biometrics, "", [](bool, const std::optional<NSError>&) {}),
                  "a biometric prompt gives a reason");
