@@ -267,12 +267,12 @@ TEST_F(KeychainItems, AreSealedOnDisk) {
     EXPECT_FALSE(contains(file, modulus));
 }
 
-TEST_F(KeychainItems, OfTheSameSecretLookDifferentOnDisk) {
+TEST_F(KeychainItems, AreEachSealedUnderANonceOfTheirOwn) {
     addPassword("one", std::string(64, 'x'));
     addPassword("other", std::string(64, 'x'));
     device.execute(
         "CREATE TABLE proof (different INTEGER CHECK (different = 2));"
-        "INSERT INTO proof SELECT count(DISTINCT sealed) FROM items;");
+        "INSERT INTO proof SELECT count(DISTINCT substr(sealed, 1, 12)) FROM items;");
 }
 
 TEST_F(KeychainItems, GoWithAReset) {
