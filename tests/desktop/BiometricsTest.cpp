@@ -182,6 +182,15 @@ TEST_F(Biometrics, CountACancelledPromptNeitherWay) {
     EXPECT_TRUE(Desktop::deviceState().lockedOut);
 }
 
+TEST_F(Biometrics, StayLockedOutWhenAPromptThatWasOpenFails) {
+    Desktop::answerPromptsWith([](const std::string&) {
+        Desktop::setDeviceState({.lockedOut = true});
+        return PromptAnswer::noMatch;
+    });
+    EXPECT_EQ(prompt().code(), -1);
+    EXPECT_TRUE(Desktop::deviceState().lockedOut);
+}
+
 TEST_F(Biometrics, ForgetFailuresWhenTheLockoutIsLifted) {
     failPrompts(5);
     Desktop::setDeviceState({.lockedOut = false});

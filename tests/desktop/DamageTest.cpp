@@ -191,6 +191,33 @@ TEST_F(AlteredKeychain, IsFoundOutByAPublicHalfInThePlaceOfAPrivateOne) {
     expectSealBroken();
 }
 
+TEST_F(AlteredKeychain, IsFoundOutByAHalfInThePlaceOfTheOtherOneOfTheSameTag) {
+    SecKeyCreateRandomKey(pairParameters(kSecAttrKeyTypeRSA, 512, "same", "same"), nullptr);
+    device.execute(
+        "UPDATE items SET accessibility = 1, sealed = (SELECT sealed FROM items WHERE kind = 2) WHERE kind = "
+        "3");
+    SecItemResult result;
+    SecItemCopyMatching({{kSecClass, kSecClassKey},
+                         {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+                         {kSecAttrKeyClass, kSecAttrKeyClassPrivate},
+                         {kSecReturnRef, true}},
+                        &result);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(SecKeyGetBlockSize(std::get<SecKeyRef>(result)), 0U);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("seal is broken"));
+}
+
+TEST_F(AlteredKeychain, IsFoundOutByAnAccessibilityThatWasChangedTogetherWithItsKey) {
+    Desktop::resetDevice();
+    device.execute(
+        "UPDATE classKeys SET sealingKey = (SELECT sealingKey FROM classKeys WHERE accessibility = 1)");
+    makePair("p");
+    addPassword("account", "value");
+    ASSERT_TRUE(pairWorks("p"));
+    device.execute("UPDATE items SET accessibility = 3");
+    expectSealBroken();
+}
+
 TEST_F(AlteredKeychain, IsMendedByDeletingWhatIsDamaged) {
     device.execute("UPDATE items SET sealed = x'00'");
     EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecSuccess);

@@ -214,6 +214,14 @@ TEST_F(ClosedFolder, WithAKeychainThatCannotBeWrittenIsRefused) {
     EXPECT_THAT(refusalToNobody(), HasSubstr(folder.string()));
 }
 
+TEST_F(ClosedFolder, OfOnesOwnWithAKeychainThatCannotBeWrittenIsRefused) {
+    fs::permissions(temporary.path(), fs::perms(0777));
+    fs::remove(folder);
+    EXPECT_EQ(Worker({"--as-nobody", "open", folder}).finish().status, 0);
+    fs::permissions(file, fs::perms(0444));
+    EXPECT_THAT(refusalToNobody(), HasSubstr(file.string() + " cannot be written"));
+}
+
 class DefaultDeviceFolder : public testing::Test {
   protected:
     DefaultDeviceFolder() {
