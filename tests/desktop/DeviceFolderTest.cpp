@@ -105,6 +105,15 @@ TEST_F(DeviceFolder, StaysTheDeviceWhenTheProcessGoesElsewhere) {
     EXPECT_TRUE(fs::exists(temporary.path() / "relative/keychain.sqlite"));
 }
 
+TEST_F(DeviceFolder, IsNamedInFullWhenItIsRefused) {
+    writeFile(file, {});
+    const fs::path before = fs::current_path();
+    fs::current_path(temporary.path());
+    const std::string reason = refusal("device");
+    fs::current_path(before);
+    EXPECT_THAT(reason, HasSubstr(file.string()));
+}
+
 TEST_F(DeviceFolder, ThatIsEmptyIsClosedToOthers) {
     fs::permissions(folder, fs::perms(0755));
     Desktop::openDevice(folder);
