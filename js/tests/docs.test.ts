@@ -9,23 +9,23 @@ import { calls, methods } from './calls.js';
 import { PhonePage, bundle } from './page.js';
 
 const app = inject('app');
-const readme = await read(tree, 'README.md');
+const api = await read(tree, 'docs/api.md');
 const guide = await read(tree, 'docs/web-guide.md');
 const codeSpans = (text: string) => [...text.matchAll(/`([^`\n]+)`/g)].map(([, code]) => code);
 
-test('the API section of the README is what the definitions generate', async () => {
-  const generated = join(app, 'README.md');
-  await cp(join(tree, 'README.md'), generated);
+test('the API page is what the definitions generate', async () => {
+  const generated = join(app, 'api.md');
+  await cp(join(tree, 'docs/api.md'), generated);
   const docgen = join(tree, 'node_modules/@capacitor/docgen/bin/docgen');
   const options = ['--project', 'js/tsconfig.json', '--api', 'DigitalSignPlugin', '--output-readme', generated];
   await run(process.execPath, [docgen, ...options], { cwd: tree });
-  expect(readme, 'run "npm run docgen"').toBe(await read(generated));
+  expect(api, 'run "npm run docgen"').toBe(await read(generated));
 });
 
 const messages = new Set(methods.flatMap((method) => Object.keys(calls[method].rejections)));
 
-test.each(methods)('the README names each rejection of %s', (method) => {
-  const section = readme.match(new RegExp(`^### ${method}\\(.*?^---`, 'ms'))?.[0] ?? '';
+test.each(methods)('the API page names each rejection of %s', (method) => {
+  const section = api.match(new RegExp(`^### ${method}\\(.*?^---`, 'ms'))?.[0] ?? '';
   const named = codeSpans(section).filter((code) => messages.has(code));
   expect(named.sort()).toEqual(Object.keys(calls[method].rejections).sort());
 });

@@ -100,12 +100,13 @@ describe('the npm package', () => {
     expect((await stat(inject('tarball'))).size).toBeLessThan(200_000);
   });
 
-  test('holds what the builds of an app read, and nothing else', async () => {
+  test('holds what the builds of an app read and the documentation, and nothing else', async () => {
     const native = [...(await reached()), 'ios/PrivacyInfo.xcprivacy', 'ios/module.modulemap'];
     const javascript = ['definitions', 'index', 'web'].flatMap((name) => [`esm/${name}.d.ts`, `esm/${name}.js`]);
     const dist = [...javascript, 'plugin.cjs', 'plugin.d.cts'].map((file) => `js/dist/${file}`);
-    const described = ['KavrelCrypto.podspec', 'Package.swift', 'README.md', 'package.json'];
-    expect(installedFiles).toEqual([...native, ...dist, ...described].sort());
+    const manifests = ['KavrelCrypto.podspec', 'Package.swift', 'package.json'];
+    const pages = ['README.md', ...trackedFiles.filter((file) => /^docs\/.*\.md$/.test(file))];
+    expect(installedFiles).toEqual([...native, ...dist, ...manifests, ...pages].sort());
   });
 
   test('is locked without download addresses', async () => {
