@@ -79,7 +79,8 @@ bool CSRStorage::verifyCertificateMatchesKey(const std::string& certPem, BytesVi
     }
     std::optional<NSError> error;
     const std::optional<Bytes> exported = SecKeyCopyExternalRepresentation(publicKey, &error);
-    return exported.has_value() && std::ranges::equal(*exported, publicKeyData);
+    return exported.has_value() &&
+           std::equal(exported->begin(), exported->end(), publicKeyData.begin(), publicKeyData.end());
 }
 
 }  // namespace KavrelCrypto

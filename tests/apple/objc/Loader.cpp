@@ -132,10 +132,11 @@ void convert(Class& converted, long superclassSize) {
 /// Whether every class has its superclass, in libobjc or earlier in the module.
 bool canLoad(const Module& module) {
     std::vector<std::string> known;
-    return std::ranges::all_of(classesOf(module), [&](const Class* each) {
+    const std::span<Class*> classes = classesOf(module);
+    return std::all_of(classes.begin(), classes.end(), [&](const Class* each) {
         known.emplace_back(each->name);
         return objc_lookUpClass(each->superclass) != nullptr ||
-               std::ranges::find(known, each->superclass) != known.end();
+               std::find(known.begin(), known.end(), each->superclass) != known.end();
     });
 }
 
@@ -162,7 +163,8 @@ void __wrap___objc_exec_class(Module* module) {
     static auto& waiting = *new std::vector<Module*>;
     waiting.push_back(module);
     for (auto next = waiting.begin(); next != waiting.end();) {
-        next = std::ranges::find_if(waiting, [](const Module* each) { return canLoad(*each); });
+        next =
+            std::find_if(waiting.begin(), waiting.end(), [](const Module* each) { return canLoad(*each); });
         if (next != waiting.end()) {
             Module& loadable = **next;
             waiting.erase(next);

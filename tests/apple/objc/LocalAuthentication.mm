@@ -24,7 +24,7 @@ struct Sensor {
     bool refusesWithoutError = false;
     Answer answer = Answer::cancel;
     std::vector<std::string> prompts{};
-    std::list<std::jthread> answering{};
+    std::list<std::thread> answering{};
     std::atomic<int> contexts = 0;
 };
 
@@ -66,6 +66,9 @@ NSError* whyFailed(Answer answer) {
 }  // namespace
 
 void startNewSensor() {
+    for (std::thread& thread : sensor().answering) {
+        thread.join();
+    }
     sensor().answering.clear();
     const std::lock_guard lock(sensor().mutex);
     sensor().kind = KavrelCrypto::LABiometryType::faceID;

@@ -65,7 +65,7 @@ std::map<std::string, std::string> attributesOf(const DictionaryObject& dictiona
 }
 
 bool matches(const Item& item, const std::map<std::string, std::string>& query) {
-    return std::ranges::all_of(query, [&](const auto& attribute) {
+    return std::all_of(query.begin(), query.end(), [&](const auto& attribute) {
         const auto found = item.attributes.find(attribute.first);
         return found != item.attributes.end() && found->second == attribute.second;
     });
@@ -135,7 +135,9 @@ OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef* result) {
     const std::lock_guard lock(keychain().mutex);
     const std::map<std::string, std::string> identity = {
         {"kSecClass", item.attributes["kSecClass"]}, {"kSecAttrAccount", item.attributes["kSecAttrAccount"]}};
-    if (std::ranges::any_of(keychain().items, [&](const Item& other) { return matches(other, identity); })) {
+    const std::vector<Item>& items = keychain().items;
+    if (std::any_of(items.begin(), items.end(),
+                    [&](const Item& other) { return matches(other, identity); })) {
         return errSecDuplicateItem;
     }
     if (result != nullptr) {
@@ -156,9 +158,10 @@ OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
         return errSecParam;
     }
     const std::lock_guard lock(keychain().mutex);
+    const std::vector<Item>& items = keychain().items;
     const auto item =
-        std::ranges::find_if(keychain().items, [&](const Item& each) { return matches(each, attributes); });
-    if (item == keychain().items.end()) {
+        std::find_if(items.begin(), items.end(), [&](const Item& each) { return matches(each, attributes); });
+    if (item == items.end()) {
         return errSecItemNotFound;
     }
     *result = resultOf(*item, asked);
