@@ -102,7 +102,8 @@ describe('the npm package', () => {
 
   test('holds what the builds of an app read and the documentation, and nothing else', async () => {
     const native = [...(await reached()), 'ios/PrivacyInfo.xcprivacy', 'ios/module.modulemap'];
-    const javascript = ['definitions', 'index', 'web'].flatMap((name) => [`esm/${name}.d.ts`, `esm/${name}.js`]);
+    const modules = trackedFiles.flatMap((file) => file.match(/^js\/src\/(.+)\.ts$/)?.[1] ?? []);
+    const javascript = modules.flatMap((name) => [`esm/${name}.d.ts`, `esm/${name}.js`]);
     const dist = [...javascript, 'plugin.cjs', 'plugin.d.cts'].map((file) => `js/dist/${file}`);
     const manifests = ['KavrelCrypto.podspec', 'Package.swift', 'package.json'];
     const pages = ['README.md', ...trackedFiles.filter((file) => /^docs\/.*\.md$/.test(file))];
