@@ -1,12 +1,13 @@
 /**
- * A person's keys, certificate request, certificate and signatures.
+ * Manages a person's key pair and certificate, and signs with that key.
  *
  * The person is named by `nationalCode`, byte for byte: nothing is trimmed. A call that fails rejects with a
- * `DigitalSignRejection`, whose `message` is one of the fixed texts of `RejectionMessages`.
+ * `DigitalSignRejection`, whose `message` is one of the fixed strings in `RejectionMessages`.
  */
 export interface DigitalSignPlugin {
   /**
-   * Tells whether the person has a private key on this device.
+   * Tells whether the person has a private key on this device. A key may be there from an earlier installation: the
+   * keychain can outlive the app.
    *
    * Rejects with `nationalCode required`.
    *
@@ -17,15 +18,15 @@ export interface DigitalSignPlugin {
   /**
    * Describes the person's key and exports its public half.
    *
-   * Rejects with `nationalCode required`, `not found` without a key, or `failed to get public key`.
+   * Rejects with `nationalCode required`, with `not found` if there is no key, or with `failed to get public key`.
    *
    * @since 1.0.0
    */
   getKeyInfo(options: PersonOptions): Promise<KeyInfo>;
 
   /**
-   * Deletes the person's key pair and empties the certificate slot, whoever the certificate belongs to. There
-   * need not be a key.
+   * Deletes the person's key pair and empties the certificate slot, whoever the certificate belongs to. It resolves
+   * whether or not there was anything to delete.
    *
    * Rejects with `nationalCode required`.
    *
@@ -34,8 +35,9 @@ export interface DigitalSignPlugin {
   deleteKey(options: PersonOptions): Promise<DeleteKeyResult>;
 
   /**
-   * Keeps a certificate in the one slot that all persons share, if its public key is the person's. It replaces
-   * what was there. A failed write is not reported: read the certificate back with `getCertificate` to be sure.
+   * Stores a certificate in the one slot that all persons share, provided that its public key is the person's. It
+   * replaces what was there. A failed write is not reported: read the certificate back with `getCertificate` to be
+   * sure.
    *
    * Rejects with `nationalCode required`, `Provide certPem`, `Certificate is not valid (key missing)` or
    * `Certificate is not valid`.
@@ -45,7 +47,8 @@ export interface DigitalSignPlugin {
   storeCertificate(options: StoreCertificateOptions): Promise<StoreCertificateResult>;
 
   /**
-   * Gives the certificate that is kept, whoever it belongs to.
+   * Returns the stored certificate, whoever it belongs to. It may be from an earlier installation: the keychain can
+   * outlive the app.
    *
    * Rejects with `nationalCode required`.
    *
@@ -54,11 +57,11 @@ export interface DigitalSignPlugin {
   getCertificate(options: PersonOptions): Promise<GetCertificateResult>;
 
   /**
-   * Builds and signs a certification request (PKCS #10, RFC 2986) for the person. A key pair is made first where
-   * there is none; an existing one is kept.
+   * Builds a certification request (PKCS #10, RFC 2986) for the person and signs it with the person's key, without a
+   * biometric prompt. If the person has no key pair, one is made first; an existing one is kept.
    *
-   * Rejects with `userInfo required`, `invalid userInfo`, `nationalCode required` for an empty one,
-   * `ensure_key_failed` or `csr_failed`. The last two carry the reason in `code`.
+   * Rejects with `userInfo required`, with `invalid userInfo`, with `nationalCode required` if that member is empty,
+   * or with `ensure_key_failed` or `csr_failed`, which carry the reason in `code`.
    *
    * @since 1.0.0
    */
@@ -66,29 +69,34 @@ export interface DigitalSignPlugin {
 
   /**
    * Asks for Face ID or Touch ID, then signs with the person's private key: RSASSA-PKCS1-v1_5 over SHA-256 of the
-   * bytes in `digestB64`. The bytes are hashed once more, so the signature of a digest is not the signature of
-   * the data that was digested.
+   * bytes in `digestB64`. Those bytes are hashed once more, so the signature of a digest is not the signature of the
+   * data that was digested.
    *
-   * Rejects with `nationalCode required`, `invalid digestB64`, or `sign_failed` whatever went wrong after that: no
-   * biometrics, a prompt that was cancelled or not matched, no key.
+   * For Face ID the app must have an `NSFaceIDUsageDescription` in its Info.plist. Without one, iOS stops the app at
+   * the first prompt, and the call is never settled.
+   *
+   * Make one call at a time. Each call wants a prompt of its own, and no call waits for another.
+   *
+   * Rejects with `nationalCode required`, with `invalid digestB64`, or with `sign_failed` for anything that goes wrong
+   * after that: no biometrics, a prompt that was cancelled or not matched, no key.
    *
    * @since 1.0.0
    */
   signDigest(options: SignDigestOptions): Promise<SignDigestResult>;
 
   /**
-   * Makes a new key pair for the person. A pair that exists is destroyed, in spite of the method's name, and a
-   * certificate that was stored for it stays and no longer matches: ask `hasKey` first.
+   * Makes a new key pair for the person. In spite of the method's name, an existing pair is destroyed. A certificate
+   * that was stored for it stays in the slot and no longer matches: ask `hasKey` first.
    *
-   * Rejects with `nationalCode required`, or `ensure_key_failed` with the reason in `code`.
+   * Rejects with `nationalCode required`, or with `ensure_key_failed`, which carries the reason in `code`.
    *
    * @since 1.0.0
    */
   ensureKey(options: PersonOptions): Promise<EnsureKeyResult>;
 
   /**
-   * Tells whether the device can ask for Face ID or Touch ID right now, and why not if it cannot. Shows nothing to
-   * the person. Never rejects on the phone.
+   * Tells whether the device can ask for Face ID or Touch ID right now and, if it cannot, why. It shows the person
+   * nothing, and it never rejects on the phone.
    *
    * @since 1.0.0
    */
@@ -97,7 +105,7 @@ export interface DigitalSignPlugin {
 
 export interface PersonOptions {
   /**
-   * The person. Any text; an empty one names a person too.
+   * The person. Any string will do; the empty string names a person too.
    *
    * @since 1.0.0
    */
@@ -113,7 +121,7 @@ export interface StoreCertificateOptions {
   nationalCode: string;
 
   /**
-   * One X.509 certificate as PEM text.
+   * The X.509 certificate in PEM. Pass exactly one: of a chain, the person's own certificate and nothing else.
    *
    * @since 1.0.0
    */
@@ -130,33 +138,35 @@ export interface CreateCSROptions {
 }
 
 /**
- * A person's identity record. All fourteen members are required, those that the request does not hold included.
- * Each is a text, may be empty (except `nationalCode`), and is kept as it is.
+ * A person's identity record. All fourteen members are required strings, even the eight that are not part of the
+ * request. Any of them but `nationalCode` may be empty. Nothing is trimmed or converted.
  */
 export interface UserInfo {
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
   identificationId: string;
 
   /**
-   * The request's common name and serial number, and the name of the key. Not empty.
+   * The request's common name and serial number, and the name under which the key is kept. It must not be empty, and
+   * must be ASCII: with other characters, such as Persian digits, the request is one that no parser accepts. Convert
+   * the digits first, and pass the same string to every other method.
    *
    * @since 1.0.0
    */
   nationalCode: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
   name: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
@@ -177,28 +187,28 @@ export interface UserInfo {
   enLastName: string;
 
   /**
-   * The request's postal code.
+   * The request's postal code. It must be ASCII, as `nationalCode` must.
    *
    * @since 1.0.0
    */
   postalCode: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
   phoneNumber: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
   birthCertificateId: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
@@ -219,14 +229,14 @@ export interface UserInfo {
   provinceName: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
   gender: string;
 
   /**
-   * Not in the request.
+   * Required, but not part of the request.
    *
    * @since 1.0.0
    */
@@ -251,7 +261,7 @@ export interface SignDigestOptions {
 
 export interface HasKeyResult {
   /**
-   * Whether the private key is there.
+   * Whether the person has a private key.
    *
    * @since 1.0.0
    */
@@ -267,21 +277,21 @@ export interface KeyInfo {
   alias: string;
 
   /**
-   * The kind of every key.
+   * Always this: every key is of this kind.
    *
    * @since 1.0.0
    */
   alg: 'RSA_2048';
 
   /**
-   * No creation time is recorded.
+   * Always this: no creation time is recorded.
    *
    * @since 1.0.0
    */
   createdAt: 'unknown';
 
   /**
-   * Keys are keychain items, outside the Secure Enclave.
+   * Always false: keys are kept in the keychain and not in the Secure Enclave.
    *
    * @since 1.0.0
    */
@@ -296,7 +306,7 @@ export interface KeyInfo {
   publicKeyPem: string;
 
   /**
-   * The certificate in the slot, whoever it belongs to; null when the slot is empty.
+   * The certificate in the slot, whoever it belongs to, or null if the slot is empty.
    *
    * @since 1.0.0
    */
@@ -305,7 +315,7 @@ export interface KeyInfo {
 
 export interface DeleteKeyResult {
   /**
-   * True, also when there was nothing to delete.
+   * Always true, even if there was nothing to delete.
    *
    * @since 1.0.0
    */
@@ -314,7 +324,7 @@ export interface DeleteKeyResult {
 
 export interface StoreCertificateResult {
   /**
-   * True: the certificate is the person's.
+   * Always true: the certificate is the person's. It does not say that the keychain took it.
    *
    * @since 1.0.0
    */
@@ -323,7 +333,7 @@ export interface StoreCertificateResult {
 
 export interface GetCertificateResult {
   /**
-   * The certificate as it was stored; null when the slot is empty.
+   * The certificate exactly as it was stored, or null if the slot is empty.
    *
    * @since 1.0.0
    */
@@ -332,7 +342,7 @@ export interface GetCertificateResult {
 
 export interface CreateCSRResult {
   /**
-   * The request in DER as one line of base64. In spite of the name there is no PEM header or footer.
+   * The request in DER, as one line of base64. In spite of the name there is no PEM header or footer.
    *
    * @since 1.0.0
    */
@@ -341,14 +351,14 @@ export interface CreateCSRResult {
 
 export interface SignDigestResult {
   /**
-   * The signature in standard base64: 256 bytes.
+   * The signature, 256 bytes, in standard base64.
    *
    * @since 1.0.0
    */
   signatureB64: string;
 
   /**
-   * The scheme of every signature.
+   * Always this: RSASSA-PKCS1-v1_5 with SHA-256.
    *
    * @since 1.0.0
    */
@@ -364,7 +374,7 @@ export interface SignDigestResult {
 
 export interface EnsureKeyResult {
   /**
-   * True: the new pair is there.
+   * Always true.
    *
    * @since 1.0.0
    */
@@ -373,7 +383,7 @@ export interface EnsureKeyResult {
 
 export interface BiometricStatusResult {
   /**
-   * Whether a prompt can be shown now.
+   * Whether a prompt can be shown right now.
    *
    * @since 1.0.0
    */
@@ -395,10 +405,12 @@ export interface BiometricStatusResult {
 }
 
 /**
+ * Whether a biometric prompt can be shown and, if not, why:
+ *
  * - `BIOMETRIC_SUCCESS`: a prompt can be shown.
  * - `BIOMETRIC_ERROR_NO_HARDWARE`: there is no sensor, or the app may not use it.
  * - `BIOMETRIC_ERROR_NONE_ENROLLED`: no face or finger is enrolled.
- * - `BIOMETRIC_ERROR_LOCKOUT`: after too many failures; unlocking the device with its passcode lifts it.
+ * - `BIOMETRIC_ERROR_LOCKOUT`: too many attempts failed. Unlocking the device with its passcode ends this.
  * - `BIOMETRIC_STATUS_UNKNOWN`: the device gave another reason.
  * - `UNKNOWN`: the device gave no reason.
  */
@@ -411,7 +423,7 @@ export type BiometricStatus =
   | 'UNKNOWN';
 
 /**
- * The kinds of sensor, numbered as the platform numbers them.
+ * The kinds of biometric sensor, with the platform's numbers.
  */
 export enum BiometryType {
   /**
@@ -436,7 +448,7 @@ export enum BiometryType {
 }
 
 /**
- * What each method rejects with.
+ * The messages that each method rejects with.
  */
 export interface RejectionMessages {
   /**
@@ -487,24 +499,24 @@ export interface RejectionMessages {
 }
 
 /**
- * Every message that some method rejects with.
+ * Any message that a method rejects with.
  */
 export type RejectionMessage = RejectionMessages[keyof DigitalSignPlugin];
 
 /**
- * What a method rejects with: `DigitalSignRejection<'signDigest'>`.
+ * What a call rejects with. `DigitalSignRejection<'signDigest'>` is the type for one method.
  */
 export interface DigitalSignRejection<Method extends keyof DigitalSignPlugin = keyof DigitalSignPlugin> extends Error {
   /**
-   * What went wrong.
+   * Tells what went wrong. It is for the program, not for the person: compare it, and show words of your own.
    *
    * @since 1.0.0
    */
   message: RejectionMessages[Method];
 
   /**
-   * With `ensure_key_failed` and `csr_failed` the device's own description of the failure, for a log. Otherwise
-   * absent, save that outside the app it is `UNAVAILABLE` and the message says what to do.
+   * The device's own description of the failure, for a log, if the message is `ensure_key_failed` or `csr_failed`.
+   * Outside the app it is the runtime's code, such as `UNAVAILABLE`. Otherwise it is absent.
    *
    * @since 1.0.0
    */
