@@ -12,6 +12,9 @@ export const tree = resolve(import.meta.dirname, '../..');
 
 export const run = promisify(execFile);
 
+/** The files of the repository. */
+export const trackedFiles = (await run('git', ['ls-files'], { cwd: tree })).stdout.trim().split('\n');
+
 export const read = (...path: string[]): Promise<string> => readFile(join(...path), 'utf8');
 
 declare module 'vitest' {

@@ -1,12 +1,12 @@
 import { cp, writeFile } from 'node:fs/promises';
-import { join } from 'node:path';
+import { join, posix } from 'node:path';
 import { describe, expect, inject, test } from 'vitest';
 
 import type { UserInfo } from '../src/definitions.js';
 
-import { read, run, tree } from './app.js';
+import { read, run, trackedFiles, tree } from './app.js';
 import { calls, methods } from './calls.js';
-import { PhonePage, bundle } from './page.js';
+import { PhonePage, bundle, open } from './page.js';
 
 const app = inject('app');
 const api = await read(tree, 'docs/api.md');
@@ -20,6 +20,41 @@ test('the API page is what the definitions generate', async () => {
   const options = ['--project', 'js/tsconfig.json', '--api', 'DigitalSignPlugin', '--output-readme', generated];
   await run(process.execPath, [docgen, ...options], { cwd: tree });
   expect(api, 'run "npm run docgen"').toBe(await read(generated));
+});
+
+const pages = trackedFiles.filter((file) => /^(README|docs\/.+)\.md$/.test(file));
+const folders = new Set(trackedFiles.filter((file) => file.includes('/')).map((file) => file.split('/')[0]));
+const isInTheTree = (path: string) => trackedFiles.some((file) => file === path || file.startsWith(`${path}/`));
+
+/** The anchor of a heading, as a forge makes it. */
+const anchorOf = (heading: string) =>
+  heading
+    .toLowerCase()
+    .replace(/[^\w -]/g, '')
+    .replaceAll(' ', '-');
+
+describe.each(pages)('%s', async (page) => {
+  const text = await read(tree, page);
+
+  test('links only to what is there', async () => {
+    const targets = [...text.matchAll(/\]\(([^)\s]+)\)/g)].map(([, target]) => target);
+    for (const target of targets.filter((target) => !/^https?:/.test(target))) {
+      const [path, anchor] = target.split('#');
+      const file = path ? posix.join(posix.dirname(page), path) : page;
+      expect(trackedFiles, target).toContain(file);
+      if (!anchor) continue;
+      const headings = [...(await read(tree, file)).matchAll(/^#+ (.+)$/gm)].map(([, heading]) => anchorOf(heading));
+      expect(headings, target).toContain(anchor);
+    }
+  });
+
+  test('names only files and folders that are in the tree', () => {
+    const paths = codeSpans(text).filter(
+      (code) => /^[\w.-]+(\/[\w.-]*)+$/.test(code) && folders.has(code.split('/')[0]),
+    );
+    const ofThisTree = paths.filter((path) => !path.startsWith('ios/App/')); // that is in the app
+    expect(ofThisTree.filter((path) => !isInTheTree(path.replace(/\/$/, '')))).toEqual([]);
+  });
 });
 
 const messages = new Set(methods.flatMap((method) => Object.keys(calls[method].rejections)));
@@ -39,8 +74,17 @@ test('the guide says of each rejection which methods it comes from', () => {
   );
 });
 
+const [enrolment, digits] = [...guide.matchAll(/```ts\n(.*?)```/gs)].map(([, code]) => code);
+
+test('the conversion of digits in the guide leaves ASCII digits and touches nothing else', async () => {
+  await writeFile(join(app, 'digits.ts'), digits);
+  const page = open();
+  page.eval(await bundle(app, join(app, 'digits.ts')));
+  expect(page.App.asciiDigits('۰۱۲۳۴۵۶۷۸۹ ٠١٢٣٤٥٦٧٨٩ 0123456789')).toBe('0123456789 0123456789 0123456789');
+  expect(page.App.asciiDigits('شهر Shiraz ½')).toBe('شهر Shiraz ½');
+});
+
 describe('the enrolment in the guide', async () => {
-  const [, enrolment] = guide.match(/```ts\n(.*?)```/s) ?? [];
   const userInfo = calls.createCSR.options.userInfo;
   const certPem = 'the certificate';
 
@@ -89,6 +133,6 @@ describe('the enrolment in the guide', async () => {
   });
 
   test('fails when the device did not keep the certificate', async () => {
-    await expect(enrol(true, null)).rejects.toThrow('did not keep');
+    await expect(enrol(true, null)).rejects.toThrow('did not store');
   });
 });

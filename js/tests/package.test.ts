@@ -3,11 +3,10 @@ import { dirname, join, normalize } from 'node:path';
 import { globSync } from 'tinyglobby';
 import { describe, expect, inject, test } from 'vitest';
 
-import { read, run, tree } from './app.js';
+import { read, trackedFiles, tree } from './app.js';
 
 const installed = join(inject('app'), 'node_modules/kavrel-crypto');
 const installedFiles = globSync('**', { cwd: installed, dot: true }).sort();
-const trackedFiles = (await run('git', ['ls-files'], { cwd: tree })).stdout.trim().split('\n');
 
 const isSource = (file: string) => /\.(c|cc|cpp|m|mm|S)$/.test(file);
 const isHeader = (file: string) => /\.(h|hpp)$/.test(file);
