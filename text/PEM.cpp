@@ -20,14 +20,16 @@ std::string without(std::string_view text, std::string_view marker) {
     return rest;
 }
 
-// The 25 characters with the Unicode property White_Space, in UTF-8, but for the blank and U+0009 to U+000D.
+// The platform's whitespace-and-newline set beyond ASCII, in UTF-8: the characters with the Unicode property
+// White_Space and, though it lacks that property, U+200B.
 constexpr std::string_view wideWhiteSpace[] = {
     "\xC2\x85",      // U+0085 next line
     "\xC2\xA0",      // U+00A0 no-break space
     "\xE1\x9A\x80",  // U+1680 Ogham space mark
     "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85",
     "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A",  // U+2000 to U+200A
-    "\xE2\x80\xA8",                                                                  // U+2028 line separator
+    "\xE2\x80\x8B",  // U+200B zero width space
+    "\xE2\x80\xA8",  // U+2028 line separator
     "\xE2\x80\xA9",  // U+2029 paragraph separator
     "\xE2\x80\xAF",  // U+202F narrow no-break space
     "\xE2\x81\x9F",  // U+205F medium mathematical space
@@ -36,11 +38,11 @@ constexpr std::string_view wideWhiteSpace[] = {
 
 /// The length of the white space at the start of `text`, which is not empty; 0 when it starts otherwise.
 std::size_t whiteSpaceLength(std::string_view text) {
-    const char first = text.front();
+    const auto first = static_cast<unsigned char>(text.front());
     if (first == ' ' || (first >= '\t' && first <= '\r')) {
         return 1;
     }
-    if (static_cast<unsigned char>(first) < 0x80) {
+    if (first < 0xC2 || first > 0xE3) {  // no entry of the table begins so
         return 0;
     }
     for (const std::string_view space : wideWhiteSpace) {

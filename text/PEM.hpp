@@ -14,9 +14,10 @@ namespace KavrelCrypto {
 /// not to be mended.
 std::string publicKeyPEM(BytesView publicKey);
 
-/// What is left of a certificate text (UTF-8) when every "-----BEGIN CERTIFICATE-----", then every
-/// "-----END CERTIFICATE-----", then every character with the Unicode property White_Space is taken out:
-/// base64, where the text was a certificate.
+/// Returns what is left of a certificate string (UTF-8) once every "-----BEGIN CERTIFICATE-----", then every
+/// "-----END CERTIFICATE-----", then all white space has been removed. White space is the platform's
+/// whitespace-and-newline set: the 25 characters with the Unicode property White_Space, and U+200B. The
+/// result is base64 if the string was a certificate.
 std::string certificatePEMBody(std::string_view text);
 
 }  // namespace KavrelCrypto

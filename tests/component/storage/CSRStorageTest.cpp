@@ -134,12 +134,12 @@ TEST_F(CertificateMatch, takesMarkersAndWhiteSpaceOutOfTheText) {
     expectExport(hex("AA BB"));
     EXPECT_TRUE(
         matches("-----BEGIN CERTIFICATE-----\r\n\tA A\xC2\xA0"
-                "E\n\nC\r\n-----END CERTIFICATE-----\n"));
+                "E\n\nC\xE2\x80\x8B\r\n-----END CERTIFICATE-----\n"));
 }
 
 TEST_F(CertificateMatch, failsOnWhatIsNoBase64BeforeAnythingElseIsAsked) {
     for (const char* text : {"AAE", "AAE*", "-----begin certificate-----AAEC-----end certificate-----",
-                             "# label\nAAEC", "AAEC\xE2\x80\x8B"}) {
+                             "# label\nAAEC", "AAEC\xE2\x80\x8D"}) {
         EXPECT_FALSE(matches(text)) << text;
     }
 }
