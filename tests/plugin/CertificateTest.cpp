@@ -1,5 +1,6 @@
 // "storeCertificate": which texts are the certificate of a person's key, and which are not.
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -113,7 +114,7 @@ TEST_F(CertificateTexts, ASelfSignedCertificateIsAsGoodAsAnother) {
     const Outcome outcome = sign(sara, OpenSSL::base64(OpenSSL::signedPart(der)));
     const Bytes signature = OpenSSL::fromBase64(text(outcome, "signatureB64"));
     ASSERT_EQ(signature.size(), 256U);
-    std::ranges::copy(signature, der.end() - 256);
+    std::copy(signature.begin(), signature.end(), der.end() - 256);
     ASSERT_TRUE(OpenSSL::isSignedBy(der, saraKey()));
     expectStored(OpenSSL::pem(der));
 }

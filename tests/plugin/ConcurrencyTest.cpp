@@ -28,7 +28,7 @@ std::string publicKeyPem(const std::string& nationalCode) {
 }
 
 bool isOneOf(const Outcome& outcome, const std::vector<Outcome>& expected) {
-    return std::ranges::find(expected, outcome) != expected.end();
+    return std::find(expected.begin(), expected.end(), outcome) != expected.end();
 }
 
 bool isResolved(const Outcome& outcome) {

@@ -164,7 +164,7 @@ TEST_F(Requests, MembersBeyondTheFourteenChangeNothing) {
 
 TEST_F(Requests, TheOrderOfTheMembersChangesNothing) {
     std::vector<JSMember> members = identity(sara).members();
-    std::ranges::reverse(members);
+    std::reverse(members.begin(), members.end());
     EXPECT_EQ(csrPem(JSObject(members)), csrPem());
 }
 

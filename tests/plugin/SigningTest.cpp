@@ -151,7 +151,8 @@ TEST_F(Signing, SeveralCallsArePendingAtOnceAndEachGetsItsOwnSignature) {
         const std::string whose = i % 4 == 3 ? "nobody" : sara;
         calls.push_back(begin("signDigest", digestFor(whose, OpenSSL::base64(Bytes{i}))));
     }
-    EXPECT_TRUE(std::ranges::all_of(calls, [](const auto& c) { return c->timesFinished() == 0; }));
+    EXPECT_TRUE(
+        std::all_of(calls.begin(), calls.end(), [](const auto& c) { return c->timesFinished() == 0; }));
     finish(calls);
     for (std::uint8_t i = 0; i < 8; ++i) {
         const Outcome outcome = outcomeOf(*calls[i]);

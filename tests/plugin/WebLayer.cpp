@@ -47,7 +47,8 @@ void finish(const std::vector<TestCallRef>& calls) {
     // A call that the main thread never finishes is to fail its test, and not to keep the others waiting.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     const auto isOver = [&] {
-        return std::ranges::all_of(calls, [](const TestCallRef& c) { return c->timesFinished() > 0; }) ||
+        return std::all_of(calls.begin(), calls.end(),
+                           [](const TestCallRef& c) { return c->timesFinished() > 0; }) ||
                std::chrono::steady_clock::now() > deadline;
     };
     const std::function<void()> lookAgain = [&] {
@@ -114,7 +115,8 @@ JSObject request(JSObject userInfo) {
 
 JSObject with(const JSObject& object, std::string_view key, JSValue value) {
     std::vector<JSMember> members = object.members();
-    const auto found = std::ranges::find(members, key, &JSMember::key);
+    const auto found = std::find_if(members.begin(), members.end(),
+                                    [&](const JSMember& member) { return member.key == key; });
     if (found == members.end()) {
         members.push_back({std::string(key), std::move(value)});
     } else {

@@ -22,7 +22,7 @@ using testing::Return;
 const Bytes privateTag = bytesOf("com.solbera.app.privatekey.a");
 
 MATCHER_P(isLookupOf, tag, "") {
-    return std::ranges::find(arg, CFDictionaryEntry{kSecAttrApplicationTag, tag}) != arg.end();
+    return std::find(arg.begin(), arg.end(), CFDictionaryEntry{kSecAttrApplicationTag, tag}) != arg.end();
 }
 
 MATCHER(isSlotQuery, "") {
