@@ -51,40 +51,14 @@ NSArray<CAPPluginMethod*>* methodTable() {
 }
 #pragma clang diagnostic pop
 
-- (void)hasKey:(CAPPluginCall*)call {
-    component().hasKey(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)getKeyInfo:(CAPPluginCall*)call {
-    component().getKeyInfo(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)deleteKey:(CAPPluginCall*)call {
-    component().deleteKey(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)storeCertificate:(CAPPluginCall*)call {
-    component().storeCertificate(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)getCertificate:(CAPPluginCall*)call {
-    component().getCertificate(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)createCSR:(CAPPluginCall*)call {
-    component().createCSR(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)signDigest:(CAPPluginCall*)call {
-    component().signDigest(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)ensureKey:(CAPPluginCall*)call {
-    component().ensureKey(KavrelCrypto::makeCapacitorCall(call));
-}
-
-- (void)getBiometricStatus:(CAPPluginCall*)call {
-    component().getBiometricStatus(KavrelCrypto::makeCapacitorCall(call));
-}
+// The entry points, from the component's list of its methods.
+#define ADVERTISED(name)
+#define METHOD(name)                                             \
+    -(void)name : (CAPPluginCall*)call {                         \
+        component().name(KavrelCrypto::makeCapacitorCall(call)); \
+    }
+KAVREL_CRYPTO_METHODS(ADVERTISED, METHOD)
+#undef ADVERTISED
+#undef METHOD
 
 @end

@@ -7,32 +7,19 @@
 namespace KavrelCrypto {
 namespace {
 
-/// "setStyle" is advertised and handled by nobody, on purpose: web layers count on finding it in the table.
+#define ADVERTISED(name) {#name, nullptr},
+#define METHOD(name) {#name, &DigitalSignPlugin::name},
+constexpr DigitalSignPlugin::Method allMethods[] = {KAVREL_CRYPTO_METHODS(ADVERTISED, METHOD)};
+#undef ADVERTISED
+#undef METHOD
+
 std::vector<CAPPluginMethod> methodTable() {
-    return {
-        {"setStyle", "promise"},           {"hasKey", "promise"},           {"getKeyInfo", "promise"},
-        {"deleteKey", "promise"},          {"storeCertificate", "promise"}, {"getCertificate", "promise"},
-        {"createCSR", "promise"},          {"signDigest", "promise"},       {"ensureKey", "promise"},
-        {"getBiometricStatus", "promise"},
-    };
+    std::vector<CAPPluginMethod> table;
+    for (const DigitalSignPlugin::Method& method : allMethods) {
+        table.push_back({std::string(method.name), "promise"});
+    }
+    return table;
 }
-
-struct EntryPoint {
-    std::string_view method;
-    void (DigitalSignPlugin::*handler)(const CAPPluginCallRef&) const;
-};
-
-constexpr EntryPoint entryPoints[] = {
-    {"hasKey", &DigitalSignPlugin::hasKey},
-    {"getKeyInfo", &DigitalSignPlugin::getKeyInfo},
-    {"deleteKey", &DigitalSignPlugin::deleteKey},
-    {"storeCertificate", &DigitalSignPlugin::storeCertificate},
-    {"getCertificate", &DigitalSignPlugin::getCertificate},
-    {"createCSR", &DigitalSignPlugin::createCSR},
-    {"signDigest", &DigitalSignPlugin::signDigest},
-    {"ensureKey", &DigitalSignPlugin::ensureKey},
-    {"getBiometricStatus", &DigitalSignPlugin::getBiometricStatus},
-};
 
 }  // namespace
 
@@ -44,6 +31,10 @@ DigitalSignPlugin::DigitalSignPlugin(CAPBridgeProtocol* bridge, std::string plug
       pluginMethods_(methodTable()),
       identifier_("DigitalSignPlugin"),
       jsName_("DigitalSign") {}
+
+std::span<const DigitalSignPlugin::Method> DigitalSignPlugin::methods() {
+    return allMethods;
+}
 
 const std::vector<CAPPluginMethod>& DigitalSignPlugin::pluginMethods() const {
     return pluginMethods_;
@@ -58,12 +49,12 @@ const std::string& DigitalSignPlugin::jsName() const {
 }
 
 bool DigitalSignPlugin::perform(std::string_view method, const CAPPluginCallRef& call) const {
-    const auto* const entryPoint =
-        std::ranges::find_if(entryPoints, [&](const EntryPoint& e) { return e.method == method; });
-    if (entryPoint == std::end(entryPoints)) {
+    const auto* const found = std::find_if(std::begin(allMethods), std::end(allMethods),
+                                           [&](const Method& m) { return m.name == method; });
+    if (found == std::end(allMethods) || found->entryPoint == nullptr) {
         return false;
     }
-    (this->*entryPoint->handler)(call);
+    (this->*found->entryPoint)(call);
     return true;
 }
 

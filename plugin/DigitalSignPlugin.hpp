@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -8,6 +9,23 @@
 #include "platform/Capacitor.hpp"
 #include "plugin/UserInfo.hpp"
 #include "text/Bytes.hpp"
+
+/// The one list of the plugin's methods, in the order in which the runtime is told about them. The method
+/// table, the dispatch by name, the entry points of the Objective-C class and the help of `kavrel` are made
+/// from it. METHOD(name) stands for a method that the operation of the same name handles. ADVERTISED(name)
+/// stands for one that nobody handles: web layers count on finding "setStyle" in the table, and a call of it
+/// is never finished.
+#define KAVREL_CRYPTO_METHODS(ADVERTISED, METHOD) \
+    ADVERTISED(setStyle)                          \
+    METHOD(hasKey)                                \
+    METHOD(getKeyInfo)                            \
+    METHOD(deleteKey)                             \
+    METHOD(storeCertificate)                      \
+    METHOD(getCertificate)                        \
+    METHOD(createCSR)                             \
+    METHOD(signDigest)                            \
+    METHOD(ensureKey)                             \
+    METHOD(getBiometricStatus)
 
 namespace KavrelCrypto {
 
@@ -24,14 +42,22 @@ class DigitalSignPlugin final : public CAPPlugin, public CAPBridgedPlugin {
     DigitalSignPlugin();
     DigitalSignPlugin(CAPBridgeProtocol* bridge, std::string pluginId, std::string pluginName);
 
-    /// The ten registered methods, "setStyle" first. "setStyle" is advertised and has no handler, on purpose:
-    /// a call of it is never finished by the plugin.
+    /// One of the plugin's methods: its name and its entry point, which is null for "setStyle".
+    struct Method {
+        std::string_view name;
+        void (DigitalSignPlugin::*entryPoint)(const CAPPluginCallRef& call) const;
+    };
+
+    /// The ten methods in the order of the table.
+    [[nodiscard]] static std::span<const Method> methods();
+
+    /// The same ten as the runtime reads them: each returns a "promise".
     [[nodiscard]] const std::vector<CAPPluginMethod>& pluginMethods() const override;
     [[nodiscard]] const std::string& identifier() const override;
     [[nodiscard]] const std::string& jsName() const override;
 
-    /// Hands `call` to the entry point named `method`, as the runtime does. False, with the call untouched,
-    /// when there is no such entry point.
+    /// Hands `call` to the entry point of the method named `method`, as the runtime does. Returns false, and
+    /// leaves the call alone, if there is no such method or it has no entry point.
     bool perform(std::string_view method, const CAPPluginCallRef& call) const;
 
     /// "nationalCode" -> { "exists": boolean }: whether the person's private key is there.

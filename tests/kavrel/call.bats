@@ -152,6 +152,13 @@ load helper
     assert_refused_saying 'no method ""'
 }
 
+@test "the help names the methods of the table, and says which one never ends" {
+    run --separate-stderr kavrel call --help
+    assert_success
+    assert_equal "$(sed -n '/^  METHOD/,/^  OPTIONS/p' <<<"$output" | tr -s '[:space:]' ' ')" \
+        " METHOD one of hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR, signDigest, ensureKey, getBiometricStatus; setStyle is there too, but a call of it never ends OPTIONS its arguments, a JSON object; {} without it; - reads it from standard input, "
+}
+
 @test "a wrong command line is refused, and leaves no device behind" {
     call
     assert_refused_saying 'METHOD is required'

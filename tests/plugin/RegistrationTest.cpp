@@ -21,6 +21,16 @@ TEST_F(Registration, TheMethodTableHasTenPromisesWithSetStyleFirst) {
     EXPECT_EQ(DigitalSignPlugin(nullptr, "DigitalSign", "DigitalSign").pluginMethods(), expected);
 }
 
+TEST_F(Registration, TheListOfMethodsIsTheTableAndOnlySetStyleHasNoEntryPoint) {
+    const std::vector<CAPPluginMethod> table = DigitalSignPlugin().pluginMethods();
+    ASSERT_EQ(DigitalSignPlugin::methods().size(), table.size());
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        const auto& [name, entryPoint] = DigitalSignPlugin::methods()[i];
+        EXPECT_EQ(name, table[i].name);
+        EXPECT_EQ(entryPoint == nullptr, name == "setStyle") << name;
+    }
+}
+
 TEST_F(Registration, ThePluginNamesItselfTheSameAfterEitherConstruction) {
     const DigitalSignPlugin plain;
     const DigitalSignPlugin bridged(nullptr, "some id", "some name");

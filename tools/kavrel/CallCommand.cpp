@@ -1,5 +1,5 @@
-#include <algorithm>
 #include <cstdio>
+#include <string_view>
 #include <unistd.h>
 #include <utility>
 
@@ -14,16 +14,16 @@ namespace {
 
 enum ExitStatus { resolved = 0, rejected = 1, neverFinished = 3 };
 
-void checkMethod(const DigitalSignPlugin& plugin, const std::string& method) {
-    const auto& known = plugin.pluginMethods();
-    if (std::any_of(known.begin(), known.end(), [&](const auto& entry) { return entry.name == method; })) {
-        return;
-    }
+void checkMethod(std::string_view method) {
     std::string names;
-    for (const CAPPluginMethod& entry : known) {
-        names += (names.empty() ? "" : ", ") + entry.name;
+    for (const auto& [name, entryPoint] : DigitalSignPlugin::methods()) {
+        if (name == method) {
+            return;
+        }
+        names.append(names.empty() ? "" : ", ").append(name);
     }
-    throw CommandError("the plugin has no method \"" + method + "\". Its methods are " + names + ".");
+    throw CommandError("the plugin has no method \"" + std::string(method) + "\". Its methods are " + names +
+                       ".");
 }
 
 JSObject parseOptions(const std::string& text, const std::string& source) {
@@ -52,14 +52,13 @@ JSObject readOptions(const std::string& argument) {
 }  // namespace
 
 int callCommand(const Settings& settings, const std::string& method, const std::string& options) {
-    const DigitalSignPlugin plugin;
-    checkMethod(plugin, method);
+    checkMethod(method);
     JSObject arguments = readOptions(options);
     const Output output(STDERR_FILENO);
     openChosenDevice(settings);
     answerPrompts(settings.prompt);
 
-    const auto outcome = performCall(plugin, method, std::move(arguments));
+    const auto outcome = performCall(DigitalSignPlugin(), method, std::move(arguments));
     if (!outcome) {
         std::fprintf(stderr, "kavrel: \"%s\" was delivered, and nothing will ever finish the call.\n",
                      method.c_str());

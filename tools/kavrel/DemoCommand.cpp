@@ -20,6 +20,7 @@
 #include "tools/kavrel/Prompt.hpp"
 #include "tools/kavrel/TemporaryFolder.hpp"
 #include "tools/kavrel/TestAuthority.hpp"
+#include "tools/kavrel/Text.hpp"
 
 namespace KavrelCrypto::Host {
 namespace {
@@ -70,26 +71,9 @@ JSValue abridged(const JSValue& value) {
     return JSObject(std::move(members));
 }
 
-/// `text` with `margin` blanks before each line that is not empty.
-std::string indented(const std::string& text, std::size_t margin) {
-    std::istringstream lines(text);
-    std::string result;
-    for (std::string line; std::getline(lines, line);) {
-        result += (line.empty() ? "" : std::string(margin, ' ')) + line + "\n";
-    }
-    return result;
-}
-
-/// `line` on as many lines as it needs, broken after commas.
-std::string folded(std::string line) {
-    constexpr std::size_t width = 76;
-    std::string result;
-    while (line.size() > width && line.rfind(',', width) != std::string::npos) {
-        const std::size_t end = line.rfind(',', width) + 1;
-        result.append(line, 0, end).append("\n   ");
-        line.erase(0, end);
-    }
-    return result + line;
+/// `line` on as many lines as it needs beside the margin.
+std::string foldedLine(const std::string& line) {
+    return folded(line, 76, "   ");
 }
 
 std::string textUnder(const JSObject& result, std::string_view key) {
@@ -118,7 +102,8 @@ Certificate readCertificate(const std::string& pem) {
 
 std::string describeCertificate(X509& certificate) {
     const auto name = [](const X509_NAME* which) {
-        return folded(written([&](BIO* output) { X509_NAME_print_ex(output, which, 0, XN_FLAG_ONELINE); }));
+        return foldedLine(
+            written([&](BIO* output) { X509_NAME_print_ex(output, which, 0, XN_FLAG_ONELINE); }));
     };
     return "for:   " + name(X509_get_subject_name(&certificate)) +
            "\nfrom:  " + name(X509_get_issuer_name(&certificate)) + "\nuntil: " +
@@ -164,8 +149,8 @@ class Demo {
     JSObject call(const std::string& method, const JSObject& options) const {
         const auto outcome = performCall(plugin_, method, options);
         const std::string ended = outcome ? writeJSON(abridged(outcomeValue(*outcome))) : "never finished";
-        show(folded("kavrel call " + method + " '" + writeJSON(abridged(options)) + "'") + "\n" +
-             folded("-> " + ended));
+        show(foldedLine("kavrel call " + method + " '" + writeJSON(abridged(options)) + "'") + "\n" +
+             foldedLine("-> " + ended));
         if (!outcome || !std::holds_alternative<JSObject>(*outcome)) {
             throw DemoFailure("the call of " + method + " was not resolved: " + ended);
         }

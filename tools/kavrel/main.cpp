@@ -5,7 +5,9 @@
 #include <iostream>
 
 #include "platform/desktop/Device.hpp"
+#include "plugin/DigitalSignPlugin.hpp"
 #include "tools/kavrel/Commands.hpp"
+#include "tools/kavrel/Text.hpp"
 
 namespace KavrelCrypto::Host {
 
@@ -29,13 +31,21 @@ struct CommandLine {
     std::function<int()> command;
 };
 
+/// What the help says of METHOD: the names in the plugin's own list.
+std::string methodHelp() {
+    std::string handled;
+    std::string unhandled;
+    for (const auto& [name, entryPoint] : DigitalSignPlugin::methods()) {
+        std::string& names = entryPoint != nullptr ? handled : unhandled;
+        names.append(names.empty() ? "" : ", ").append(name);
+    }
+    return folded("one of " + handled + "; " + unhandled + " is there too, but a call of it never ends", 80,
+                  "");
+}
+
 void addCall(CLI::App& kavrel, CommandLine& line) {
     CLI::App* call = kavrel.add_subcommand("call", "Make one plugin call, as a web app would");
-    call->add_option("METHOD", line.method,
-                     "hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR,\n"
-                     "signDigest, ensureKey or getBiometricStatus; setStyle is there too, and never ends")
-        ->required()
-        ->option_text(" ");
+    call->add_option("METHOD", line.method, methodHelp())->required()->option_text(" ");
     call->add_option("OPTIONS", line.options,
                      "its arguments, a JSON object; {} without it; - reads it from standard input,\n"
                      "@FILE from a file")
