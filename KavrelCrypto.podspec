@@ -8,7 +8,7 @@ Pod::Spec.new do |s|
   s.summary = package['description']
   s.license = package['license']
   s.author = package['author']
-  # The pod is installed from node_modules and never fetched. CocoaPods only insists on having these two.
+  # CocoaPods insists on these two, although the pod is installed from node_modules and never fetched.
   s.homepage = 'https://capacitorjs.com'
   s.source = { :git => '' }
 
@@ -16,7 +16,7 @@ Pod::Spec.new do |s|
                    'platform/*.{cpp,hpp}',
                    'platform/apple/*.{cpp,hpp,mm}',
                    'ios/*.{h,hpp,m,mm}'
-  # The other headers are C++, which the app's Swift code cannot take in.
+  # The other headers are C++, which Swift cannot import.
   s.public_header_files = 'ios/DigitalSignPlugin.h'
   s.resource_bundles = { 'KavrelCryptoPrivacy' => ['ios/PrivacyInfo.xcprivacy'] }
 

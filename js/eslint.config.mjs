@@ -1,7 +1,7 @@
 import { FlatCompat } from '@eslint/eslintrc';
 import js from '@eslint/js';
 
-// The shared configuration is written in ESLint's former format.
+// The shared configuration is still written in ESLint's old format.
 const compat = new FlatCompat({ baseDirectory: import.meta.dirname, recommendedConfig: js.configs.recommended });
 const shared = compat.config({
   extends: ['@ionic/eslint-config/recommended'],

@@ -6,7 +6,7 @@ export default defineConfig({
     root: import.meta.dirname,
     include: ['tests/*.test.ts'],
     globalSetup: 'tests/app.ts',
-    // The first run of the Capacitor CLI and of the compiler on a busy machine.
+    // The Capacitor CLI and the compiler take this long the first time, on a busy machine.
     testTimeout: 120_000,
     hookTimeout: 120_000,
   },

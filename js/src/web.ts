@@ -6,7 +6,7 @@ const instructions =
   'DigitalSign needs the keychain and the biometric sensor of a device: run this in the iOS app, ' +
   'or make the call in a terminal, on the desktop device, with "kavrel call".';
 
-/** What a plain browser gets: a refusal that says what to do. */
+/** Refuses every call in a plain browser, and says what to do instead. */
 export class DigitalSignWeb extends WebPlugin implements DigitalSignPlugin {
   private readonly refuse = async (): Promise<never> => {
     throw this.unavailable(instructions);

@@ -51,7 +51,7 @@ describe.each([
     expect({ ...rejection, message: rejection.message }).toEqual({ message, errorMessage: message, code });
   });
 
-  test('calls that are pending at once are each finished with their own answer', async () => {
+  test('calls that are pending at once are each settled with their own answer', async () => {
     const page = await PhonePage.open(app, script, ({ options }) => ({
       data: { signatureB64: '', algo: 'RSA_SHA256', digestB64: (options as { digestB64: string }).digestB64 },
     }));
@@ -60,12 +60,12 @@ describe.each([
     expect(results.map((result) => result.digestB64)).toEqual(['AA==', 'AQ==', 'Ag==']);
   });
 
-  test('setStyle, which is advertised and has no handler, reaches the native side and is never finished', async () => {
+  test('setStyle, which is advertised and has no handler, reaches the native side and is never settled', async () => {
     const page = await answering(undefined);
     const { setStyle } = page.app.DigitalSign as unknown as { setStyle(): Promise<unknown> };
-    const finished = setStyle();
+    const settled = setStyle();
     const pending = new Promise((resolve) => setTimeout(resolve, 100, 'pending'));
-    expect(await Promise.race([finished, pending])).toBe('pending');
+    expect(await Promise.race([settled, pending])).toBe('pending');
     expect(page.posted.map(({ methodName }) => methodName)).toEqual(['setStyle']);
   });
 

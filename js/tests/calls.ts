@@ -5,7 +5,7 @@ export type Method = keyof DigitalSignPlugin;
 interface Call<M extends Method> {
   options: Parameters<DigitalSignPlugin[M]>[0];
   result: Awaited<ReturnType<DigitalSignPlugin[M]>>;
-  /** The code of each message. A message too many or too few does not compile. */
+  /** The code that comes with each message. A missing message does not compile, and neither does one too many. */
   rejections: Record<RejectionMessages[M], string | undefined>;
 }
 
@@ -14,7 +14,7 @@ const certPem = '-----BEGIN CERTIFICATE-----\nMAA=\n-----END CERTIFICATE-----\n'
 const digestB64 = 'LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCQ=';
 const description = 'The operation couldn’t be completed. (OSStatus error -34018.)';
 
-/** One call of every method, with what may become of it. */
+/** A call of every method, with everything that it may resolve or reject with. */
 export const calls: { [M in Method]: Call<M> } = {
   hasKey: {
     options: { nationalCode },
@@ -108,12 +108,12 @@ export const calls: { [M in Method]: Call<M> } = {
 
 export const methods = Object.keys(calls) as Method[];
 
-/** Calls `method` as a web layer does. */
+/** Calls `method` as an app does. */
 export function call(plugin: DigitalSignPlugin, method: Method): Promise<unknown> {
   return (plugin[method] as (options: unknown) => Promise<unknown>)(calls[method].options);
 }
 
-/** What a call rejects with. A call that resolves is a failure. */
+/** Returns what a call rejects with. Rejects if the call resolves. */
 export async function rejectionOf(pending: Promise<unknown>): Promise<DigitalSignRejection> {
   const resolved = new Error('the call was resolved');
   return pending.then(

@@ -26,7 +26,7 @@ const pages = trackedFiles.filter((file) => /^(README|docs\/.+)\.md$/.test(file)
 const folders = new Set(trackedFiles.filter((file) => file.includes('/')).map((file) => file.split('/')[0]));
 const isInTheTree = (path: string) => trackedFiles.some((file) => file === path || file.startsWith(`${path}/`));
 
-/** The anchor of a heading, as a forge makes it. */
+/** Returns the anchor that a Markdown viewer makes of a heading. */
 const anchorOf = (heading: string) =>
   heading
     .toLowerCase()
@@ -65,7 +65,7 @@ test.each(methods)('the API page names each rejection of %s', (method) => {
   expect(named.sort()).toEqual(Object.keys(calls[method].rejections).sort());
 });
 
-test('the guide says of each rejection which methods it comes from', () => {
+test('the guide says for each rejection which methods it comes from', () => {
   const rows = [...guide.matchAll(/^\| `([^`]+)` \| (`[^|]+) \| .+ \| .+ \|$/gm)];
   const described = rows.map(([, message, from]) => [message, codeSpans(from)]);
   const from = (message: string) => methods.filter((method) => message in calls[method].rejections);
@@ -90,13 +90,13 @@ describe('the enrolment in the guide', async () => {
 
   await writeFile(join(app, 'enrolment.ts'), enrolment);
 
-  /** Runs it on the phone, where `kept` is what the device keeps, and gives the methods it called. */
-  async function enrol(enabled: boolean, kept: string | null): Promise<string[]> {
+  /** Runs it on a phone whose slot holds `slot` in the end, and returns the methods that it called. */
+  async function enrol(enabled: boolean, slot: string | null): Promise<string[]> {
     const answers: Record<string, object> = {
       getBiometricStatus: { enabled, status: 'BIOMETRIC_ERROR_LOCKOUT', type: 2 },
       createCSR: { csrPem: 'the request' },
       storeCertificate: { stored: true },
-      getCertificate: { certPem: kept },
+      getCertificate: { certPem: slot },
     };
     const script = await bundle(app, join(app, 'enrolment.ts'));
     const page = await PhonePage.open(app, script, ({ methodName }) => ({ data: answers[methodName] }));
@@ -119,7 +119,7 @@ describe('the enrolment in the guide', async () => {
     expect(stdout).toBe('');
   });
 
-  test('takes a person from the request to the kept certificate', async () => {
+  test('takes a person from the request to the stored certificate', async () => {
     expect(await enrol(true, certPem)).toEqual([
       'getBiometricStatus',
       'createCSR',
@@ -128,11 +128,11 @@ describe('the enrolment in the guide', async () => {
     ]);
   });
 
-  test('stops before the request where the person could not sign', async () => {
+  test('stops before the request if the person could not sign', async () => {
     await expect(enrol(false, null)).rejects.toThrow('BIOMETRIC_ERROR_LOCKOUT');
   });
 
-  test('fails when the device did not keep the certificate', async () => {
+  test('fails if the device did not store the certificate', async () => {
     await expect(enrol(true, null)).rejects.toThrow('did not store');
   });
 });

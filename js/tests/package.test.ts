@@ -12,7 +12,7 @@ const isSource = (file: string) => /\.(c|cc|cpp|m|mm|S)$/.test(file);
 const isHeader = (file: string) => /\.(h|hpp)$/.test(file);
 const quoted = (text = '') => [...text.matchAll(/["']([^"']+)["']/g)].map(([, inner]) => inner);
 
-/** What the phone runs: what the desktop builds link besides their device, the Apple device and the plugin class. */
+/** The sources that the phone runs: the component, the Apple device and the plugin class. */
 const cmake = await read(tree, 'CMakeLists.txt');
 const component = [...cmake.matchAll(/add_library\(\w+ STATIC([^)]+)\)/g)].flatMap(
   ([, files]) => files.match(/\S+\.cpp/g) ?? [],
@@ -30,7 +30,7 @@ const podFiles = quoted(podspec.match(/source_files = ([^=]+)\n\s+(?:#|s\.)/)?.[
   globSync(pattern, { cwd: installed }),
 );
 
-/** The files of the package that `file` includes by name. */
+/** Returns the files of the package that `file` includes by name. */
 async function includes(file: string): Promise<string[]> {
   const names = [...(await read(installed, file)).matchAll(/^\s*#\s*(?:include|import) "(.+)"/gm)].map(
     ([, name]) => name,
@@ -41,7 +41,7 @@ async function includes(file: string): Promise<string[]> {
   });
 }
 
-/** Everything that the compiler reads of the package, found by following the includes. */
+/** Returns every file of the package that the compiler reads, found by following the includes. */
 async function reached(): Promise<Set<string>> {
   const files = new Set(sources);
   for (const file of files) {
@@ -51,7 +51,7 @@ async function reached(): Promise<Set<string>> {
 }
 
 describe('the Swift package', () => {
-  test('is called, with its product and its target, as the Capacitor CLI will call it', () => {
+  test('has the name that the Capacitor CLI expects, and so have its product and its target', () => {
     const names = [...manifest.matchAll(/^ +name: "(.+)",$/gm)].map(([, name]) => name);
     expect(names).toEqual(['KavrelCrypto', 'KavrelCrypto', 'KavrelCrypto']);
   });
@@ -75,7 +75,7 @@ describe('the Swift package', () => {
 });
 
 describe('the pod', () => {
-  test('is called as the Capacitor CLI will call it', () => {
+  test('has the name that the Capacitor CLI expects', () => {
     expect(quoted(podspec.match(/s\.name = (.+)/)?.[1])).toEqual(['KavrelCrypto']);
   });
 

@@ -5,7 +5,7 @@ import { build } from 'vite';
 
 import { read } from './app.js';
 
-/** What the script bridge posts for a call. */
+/** A call, as the script bridge posts it. */
 export interface Message {
   callbackId: string;
   pluginId: string;
@@ -14,10 +14,10 @@ export interface Message {
   type: string;
 }
 
-/** How the native side finishes a call. */
+/** How the native side settles a call. */
 export type Answer = { data: object } | { error: { message: string; code?: string } };
 
-/** What an app's bundle makes of `export * from 'kavrel-crypto'`. */
+/** The exports of an app's bundle of `export * from 'kavrel-crypto'`. */
 // eslint-disable-next-line @typescript-eslint/consistent-type-imports
 export type Bundle = typeof import('../src/index.js');
 
@@ -35,7 +35,7 @@ export const registeredMethods = [
   'getBiometricStatus',
 ];
 
-/** Bundles `entry`, a file of the app, as the app's own build does. Its exports become the global `App`. */
+/** Bundles `entry`, a file of the app, as the app's own build would. Its exports become the global `App`. */
 export async function bundle(app: string, entry: string): Promise<string> {
   const output = await build({
     configFile: false,
@@ -47,7 +47,7 @@ export async function bundle(app: string, entry: string): Promise<string> {
   return chunks[0].code;
 }
 
-/** What the runtime gives the page at document start, in its order. */
+/** The scripts that the runtime runs in the page at document start, in its order. */
 async function documentStart(app: string): Promise<string[]> {
   const assets = join(app, 'node_modules/@capacitor/ios/Capacitor/Capacitor/assets');
   const promised = (name: string) => ({ name, rtype: 'promise' });
@@ -80,22 +80,22 @@ async function documentStart(app: string): Promise<string[]> {
   ];
 }
 
-/** An empty page of a plain browser. */
+/** Opens an empty page in a plain browser. */
 export function open(): DOMWindow {
   return new JSDOM('<!doctype html>', { runScripts: 'outside-only', virtualConsole: new VirtualConsole() }).window;
 }
 
-/** The app's page on the phone: the runtime's own scripts, over a stand-in for its native side. */
+/** The app's page on a phone: the runtime's own scripts over a stand-in for its native side. */
 export class PhonePage {
-  /** What the native side was sent. */
+  /** The messages that the native side received. */
   readonly posted: Message[] = [];
 
-  /** What the app's script exports. */
+  /** The exports of the app's script. */
   readonly app: Bundle;
 
   private readonly window = open();
 
-  /** `answer` finishes a call later, or gives nothing and leaves it pending. */
+  /** `answer` returns how a call will be settled, or nothing to leave it pending. */
   private constructor(
     injected: string[],
     script: string,
@@ -115,11 +115,11 @@ export class PhonePage {
   private receive(message: Message): void {
     this.posted.push(JSON.parse(JSON.stringify(message)));
     const answer = this.answer(message);
-    if (answer) setTimeout(() => this.finish(message, answer));
+    if (answer) setTimeout(() => this.settle(message, answer));
   }
 
-  /** Evaluates in the page what the native side does to finish a call. */
-  private finish({ callbackId, pluginId, methodName }: Message, answer: Answer): void {
+  /** Evaluates in the page what the native side evaluates to settle a call. */
+  private settle({ callbackId, pluginId, methodName }: Message, answer: Answer): void {
     const result =
       'data' in answer
         ? { save: false, success: true, data: answer.data }

@@ -7,7 +7,7 @@ import { read, run, tree } from './app.js';
 
 const app = inject('app');
 
-/** Runs the Capacitor CLI in the app and gives all that it prints. */
+/** Runs the Capacitor CLI in the app and returns all that it prints. */
 async function cap(...args: string[]): Promise<string> {
   const cli = join(app, 'node_modules/@capacitor/cli/bin/capacitor');
   const command = run(process.execPath, [cli, ...args], { cwd: app });
@@ -30,14 +30,14 @@ describe.each([
     ],
   ],
   ['CocoaPods', 'CocoaPods', 'ios/App/Podfile', [`pod 'KavrelCrypto', :path => '../../node_modules/kavrel-crypto'`]],
-])('a fresh app of the %s flavour', (_, packagemanager, manifest, entries) => {
+])('a fresh app that uses %s', (_, packagemanager, manifest, entries) => {
   let printed: string;
 
   beforeAll(async () => {
     await rm(join(app, 'ios'), { recursive: true, force: true });
     await rm(join(app, 'www'), { recursive: true, force: true });
     await cap('add', 'ios', '--packagemanager', packagemanager);
-    // Only now: where there are web files, this CLI syncs while it adds, as if every app were a CocoaPods one.
+    // Made only now, because with web files in place this CLI also syncs when it adds, as if for CocoaPods.
     await mkdir(join(app, 'www'));
     await writeFile(join(app, 'www/index.html'), '<!doctype html><title>App</title>');
     printed = await cap('sync', 'ios');
@@ -47,7 +47,7 @@ describe.each([
     expect(printed).toMatch(/Found 1 Capacitor plugin for ios:\s+kavrel-crypto@1\.0\.0/);
   });
 
-  test('is synced without a warning but for what this machine lacks', () => {
+  test('is synced without a warning, except about what this machine lacks', () => {
     const warnings = printed.split('\n').filter((line) => /\[(warn|error)\]/.test(line));
     expect(warnings.filter((line) => !/CocoaPods is not installed|xcodebuild/.test(line))).toEqual([]);
   });
@@ -57,7 +57,7 @@ describe.each([
     expect(packageClassList).toEqual(['DigitalSignPlugin']);
   });
 
-  test.each(entries)('takes up the native package: %s', async (entry) => {
+  test.each(entries)('lists the native package: %s', async (entry) => {
     expect(await read(app, manifest)).toContain(entry);
   });
 

@@ -1,4 +1,4 @@
-// Compiled and never run: the whole interface as an app uses it, with each misuse that the types must catch.
+// Uses the whole interface as an app does, with every misuse that the types must catch. It is compiled and never run.
 import { BiometryType, DigitalSign } from 'kavrel-crypto';
 import type {
   BiometricStatus,
@@ -39,7 +39,7 @@ export async function everyMethod(userInfo: UserInfo): Promise<void> {
   const status: BiometricStatusResult = await DigitalSign.getBiometricStatus();
 
   const booleans: boolean[] = [has.exists, deleted.deleted, stored.stored, ensured.ok, status.enabled];
-  const texts: string[] = [info.alias, info.publicKeyPem, created.csrPem, signed.signatureB64, signed.digestB64];
+  const strings: string[] = [info.alias, info.publicKeyPem, created.csrPem, signed.signatureB64, signed.digestB64];
   const constants: ['RSA_2048', 'unknown', false, 'RSA_SHA256'] = [
     info.alg,
     info.createdAt,
@@ -49,11 +49,11 @@ export async function everyMethod(userInfo: UserInfo): Promise<void> {
   const optional: (string | null)[] = [info.certificate, kept.certPem];
   const why: BiometricStatus = status.status;
   const sensor: BiometryType = status.type;
-  console.log(booleans, texts, constants, optional, why, sensor === BiometryType.faceID);
+  console.log(booleans, strings, constants, optional, why, sensor === BiometryType.faceID);
 
-  // @ts-expect-error an empty slot gives null
+  // @ts-expect-error an empty slot is null
   kept.certPem.trim();
-  // @ts-expect-error the person is a text
+  // @ts-expect-error the person is a string
   await DigitalSign.hasKey({ nationalCode: 12345678 });
   // @ts-expect-error the person is required
   await DigitalSign.ensureKey({});
@@ -83,7 +83,7 @@ export async function whatToDo(): Promise<string> {
     switch (message) {
       case 'nationalCode required':
       case 'invalid digestB64':
-        return 'mend the call';
+        return 'correct the call';
       case 'sign_failed':
         return 'ask again';
       // @ts-expect-error signDigest never says so

@@ -1,4 +1,4 @@
-// A program of somebody else's: makes a key on a desktop device and asks whether it is there.
+// A program that somebody else might write: it makes a key on a desktop device and asks whether it is there.
 
 #include <cstdio>
 #include <memory>
