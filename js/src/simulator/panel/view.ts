@@ -1,0 +1,33 @@
+/** One page of the panel. */
+export interface View {
+  readonly node: HTMLElement;
+  /** Shows what the phone says now. Called only while somebody can see it. */
+  update(): void;
+}
+
+/** Reports what went wrong to the person at the panel. */
+export type Report = (error: unknown) => void;
+
+/**
+ * Returns a function that reads a value and shows it. Called while a reading is under way, it reads once more
+ * afterwards, so that a burst of events costs two readings and the last value shown is the newest.
+ */
+export function refresher<Value>(read: () => Promise<Value>, show: (value: Value) => void, report: Report): () => void {
+  let isReading = false;
+  let isStale = false;
+  return async () => {
+    isStale = true;
+    if (isReading) return;
+    isReading = true;
+    try {
+      while (isStale) {
+        isStale = false;
+        show(await read());
+      }
+    } catch (error) {
+      report(error);
+    } finally {
+      isReading = false;
+    }
+  };
+}
