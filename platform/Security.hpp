@@ -106,13 +106,14 @@ struct CFDictionaryEntry {
 /// What a keychain operation gives back: nothing, a key (kSecReturnRef) or the item's value (kSecReturnData).
 using SecItemResult = std::variant<std::monostate, SecKeyRef, Bytes>;
 
-/// Adds one item. `result` may be null when nothing is to be given back. errSecSuccess, or the status that
-/// says why nothing was added (errSecDuplicateItem when an item of the same identity is there).
+/// Adds one item. Returns errSecSuccess, or the status that says why nothing was added (errSecDuplicateItem
+/// if there is an item of the same identity). `result` may be null; then nothing is given back.
 OSStatus SecItemAdd(const CFDictionary& attributes, SecItemResult* result);
 
-/// Looks up the first item that matches `query`, in the order in which they were stored. errSecSuccess with
-/// `*result` set, or a status and `*result` as it was (errSecItemNotFound when nothing matches,
-/// errSecInteractionNotAllowed when the item cannot be read while the device is locked).
+/// Looks up the first item that matches `query`, in the order in which they were stored. Returns
+/// errSecSuccess with `*result` set, or another status with `*result` as it was (errSecItemNotFound if
+/// nothing matches, errSecInteractionNotAllowed if the item cannot be read while the device is locked).
+/// `result` may be null; then nothing is given back, and the status still says whether there is a match.
 OSStatus SecItemCopyMatching(const CFDictionary& query, SecItemResult* result);
 
 /// Deletes every item that matches `query`. errSecSuccess, or the status that says why nothing was deleted
@@ -148,8 +149,8 @@ inline constexpr SecAccessControlCreateFlags kSecAccessControlPrivateKeyUsage = 
 SecAccessControlRef SecAccessControlCreateWithFlags(SecConstant protection, SecAccessControlCreateFlags flags,
                                                     std::optional<NSError>* error);
 
-/// The certificate in `data`, which is one X.509 certificate in DER (RFC 5280) and nothing after it;
-/// otherwise null.
+/// Returns the X.509 certificate (RFC 5280) that `data` begins with, or null unless that is one in DER. Bytes
+/// behind it are not looked at.
 SecCertificateRef SecCertificateCreateWithData(BytesView data);
 
 /// The policy that checks an X.509 chain and no name.
@@ -159,8 +160,9 @@ SecPolicyRef SecPolicyCreateBasicX509();
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef& policy,
                                         SecTrustRef* trust);
 
-/// The public key of the trust object's certificate, or null where it has none that the platform can use. The
-/// trust object need not have been evaluated.
+/// Returns the public key of the trust object's certificate, or null if it has none that the platform can
+/// use: an RSAPublicKey in DER, or a point on P-256, P-384 or P-521. The trust object need not have been
+/// evaluated.
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust);
 
 }  // namespace KavrelCrypto

@@ -1,8 +1,9 @@
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <string_view>
 
-#include "platform/desktop/Failure.hpp"
+#include "platform/desktop/DER.hpp"
 #include "platform/desktop/OpenSSL.hpp"
 #include "platform/desktop/SecKey.hpp"
 
@@ -49,10 +50,22 @@ bool isKnownCurve(const EVP_PKEY* key) {
     return curve == "prime256v1" || curve == "secp384r1" || curve == "secp521r1";
 }
 
-bool isUsable(const EVP_PKEY* key) {
+/// Whether `key` is written in `certificate` as DER writes it, with nothing behind. OpenSSL reads BER, and
+/// takes a negative modulus for the positive one of the same bytes.
+bool isWrittenInDER(const EVP_PKEY* key, const X509* certificate) {
+    const unsigned char* bytes = nullptr;
+    int length = 0;
+    X509_PUBKEY_get0_param(nullptr, &bytes, &length, nullptr, X509_get_X509_PUBKEY(certificate));
+    const Bytes anew = encoded(i2d_PublicKey, key);
+    return std::equal(anew.begin(), anew.end(), bytes, bytes + length);
+}
+
+/// Whether the platform can use `key`, which `certificate` carries. Like the platform, OpenSSL does not look
+/// at the parameters of RSA's AlgorithmIdentifier.
+bool isUsable(const EVP_PKEY* key, const X509* certificate) {
     switch (EVP_PKEY_get_base_id(key)) {
         case EVP_PKEY_RSA:
-            return true;
+            return isWrittenInDER(key, certificate);
         case EVP_PKEY_EC:
             return isKnownCurve(key);
         default:
@@ -63,10 +76,11 @@ bool isUsable(const EVP_PKEY* key) {
 }  // namespace
 
 SecCertificateRef SecCertificateCreateWithData(BytesView data) {
-    const unsigned char* position = data.data();
-    X509Certificate certificate(d2i_X509(nullptr, &position, static_cast<long>(data.size())));
-    // OpenSSL reads BER too, and stops where the certificate ends; what it writes is the certificate in DER.
-    if (certificate == nullptr || !std::ranges::equal(encoded(i2d_X509, certificate.get()), data)) {
+    // No certificate is longer than OpenSSL, which counts in int, can say.
+    const BytesView within = data.first(std::min(data.size(), std::size_t{INT_MAX}));
+    const unsigned char* end = within.data();
+    X509Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(within.size())));
+    if (certificate == nullptr || !isDER({within.data(), end})) {
         lastOpenSSLError();
         return nullptr;
     }
@@ -87,8 +101,9 @@ OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, co
 }
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust) {
-    EVP_PKEY* key = X509_get0_pubkey(trust->certificate().x509());
-    if (key == nullptr || !isUsable(key)) {
+    X509* certificate = trust->certificate().x509();
+    EVP_PKEY* key = X509_get0_pubkey(certificate);
+    if (key == nullptr || !isUsable(key, certificate)) {
         lastOpenSSLError();
         return nullptr;
     }

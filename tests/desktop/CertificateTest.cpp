@@ -122,11 +122,14 @@ TEST_F(Certificates, WithAKeyThatSignsNothingGiveNone) {
     EXPECT_EQ(keyOf(certificate), nullptr);
 }
 
-TEST_F(Certificates, FollowedByFurtherBytesAreNoCertificates) {
-    Bytes der = made("openssl genpkey -algorithm ED25519 -out key.pem");
-    EXPECT_NE(SecCertificateCreateWithData(der), nullptr);
-    der.push_back(0);
-    EXPECT_EQ(SecCertificateCreateWithData(der), nullptr);
+TEST_F(Certificates, MayBeFollowedByAnything) {
+    const Bytes der = made("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -out key.pem");
+    const auto key = SecKeyCopyExternalRepresentation(keyOf(SecCertificateCreateWithData(der)), nullptr);
+    for (const Bytes& behind : {hex("00"), hex("30 80"), Bytes(1 << 20, 0xFF), der}) {
+        const SecCertificateRef certificate = SecCertificateCreateWithData(der + behind);
+        ASSERT_NE(certificate, nullptr);
+        EXPECT_EQ(SecKeyCopyExternalRepresentation(keyOf(certificate), nullptr), key);
+    }
 }
 
 TEST_F(Certificates, AreNotMadeOfAnythingElse) {

@@ -99,6 +99,19 @@ TEST_F(KeychainItems, GiveTheValueBackThatWasAddedWhenAsked) {
     EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
 }
 
+TEST_F(KeychainItems, GiveNothingBackToANullPointer) {
+    CFDictionary attributes = passwordQuery("account");
+    attributes.pop_back();  // the match limit belongs to lookups
+    attributes.push_back({kSecValueData, bytesOf("value")});
+    EXPECT_EQ(SecItemAdd(attributes, nullptr), errSecSuccess);
+    EXPECT_EQ(SecItemAdd(attributes, nullptr), errSecDuplicateItem);
+    EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), nullptr), errSecSuccess);
+    EXPECT_EQ(SecItemCopyMatching(passwordQuery("another"), nullptr), errSecItemNotFound);
+    makePair("p");
+    EXPECT_EQ(SecItemCopyMatching(keyQuery("p.private"), nullptr), errSecSuccess);
+    EXPECT_EQ(SecItemCopyMatching(keyQuery("q.private"), nullptr), errSecItemNotFound);
+}
+
 TEST_F(KeychainItems, MayBeAskedForWithAnAuthenticationContext) {
     makePair("p");
     CFDictionary query = keyQuery("p.private");

@@ -41,13 +41,10 @@ TEST_F(DamagedCertificates, ATextThatIsCutInItsEndMarkerIsNotValid) {
     }
 }
 
-TEST_F(DamagedCertificates, BytesBeforeOrBehindTheCertificateSpoilIt) {
-    const Bytes whole = saraCertificate();
+TEST_F(DamagedCertificates, BytesBeforeTheCertificateSpoilIt) {
     for (const std::uint8_t byte : hex("00 05 30 FF")) {
-        EXPECT_EQ(store(OpenSSL::pem(whole + Bytes{byte})), rejected("Certificate is not valid"));
-        EXPECT_EQ(store(OpenSSL::pem(Bytes{byte} + whole)), rejected("Certificate is not valid"));
+        EXPECT_EQ(store(OpenSSL::pem(Bytes{byte} + saraCertificate())), rejected("Certificate is not valid"));
     }
-    EXPECT_EQ(store(OpenSSL::pem(whole + whole)), rejected("Certificate is not valid"));
 }
 
 TEST_F(DamagedCertificates, ACertificateInBERThatIsNotDERIsNotValid) {
@@ -58,6 +55,94 @@ TEST_F(DamagedCertificates, ACertificateInBERThatIsNotDERIsNotValid) {
     EXPECT_EQ(store(OpenSSL::pem(withoutLength)), rejected("Certificate is not valid"));
     const Bytes withALongerLength = Bytes{0x30, 0x83, 0x00, whole[2], whole[3]} + content;
     EXPECT_EQ(store(OpenSSL::pem(withALongerLength)), rejected("Certificate is not valid"));
+}
+
+/// Certificates of which one part is written in another way.
+class RewrittenCertificates : public WithSaraEnrolled {
+  protected:
+    /// Sara's certificate with `replacement` in the place of `part`, which is not within a deeper part that
+    /// tells its length.
+    static Outcome storeWith(const Bytes& part, const Bytes& replacement) {
+        Bytes der = saraCertificate();
+        const auto found = std::search(der.begin(), der.end(), part.begin(), part.end());
+        EXPECT_NE(found, der.end());
+        const Bytes behind(found + static_cast<std::ptrdiff_t>(part.size()), der.end());
+        der = Bytes(der.begin(), found) + replacement + behind;
+        for (const std::size_t sequence : {0, 4}) {  // the certificate, and the part of it that is signed
+            EXPECT_EQ(der[sequence + 1], 0x82);
+            const std::size_t length =
+                der[sequence + 2] * 256U + der[sequence + 3] + replacement.size() - part.size();
+            der[sequence + 2] = static_cast<std::uint8_t>(length >> 8);
+            der[sequence + 3] = static_cast<std::uint8_t>(length);
+        }
+        return store(OpenSSL::pem(der));
+    }
+
+    /// The SubjectPublicKeyInfo of an RSA key, whose algorithm has these parameters.
+    static Bytes publicKeyInfo(const Bytes& parameters, const Bytes& key) {
+        const auto element = [](std::uint8_t tag, const Bytes& content) {
+            return Bytes{tag, 0x82, static_cast<std::uint8_t>(content.size() >> 8),
+                         static_cast<std::uint8_t>(content.size())} +
+                   content;
+        };
+        return element(0x30, hex("30 0D 06 09 2A 86 48 86 F7 0D 01 01 01") + parameters +
+                                 element(0x03, hex("00") + key));
+    }
+
+    const Outcome isStored = resolved({{"stored", true}});
+    const Outcome isRefused = rejected("Certificate is not valid");
+    const Bytes null = hex("05 00");
+    const Bytes serialNumber = hex("02 02 12 67");
+    const Bytes subject = hex("30 15 31 13 30 11 06 03 55 04 03 0C 0A") + bytesOf("0012345678");
+    const Bytes key = OpenSSL::rsaPublicKey(saraKey());
+    const Bytes keyInfo = publicKeyInfo(null, key);
+};
+
+TEST_F(RewrittenCertificates, PartsThatAreNotDERSpoilACertificate) {
+    EXPECT_EQ(storeWith(serialNumber, serialNumber), isStored);
+    EXPECT_EQ(storeWith(serialNumber, hex("02 81 02 12 67")), isRefused);
+    EXPECT_EQ(storeWith(subject,
+                        hex("30 80 31 13 30 11 06 03 55 04 03 0C 0A") + bytesOf("0012345678") + hex("00 00")),
+              isRefused);
+    EXPECT_EQ(storeWith(subject, hex("30 16 31 14 30 12 06 03 55 04 03 0C 81 0A") + bytesOf("0012345678")),
+              isRefused);
+    EXPECT_EQ(storeWith(subject, hex("30 19 31 17 30 15 06 03 55 04 03 2C 0E 0C 05") + bytesOf("00123") +
+                                     hex("0C 05") + bytesOf("45678")),
+              isRefused);
+}
+
+TEST_F(RewrittenCertificates, ABooleanThatIsNotDERSpoilsACertificate) {
+    // keyUsage, nonRepudiation. Where DER leaves FALSE out, the platform's parser reads it all the same.
+    const auto extension = [&](const Bytes& critical) {
+        return keyInfo + hex("A3 12 30 10 30 0E 06 03 55 1D 0F") + critical + hex("04 04 03 02 06 40");
+    };
+    EXPECT_EQ(storeWith(keyInfo, extension(hex("01 01 FF"))), isStored);
+    EXPECT_EQ(storeWith(keyInfo, extension(hex("01 01 00"))), isStored);
+    EXPECT_EQ(storeWith(keyInfo, extension(hex("01 01 01"))), isRefused);
+}
+
+TEST_F(RewrittenCertificates, AKeyThatIsNotDERSpoilsACertificate) {
+    ASSERT_EQ(key.size(), 270U);
+    EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, key)), isStored);
+    const Bytes modulus(key.begin() + 4, key.begin() + 265);
+    EXPECT_EQ(
+        storeWith(keyInfo, publicKeyInfo(null, hex("30 82 01 0B") + modulus + hex("02 81 03 01 00 01"))),
+        isRefused);
+    EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, key + hex("00"))), isRefused);
+}
+
+TEST_F(RewrittenCertificates, ANegativeModulusSpoilsACertificate) {
+    const Bytes withoutItsSign(key.begin() + 9, key.begin() + 265);
+    EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, hex("30 82 01 09 02 82 01 00") + withoutItsSign +
+                                                         hex("02 03 01 00 01"))),
+              isRefused);
+}
+
+TEST_F(RewrittenCertificates, TheParametersOfTheKeysAlgorithmAreNotLookedAt) {
+    // RSA has none, so nobody reads what stands in their place.
+    for (const Bytes& junk : {hex("04 00"), hex("30 00"), hex("C0 00")}) {
+        EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(junk, key)), isStored);
+    }
 }
 
 class ChangedCertificates : public WithSaraEnrolled {

@@ -1,9 +1,11 @@
 #include <Security/Security.h>
+#include <algorithm>
 #include <openssl/err.h>
 #include <openssl/x509.h>
 #include <string_view>
 
 #include "apple/standins/Keys.hpp"
+#include "platform/desktop/DER.hpp"
 
 namespace AppleStandIns {
 
@@ -36,20 +38,25 @@ struct TrustObject final : Object {
     const Certificate certificate;
 };
 
-std::vector<std::uint8_t> encoded(X509& certificate) {
-    std::vector<std::uint8_t> der(static_cast<std::size_t>(i2d_X509(&certificate, nullptr)));
+/// Whether the key of `certificate` is written as DER writes it: OpenSSL takes a negative modulus for a
+/// positive one.
+bool isWrittenInDER(const EVP_PKEY& key, const X509& certificate) {
+    const unsigned char* bytes = nullptr;
+    int length = 0;
+    X509_PUBKEY_get0_param(nullptr, &bytes, &length, nullptr, X509_get_X509_PUBKEY(&certificate));
+    std::vector<std::uint8_t> der(static_cast<std::size_t>(i2d_PublicKey(&key, nullptr)));
     std::uint8_t* out = der.data();
-    i2d_X509(&certificate, &out);
-    return der;
+    i2d_PublicKey(&key, &out);
+    return std::equal(der.begin(), der.end(), bytes, bytes + length);
 }
 
 /// Whether Security has keys of the kind: RSA, or on one of three curves.
-bool isUsable(const EVP_PKEY& key) {
+bool isUsable(const EVP_PKEY& key, const X509& certificate) {
     char curve[16] = "";
     EVP_PKEY_get_group_name(&key, curve, sizeof curve, nullptr);
     const std::string_view name(curve);
-    return EVP_PKEY_get_base_id(&key) == EVP_PKEY_RSA || name == "prime256v1" || name == "secp384r1" ||
-           name == "secp521r1";
+    return (EVP_PKEY_get_base_id(&key) == EVP_PKEY_RSA && isWrittenInDER(key, certificate)) ||
+           name == "prime256v1" || name == "secp384r1" || name == "secp521r1";
 }
 
 }  // namespace
@@ -66,8 +73,8 @@ SecCertificateRef SecCertificateCreateWithData(CFAllocatorRef, CFDataRef data) {
     const std::uint8_t* in = der.data();
     Certificate certificate(d2i_X509(nullptr, &in, static_cast<long>(der.size())), X509_free);
     ERR_clear_error();
-    // OpenSSL reads BER as well, and what follows a certificate does not keep it from reading it.
-    if (certificate == nullptr || encoded(*certificate) != der) {
+    // OpenSSL reads BER as well. Like Security, it leaves what follows the certificate alone.
+    if (certificate == nullptr || !KavrelCrypto::Desktop::isDER({der.data(), in})) {
         return nullptr;
     }
     return referenceTo<SecCertificateRef>(new CertificateObject(std::move(certificate)));
@@ -99,7 +106,7 @@ SecKeyRef SecTrustCopyKey(SecTrustRef trust) {
         return nullptr;
     }
     PKey key(X509_get_pubkey(object.certificate.get()), EVP_PKEY_free);
-    const bool usable = key != nullptr && isUsable(*key);
+    const bool usable = key != nullptr && isUsable(*key, *object.certificate);
     ERR_clear_error();
     return usable ? makeKey(std::move(key), false) : nullptr;
 }
