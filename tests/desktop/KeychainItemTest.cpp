@@ -150,8 +150,9 @@ class EveryKeyQuery : public KeychainItems, public testing::WithParamInterface<C
     }
 
     [[nodiscard]] static bool isMatch(const CFDictionary& key) {
-        return std::ranges::all_of(
-            GetParam(), [&](const CFDictionaryEntry& e) { return std::ranges::find(key, e) != key.end(); });
+        return std::all_of(GetParam().begin(), GetParam().end(), [&](const CFDictionaryEntry& e) {
+            return std::find(key.begin(), key.end(), e) != key.end();
+        });
     }
 
     static SecKeyRef found(CFDictionary query) {
@@ -168,7 +169,7 @@ class EveryKeyQuery : public KeychainItems, public testing::WithParamInterface<C
 };
 
 TEST_P(EveryKeyQuery, FindsTheFirstThatWasStored) {
-    const auto first = std::ranges::find_if(stored, isMatch);
+    const auto first = std::find_if(stored.begin(), stored.end(), isMatch);
     EXPECT_EQ(publicBytes(found(GetParam())), publicBytes(found(*first)));
 }
 
