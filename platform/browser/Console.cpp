@@ -1,0 +1,6 @@
+#include "platform/Foundation.hpp"
+#include "platform/browser/Bridge.hpp"
+
+void KavrelCrypto::print(const std::string& line) {
+    Browser::device().call<void>("print", line);
+}
