@@ -14,4 +14,10 @@ export default [
     external,
     plugins: [dts()],
   },
+  ...['index.d.ts', 'index.d.cts', 'ios.d.ts'].map((file) => ({
+    input: `build/simulator/simulator/${file.replace('cts', 'ts')}`,
+    output: { file: `js/dist/simulator/${file}`, format: 'es' },
+    external: ['./index.js'],
+    plugins: [dts()],
+  })),
 ];

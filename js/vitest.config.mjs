@@ -4,7 +4,7 @@ export default defineConfig({
   cacheDir: '../node_modules/.vite',
   test: {
     root: import.meta.dirname,
-    include: ['tests/*.test.ts'],
+    include: ['tests/**/*.test.ts'],
     globalSetup: 'tests/app.ts',
     // The Capacitor CLI and the compiler take this long the first time, on a busy machine.
     testTimeout: 120_000,

@@ -3,22 +3,38 @@ import { WebPlugin } from '@capacitor/core';
 import type { DigitalSignPlugin } from './definitions.js';
 
 const instructions =
-  'DigitalSign needs the keychain and the biometric sensor of a device: run this in the iOS app, ' +
-  'or make the call in a terminal, on the desktop device, with "kavrel call".';
+  'DigitalSign needs the keychain and the biometric sensor of a device: run this in the iOS app, start the simulator ' +
+  'of kavrel-crypto/simulator in this page, or make the call in a terminal, on the desktop device, with "kavrel call".';
 
-/** Refuses every call in a plain browser, and says what to do instead. */
+const running = Symbol.for('kavrel-crypto.simulator');
+
+/** What the simulator leaves in its page, from the moment it begins to start until it is stopped. */
+interface Simulated {
+  phone: Promise<{ call(method: string, options: unknown): Promise<never> }>;
+}
+
+/**
+ * What a browser gets: the simulator's phone, if there is one, or else a refusal that says what to do. The simulator is
+ * looked for at each call, since the runtime keeps the one object of this class that it made first.
+ */
 export class DigitalSignWeb extends WebPlugin implements DigitalSignPlugin {
-  private readonly refuse = async (): Promise<never> => {
-    throw this.unavailable(instructions);
-  };
+  private readonly deliver =
+    (method: string) =>
+    async (options?: unknown): Promise<never> => {
+      const simulated = (globalThis as { [running]?: Simulated })[running];
+      const phone = await simulated?.phone.catch(() => undefined);
+      if (!phone) throw this.unavailable(instructions);
+      return phone.call(method, options);
+    };
 
-  readonly hasKey = this.refuse;
-  readonly getKeyInfo = this.refuse;
-  readonly deleteKey = this.refuse;
-  readonly storeCertificate = this.refuse;
-  readonly getCertificate = this.refuse;
-  readonly createCSR = this.refuse;
-  readonly signDigest = this.refuse;
-  readonly ensureKey = this.refuse;
-  readonly getBiometricStatus = this.refuse;
+  readonly setStyle = this.deliver('setStyle');
+  readonly hasKey = this.deliver('hasKey');
+  readonly getKeyInfo = this.deliver('getKeyInfo');
+  readonly deleteKey = this.deliver('deleteKey');
+  readonly storeCertificate = this.deliver('storeCertificate');
+  readonly getCertificate = this.deliver('getCertificate');
+  readonly createCSR = this.deliver('createCSR');
+  readonly signDigest = this.deliver('signDigest');
+  readonly ensureKey = this.deliver('ensureKey');
+  readonly getBiometricStatus = this.deliver('getBiometricStatus');
 }

@@ -4,8 +4,8 @@
 export interface SimulatorOptions {
   /**
    * Where the keychain and the phone's state are kept. IndexedDB outlives the page; memory does not. The default is
-   * IndexedDB where it works. Where there is one that refuses, memory is used with a warning on the console, unless
-   * `'indexeddb'` was asked for: then the simulator does not start.
+   * IndexedDB where the panel can be shown, and memory elsewhere. If the browser refuses IndexedDB, memory is used with
+   * a warning on the console, unless `'indexeddb'` was asked for: then the simulator does not start.
    */
   storage?: 'indexeddb' | 'memory';
 
@@ -284,14 +284,3 @@ export interface Simulator extends EventTarget {
     options?: EventListenerOptions | boolean,
   ): void;
 }
-
-/**
- * The type of `startSimulator`.
- *
- * Starts the simulator, after which the package's plugin object answers in this page. Where one already runs under the
- * same name, resolves with that one; under another name, rejects.
- *
- * Rejects with a sentence that says what to do where it cannot run: on a phone, on a page that has no WebCrypto, or
- * without the IndexedDB that was asked for. Rejects with a `TypeError` for options that it does not know.
- */
-export type StartSimulator = (options?: SimulatorOptions) => Promise<Simulator>;

@@ -1,0 +1,40 @@
+// Bundles the simulator into its entries, with everything that they need. Expects what script/wasm compiled.
+
+import { readFile } from 'node:fs/promises';
+import { resolve } from 'node:path';
+import { gzipSync } from 'node:zlib';
+import { build } from 'vite';
+
+const compiled = (file) => resolve(import.meta.dirname, '../build/wasm/tools/simulator', file);
+const source = (file) => resolve(import.meta.dirname, 'src/simulator', file);
+
+/** The loader as it is, and the WebAssembly, compressed, as the text of a module. */
+const component = {
+  name: 'component',
+  resolveId: (id) => ({ 'virtual:component': compiled('component.mjs'), 'virtual:component/wasm': '\0wasm' })[id],
+  async load(id) {
+    if (id !== '\0wasm') return null;
+    const bytes = await readFile(compiled('component.wasm'));
+    return `export default '${gzipSync(bytes, { level: 9 }).toString('base64')}';`;
+  },
+};
+
+const bundle = (entry, file, format, external) =>
+  build({
+    configFile: false,
+    publicDir: false,
+    logLevel: 'warn',
+    plugins: [component],
+    build: {
+      target: 'es2022',
+      outDir: resolve(import.meta.dirname, 'dist/simulator'),
+      emptyOutDir: false,
+      lib: { entry: source(entry), formats: [format], fileName: () => file },
+      rolldownOptions: { external, output: { minify: true } },
+    },
+  });
+
+await bundle('index.ts', 'index.js', 'es');
+await bundle('index.ts', 'index.cjs', 'cjs');
+// One copy of the simulator for both entries.
+await bundle('ios.ts', 'ios.js', 'es', ['./index.js']);

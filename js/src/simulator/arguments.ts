@@ -1,0 +1,30 @@
+/** No argument that the component reads lies deeper than two levels, and a page can nest deeper than a stack is. */
+const deepestLevel = 64;
+
+/** UTF-8 has no form for a lone surrogate. It arrives as U+FFFD, as on the phone. */
+const wellFormed = (text: string): string => text.replace(/[\uD800-\uDFFF]/gu, '\uFFFD');
+
+function copyOf(value: unknown, ancestors: readonly unknown[]): unknown {
+  if (typeof value === 'string') return wellFormed(value);
+  if (typeof value === 'number' || typeof value === 'boolean') return value;
+  if (typeof value !== 'object' || value === null || value instanceof Date) return null;
+  if (ancestors.includes(value)) throw new TypeError('A call of the plugin takes an object that does not hold itself.');
+  const inside = [...ancestors, value];
+  const isTooDeep = inside.length > deepestLevel;
+  if (Array.isArray(value)) return isTooDeep ? [] : Array.from(value, (element) => copyOf(element, inside));
+  const members = isTooDeep ? [] : Object.entries(value);
+  return Object.fromEntries(members.map(([key, member]) => [wellFormed(key), copyOf(member, inside)]));
+}
+
+/**
+ * A call's options as they arrive at the plugin: a copy, in which what JSON has no form for is null. Throws a TypeError
+ * unless they are an object, and one that does not hold itself.
+ */
+export function receivedOptions(options: unknown): object {
+  if (options === undefined || options === null) return {};
+  if (typeof options !== 'object' || Array.isArray(options)) {
+    const what = Array.isArray(options) ? 'an array' : `a ${typeof options}`;
+    throw new TypeError(`A call of the plugin takes an object, and this is ${what}.`);
+  }
+  return copyOf(options, []) as object;
+}

@@ -1,0 +1,122 @@
+import {
+  Any,
+  BitString,
+  Boolean,
+  Choice,
+  Constructed,
+  GeneralizedTime,
+  Integer,
+  ObjectIdentifier,
+  OctetString,
+  Primitive,
+  Repeated,
+  Sequence,
+  Set,
+  UTCTime,
+  compareSchema,
+  fromBER,
+} from 'asn1js';
+
+type Element = ReturnType<typeof fromBER>['result'];
+
+const contextSpecific = (tagNumber: number) => ({ optional: true, idBlock: { tagClass: 3, tagNumber } });
+const algorithm = () => new Sequence({ value: [new ObjectIdentifier(), new Any({ optional: true })] });
+const attribute = () => new Sequence({ value: [new ObjectIdentifier(), new Any()] });
+const relativeName = () => new Set({ value: [new Repeated({ value: attribute() })] });
+const name = () => new Sequence({ value: [new Repeated({ value: relativeName() })] });
+const time = () => new Choice({ value: [new UTCTime(), new GeneralizedTime()] });
+const extension = () =>
+  new Sequence({ value: [new ObjectIdentifier(), new Boolean({ optional: true }), new OctetString()] });
+
+/** SubjectPublicKeyInfo (RFC 5280). */
+const subjectPublicKeyInfo = () =>
+  new Sequence({ name: 'subjectPublicKeyInfo', value: [algorithm(), new BitString()] });
+
+/** Certificate (RFC 5280). */
+const certificate = () =>
+  new Sequence({
+    value: [
+      new Sequence({
+        value: [
+          new Constructed({ ...contextSpecific(0), value: [new Integer()] }),
+          new Integer(),
+          algorithm(),
+          name(),
+          new Sequence({ value: [time(), time()] }),
+          name(),
+          subjectPublicKeyInfo(),
+          new Primitive(contextSpecific(1)),
+          new Primitive(contextSpecific(2)),
+          new Constructed({
+            ...contextSpecific(3),
+            value: [new Sequence({ value: [new Repeated({ value: extension() })] })],
+          }),
+        ],
+      }),
+      algorithm(),
+      new BitString(),
+    ],
+  });
+
+const universal = 1;
+const sequenceTag = 16;
+const setTag = 17;
+
+/** The elements inside a constructed element; none inside a primitive one. */
+function childrenOf({ idBlock, valueBlock }: Element): Element[] {
+  return idBlock.isConstructed ? (valueBlock as unknown as { value: Element[] }).value : [];
+}
+
+/** Whether `element` is of a form that DER has: no string in pieces, and each BOOLEAN 00 or FF. */
+function isOfDERForm(element: Element): boolean {
+  const { idBlock } = element;
+  if (idBlock.tagClass === universal) {
+    if (idBlock.isConstructed !== [sequenceTag, setTag].includes(idBlock.tagNumber)) return false;
+    if (element instanceof Boolean && ![0x00, 0xff].includes(element.valueBlock.valueHexView[0])) return false;
+  }
+  return childrenOf(element).every(isOfDERForm);
+}
+
+/** Has the lengths of `element` written as DER writes them: definite, and as short as possible. */
+function shortenLengths(element: Element): void {
+  element.lenBlock.isIndefiniteForm = false;
+  element.lenBlock.longFormUsed = false;
+  childrenOf(element).forEach(shortenLengths);
+}
+
+/** The element that `data` begins with; null if it is not DER (X.690). The library itself reads all of BER. */
+function readDER(data: Uint8Array): Element | null {
+  const { offset, result } = fromBER(data);
+  if (offset === -1 || !isOfDERForm(result)) return null;
+  shortenLengths(result);
+  const anew = new Uint8Array(result.toBER());
+  return anew.length === offset && anew.every((byte, index) => byte === data[index]) ? result : null;
+}
+
+/** A certificate's SubjectPublicKeyInfo, which is all that anybody asks of it. */
+export interface Certificate {
+  algorithm: string;
+  subjectPublicKey: Uint8Array;
+}
+
+function read(data: Uint8Array, schema: Sequence): Certificate | null {
+  const element = readDER(data);
+  if (!element) return null;
+  const { verified, result } = compareSchema(element, element, schema);
+  if (!verified) return null;
+  const [{ valueBlock: identifier }, bits] = childrenOf(result['subjectPublicKeyInfo']) as [Sequence, BitString];
+  return {
+    algorithm: identifier.value[0].valueBlock.toString(),
+    subjectPublicKey: bits.valueBlock.valueHexView,
+  };
+}
+
+/** The X.509 certificate in DER that `data` begins with, whatever follows it; null if there is none. */
+export const certificateOf = (data: Uint8Array): Certificate | null => read(data, certificate());
+
+/** The key in a SubjectPublicKeyInfo that WebCrypto wrote. */
+export const publicKeyOf = (data: Uint8Array): Uint8Array => {
+  const info = read(data, subjectPublicKeyInfo());
+  if (!info) throw new TypeError('WebCrypto exported no SubjectPublicKeyInfo.');
+  return info.subjectPublicKey;
+};

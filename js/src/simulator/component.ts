@@ -1,0 +1,57 @@
+import instantiate from 'virtual:component';
+import compressed from 'virtual:component/wasm';
+
+import type { Device } from './device.js';
+import type { PlatformError } from './failure.js';
+
+/** A call as the component takes it. */
+export interface PluginCall {
+  readonly options: object;
+  resolve(result: object): void;
+  reject(message: string, code?: string): void;
+}
+
+/**
+ * The component, compiled to WebAssembly. A function of it that has to wait for the device returns a promise, and
+ * nothing else may enter the component until that is settled.
+ */
+export interface Component {
+  /** The names of the registered methods, in the order of the plugin's table. */
+  methods(): string[];
+
+  /** Hands `call` to the method of that name. False, with the call untouched, if there is none. */
+  perform(method: string, call: PluginCall): boolean | Promise<boolean>;
+
+  /** Runs a task that was posted to the main queue. */
+  run(task: number): void | Promise<void>;
+
+  /** Replies to an evaluation: `error` is null when the person was recognised. */
+  replyTo(pending: number, error: PlatformError | null): void | Promise<void>;
+}
+
+async function inflated(base64: string): Promise<ArrayBuffer> {
+  const bytes = Uint8Array.from(atob(base64), (character) => character.charCodeAt(0));
+  const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('gzip'));
+  return new Response(stream).arrayBuffer();
+}
+
+let compiled: Promise<WebAssembly.Module> | undefined;
+
+/** Compiles the component once. */
+function compile(): Promise<WebAssembly.Module> {
+  compiled ??= inflated(compressed).then(WebAssembly.compile);
+  return compiled;
+}
+
+/** Makes a new instance over `device`. What it writes to standard error goes to `printError`, line by line. */
+export async function loadComponent(device: Device, printError: (line: string) => void): Promise<Component> {
+  const module = await compile();
+  return new Promise((resolve, reject) => {
+    const receive = { instantiateWasm };
+    function instantiateWasm(imports: WebAssembly.Imports, done: (instance: WebAssembly.Instance) => void): object {
+      WebAssembly.instantiate(module, imports).then(done, reject);
+      return {};
+    }
+    instantiate({ ...receive, device, printErr: printError }).then(resolve, reject);
+  });
+}

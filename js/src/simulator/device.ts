@@ -1,0 +1,199 @@
+import type { Dictionary } from './attributes.js';
+import { Attributes, wrong } from './attributes.js';
+import type { Certificate } from './certificate.js';
+import { certificateOf } from './certificate.js';
+import type { PhoneState } from './definitions.js';
+import type { Answer, PlatformError } from './failure.js';
+import { Failure, answer, status } from './failure.js';
+import type { ItemQuery, Keychain } from './keychain.js';
+import type { Key } from './keys.js';
+import { blockSize, externalRepresentation, generateKeyPair, keyOf, publicHalf, sign, verify } from './keys.js';
+import type { Process } from './process.js';
+import type { Sensor } from './sensor.js';
+import { obstacle } from './sensor.js';
+import type { NewItem } from './storage.js';
+
+const biometryTypes: Record<PhoneState['biometry'], number> = { none: 0, touchID: 1, faceID: 2, opticID: 4 };
+
+function keyQuery(attributes: Attributes): ItemQuery {
+  const name = attributes.tag();
+  const type = attributes.oneOf('kSecAttrKeyType', 'kSecAttrKeyTypeRSA', 'kSecAttrKeyTypeECSECPrimeRandom');
+  const keyClass = attributes.oneOf('kSecAttrKeyClass', 'kSecAttrKeyClassPrivate', 'kSecAttrKeyClassPublic');
+  const classes: ItemQuery['classes'] = [];
+  if (type !== 'kSecAttrKeyTypeECSECPrimeRandom') {
+    if (keyClass !== 'kSecAttrKeyClassPublic') classes.push('privateKey');
+    if (keyClass !== 'kSecAttrKeyClassPrivate') classes.push('publicKey');
+  }
+  return { classes, name };
+}
+
+/** Reads what lookup and deletion have in common. */
+function itemQuery(attributes: Attributes): ItemQuery {
+  // The items ask nobody for leave, so it does not matter who has been authenticated.
+  attributes.ignore('kSecUseAuthenticationContext');
+  attributes.oneOf('kSecUseAuthenticationUI', 'kSecUseAuthenticationUIAllow');
+  switch (attributes.require('kSecClass', 'string')) {
+    case 'kSecClassKey':
+      return keyQuery(attributes);
+    case 'kSecClassGenericPassword':
+      return { classes: ['genericPassword'], name: attributes.take('kSecAttrAccount', 'string') };
+    default:
+      throw wrong('kSecClass', 'has an unknown value');
+  }
+}
+
+function found<T>(item: T | undefined): T {
+  if (item === undefined) throw new Failure(status.itemNotFound, 'There is no such item.');
+  return item;
+}
+
+type Half = Omit<NewItem, 'secret'>;
+
+/** What the parameters of a key generation say of one half of the pair; null if it is not to be stored. */
+function readHalf(attributes: Attributes, itemClass: NewItem['class'], key: string): Half | null {
+  const half = new Attributes(attributes.take(key, 'dictionary') ?? {});
+  const isPermanent = half.take('kSecAttrIsPermanent', 'boolean');
+  const name = half.tag() ?? '';
+  const accessibility = half.accessibility();
+  half.finish();
+  return isPermanent ? { class: itemClass, name, accessibility, createdAt: new Date() } : null;
+}
+
+function readParameters(map: Dictionary): { bits: number; halves: Half[] } {
+  const attributes = new Attributes(map);
+  if (attributes.oneOf('kSecAttrKeyType', 'kSecAttrKeyTypeRSA') === undefined) {
+    throw wrong('kSecAttrKeyType', 'is missing');
+  }
+  const bits = attributes.require('kSecAttrKeySizeInBits', 'number');
+  const halves = [
+    readHalf(attributes, 'privateKey', 'kSecPrivateKeyAttrs'),
+    readHalf(attributes, 'publicKey', 'kSecPublicKeyAttrs'),
+  ];
+  attributes.ignore('kSecReturnRef'); // the reference is given back anyway
+  attributes.finish();
+  return { bits, halves: halves.filter((half) => half !== null) };
+}
+
+/**
+ * The device of one process, as the component meets it: the operations of the seam under their platform's names. Those
+ * that can fail answer with a promise that is never rejected, and never settled once the process has ended.
+ */
+export class Device {
+  constructor(
+    private readonly keychain: Keychain,
+    private readonly sensor: Sensor,
+    private readonly process: Process,
+  ) {}
+
+  print(line: string): void {
+    this.process.print(line);
+  }
+
+  dispatchAsyncMain(task: number): void {
+    this.process.enter((component) => component.run(task));
+  }
+
+  canEvaluatePolicy(): Promise<Answer<{ biometryType: number; obstacle: PlatformError | null }>> {
+    return this.answer(async () => {
+      const state = await this.keychain.state();
+      return { biometryType: biometryTypes[state.biometry], obstacle: obstacle(state) };
+    });
+  }
+
+  /** Returns at once, and replies to `pending` later. */
+  async evaluatePolicy(reason: string, pending: number): Promise<void> {
+    const outcome = await answer(() => this.sensor.evaluate(reason));
+    const error = 'error' in outcome ? outcome.error : outcome.result;
+    this.process.enter((component) => component.replyTo(pending, error));
+  }
+
+  SecItemAdd(map: Dictionary): Promise<Answer<null>> {
+    return this.answer(async () => {
+      const attributes = new Attributes(map);
+      if (attributes.require('kSecClass', 'string') !== 'kSecClassGenericPassword') {
+        throw wrong('kSecClass', 'names a class of which items are not added by value');
+      }
+      const item: NewItem = {
+        class: 'genericPassword',
+        name: attributes.require('kSecAttrAccount', 'string'),
+        accessibility: attributes.accessibility(),
+        createdAt: new Date(),
+        secret: attributes.require('kSecValueData', 'bytes'),
+      };
+      attributes.finish();
+      await this.keychain.add([item]);
+      return null;
+    });
+  }
+
+  /** The key or the bytes that were asked for; null when neither was. */
+  SecItemCopyMatching(map: Dictionary): Promise<Answer<Key | Uint8Array | null>> {
+    return this.answer(async () => {
+      const attributes = new Attributes(map);
+      const query = itemQuery(attributes);
+      const isPassword = query.classes.includes('genericPassword');
+      const isWanted = attributes.take(isPassword ? 'kSecReturnData' : 'kSecReturnRef', 'boolean');
+      attributes.oneOf('kSecMatchLimit', 'kSecMatchLimitOne');
+      attributes.finish();
+      const { secret } = found(await this.keychain.find(query));
+      return isWanted ? secret : null;
+    });
+  }
+
+  SecItemDelete(map: Dictionary): Promise<Answer<null>> {
+    return this.answer(async () => {
+      const attributes = new Attributes(map);
+      const query = itemQuery(attributes);
+      attributes.finish();
+      found((await this.keychain.remove(query)) || undefined);
+      return null;
+    });
+  }
+
+  SecKeyCreateRandomKey(map: Dictionary): Promise<Answer<Key>> {
+    return this.answer(async () => {
+      const { bits, halves } = readParameters(map);
+      // A process that ended meanwhile must not store anything any more.
+      const pair = await this.process.outlive(generateKeyPair(bits));
+      const secretOf = (half: Half) => (half.class === 'privateKey' ? pair : publicHalf(pair));
+      if (halves.length > 0) await this.keychain.add(halves.map((half) => ({ ...half, secret: secretOf(half) })));
+      return pair;
+    });
+  }
+
+  SecKeyCopyPublicKey(key: Key): Key {
+    return publicHalf(key);
+  }
+
+  SecKeyCopyExternalRepresentation(key: Key): Promise<Answer<Uint8Array>> {
+    return this.answer(async () => externalRepresentation(key));
+  }
+
+  SecKeyGetBlockSize(key: Key): number {
+    return blockSize(key);
+  }
+
+  SecKeyCreateSignature(key: Key, data: Uint8Array<ArrayBuffer>): Promise<Answer<Uint8Array>> {
+    return this.answer(() => sign(key, data));
+  }
+
+  SecKeyVerifySignature(
+    key: Key,
+    data: Uint8Array<ArrayBuffer>,
+    signature: Uint8Array<ArrayBuffer>,
+  ): Promise<Answer<void>> {
+    return this.answer(() => verify(key, data, signature));
+  }
+
+  SecCertificateCreateWithData(data: Uint8Array): Certificate | null {
+    return certificateOf(data);
+  }
+
+  SecTrustCopyKey(certificate: Certificate): Key | null {
+    return keyOf(certificate);
+  }
+
+  private answer<T>(operation: () => Promise<T>): Promise<Answer<T>> {
+    return this.process.outlive(answer(operation));
+  }
+}

@@ -1,0 +1,2 @@
+export type * from './definitions.js';
+export { startSimulator } from './start.js';

@@ -1,0 +1,153 @@
+import type { ItemClass, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
+import { newState } from './storage.js';
+
+const items = 'items';
+const state = 'state';
+const byName = 'class and name';
+
+/** The one record of the store `state`. */
+const stateKey = 0;
+
+function settled<T>(request: IDBRequest<T>): Promise<T> {
+  return new Promise((resolve, reject) => {
+    request.onsuccess = () => resolve(request.result);
+    request.onerror = () => reject(request.error);
+  });
+}
+
+function ended(transaction: IDBTransaction): Promise<void> {
+  return new Promise((resolve, reject) => {
+    transaction.oncomplete = () => resolve();
+    transaction.onabort = () => reject(transaction.error);
+  });
+}
+
+function create(database: IDBDatabase): void {
+  database.createObjectStore(state);
+  const store = database.createObjectStore(items, { keyPath: 'id', autoIncrement: true });
+  store.createIndex(byName, ['class', 'name']);
+}
+
+class StoredTransaction implements Transaction {
+  private readonly items: IDBObjectStore;
+  private readonly stateStore: IDBObjectStore;
+
+  constructor(transaction: IDBTransaction) {
+    this.items = transaction.objectStore(items);
+    this.stateStore = transaction.objectStore(state);
+  }
+
+  async state(): Promise<State> {
+    return (await settled(this.stateStore.get(stateKey))) ?? { ...newState };
+  }
+
+  async setState(changed: State): Promise<void> {
+    await settled(this.stateStore.put(changed, stateKey));
+  }
+
+  find(itemClass: ItemClass, name?: string): Promise<StoredItem[]> {
+    const range =
+      name === undefined ? IDBKeyRange.bound([itemClass], [itemClass, []]) : IDBKeyRange.only([itemClass, name]);
+    return settled(this.items.index(byName).getAll(range));
+  }
+
+  list(): Promise<StoredItem[]> {
+    return settled(this.items.getAll());
+  }
+
+  async add(item: NewItem): Promise<void> {
+    await settled(this.items.add(item));
+  }
+
+  async remove(id: number): Promise<void> {
+    await settled(this.items.delete(id));
+  }
+
+  async clear(): Promise<void> {
+    await settled(this.items.clear());
+  }
+}
+
+/** Keeps a phone in the browser's database, for all pages of one origin. */
+export class IndexedDBStorage implements Storage {
+  readonly kind = 'indexeddb';
+
+  private connection: Promise<IDBDatabase> | undefined;
+
+  private constructor(private readonly name: string) {}
+
+  /** Opens the database of the phone `phone`. Rejects if it cannot be opened, written to, or hold a `CryptoKey`. */
+  static async open(phone: string): Promise<IndexedDBStorage> {
+    const storage = new IndexedDBStorage(`kavrel-crypto/${phone}`);
+    const key = await crypto.subtle.generateKey({ name: 'AES-GCM', length: 128 }, false, ['encrypt']);
+    const transaction = await storage.begin('readwrite');
+    const end = ended(transaction).catch(() => undefined);
+    try {
+      await settled(transaction.objectStore(state).put(key, 'probe'));
+    } finally {
+      transaction.abort();
+      await end;
+    }
+    return storage;
+  }
+
+  async transact<T>(mode: 'readonly' | 'readwrite', work: (transaction: Transaction) => Promise<T>): Promise<T> {
+    const transaction = await this.begin(mode);
+    const end = ended(transaction);
+    end.catch(() => undefined); // when `work` rejects, its reason is the one that counts
+    try {
+      const result = await work(new StoredTransaction(transaction));
+      if (mode === 'readwrite') {
+        transaction.commit();
+        await end;
+      }
+      return result;
+    } catch (error) {
+      abort(transaction);
+      throw error;
+    }
+  }
+
+  close(): void {
+    void this.connection?.then((database) => database.close());
+    this.connection = undefined;
+  }
+
+  private async begin(mode: IDBTransactionMode): Promise<IDBTransaction> {
+    const start = async () => (await this.connected()).transaction([items, state], mode, { durability: 'relaxed' });
+    try {
+      return await start();
+    } catch {
+      // The connection was closed under us: by an upgrade in another tab, or by the person who clears the site's data.
+      this.close();
+      return start();
+    }
+  }
+
+  private connected(): Promise<IDBDatabase> {
+    this.connection ??= this.connect();
+    return this.connection;
+  }
+
+  private async connect(): Promise<IDBDatabase> {
+    // No version: what a later release has upgraded is opened as it is.
+    const request = indexedDB.open(this.name);
+    request.onupgradeneeded = () => create(request.result);
+    const database = await settled(request);
+    const forget = () => {
+      database.close();
+      this.connection = undefined;
+    };
+    database.onversionchange = forget;
+    database.onclose = forget;
+    return database;
+  }
+}
+
+function abort(transaction: IDBTransaction): void {
+  try {
+    transaction.abort();
+  } catch {
+    // It has ended already, by the very failure that is being reported.
+  }
+}

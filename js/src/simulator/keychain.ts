@@ -1,0 +1,108 @@
+import type { Accessibility, Item } from './definitions.js';
+import { Failure, status } from './failure.js';
+import type { ItemClass, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
+import { newState } from './storage.js';
+
+/** Matches the items of any of the classes and, unless it is absent, of the name. */
+export interface ItemQuery {
+  classes: ItemClass[];
+  name?: string;
+}
+
+/** Throws where the phone's lock keeps everybody from items of this accessibility. */
+function requireReach(state: State, accessibility: Accessibility): void {
+  if (!state.firstUnlock) {
+    throw new Failure(status.interactionNotAllowed, 'The device has not been unlocked since it was started.');
+  }
+  if (state.locked && accessibility.startsWith('whenUnlocked')) {
+    throw new Failure(status.interactionNotAllowed, 'The device is locked.');
+  }
+}
+
+async function matches(transaction: Transaction, { classes, name }: ItemQuery): Promise<StoredItem[]> {
+  const found: StoredItem[] = [];
+  for (const itemClass of classes) found.push(...(await transaction.find(itemClass, name)));
+  return found;
+}
+
+function described({ class: itemClass, name, accessibility, createdAt }: StoredItem): Item {
+  return itemClass === 'genericPassword'
+    ? { class: itemClass, account: name, accessibility, createdAt }
+    : { class: itemClass, tag: name, accessibility, createdAt };
+}
+
+/** The items and the state of one phone. What cannot be done is thrown as a `Failure`. */
+export class Keychain {
+  /** `changed` is told after every change. */
+  constructor(
+    private readonly storage: Storage,
+    private readonly changed: (what: 'items' | 'state') => void,
+  ) {}
+
+  /** The matching item that was stored first. */
+  find(query: ItemQuery): Promise<StoredItem | undefined> {
+    return this.storage.transact('readonly', async (transaction) => {
+      const found = await matches(transaction, query);
+      if (found.length === 0) return undefined;
+      const first = found.reduce((earliest, item) => (item.id < earliest.id ? item : earliest));
+      requireReach(await transaction.state(), first.accessibility);
+      return first;
+    });
+  }
+
+  /** Stores all the items or none. A second password of one account is a failure. */
+  async add(items: NewItem[]): Promise<void> {
+    await this.storage.transact('readwrite', async (transaction) => {
+      const state = await transaction.state();
+      for (const item of items) {
+        requireReach(state, item.accessibility);
+        const [same] = item.class === 'genericPassword' ? await transaction.find(item.class, item.name) : [];
+        if (same) {
+          requireReach(state, same.accessibility);
+          throw new Failure(status.duplicateItem, 'There is already a password of this account.');
+        }
+        await transaction.add(item);
+      }
+    });
+    this.changed('items');
+  }
+
+  /** Deletes every match; false when there is none. */
+  async remove(query: ItemQuery): Promise<boolean> {
+    const isAny = await this.storage.transact('readwrite', async (transaction) => {
+      const state = await transaction.state();
+      const found = await matches(transaction, query);
+      for (const { accessibility } of found) requireReach(state, accessibility);
+      for (const { id } of found) await transaction.remove(id);
+      return found.length > 0;
+    });
+    if (isAny) this.changed('items');
+    return isAny;
+  }
+
+  state(): Promise<State> {
+    return this.storage.transact('readonly', (transaction) => transaction.state());
+  }
+
+  /** Puts in the place of the state what `change` makes of it. What `change` throws leaves the state as it was. */
+  async changeState(change: (state: State) => State): Promise<void> {
+    await this.storage.transact('readwrite', async (transaction) =>
+      transaction.setState(change(await transaction.state())),
+    );
+    this.changed('state');
+  }
+
+  async items(): Promise<Item[]> {
+    return (await this.storage.transact('readonly', (transaction) => transaction.list())).map(described);
+  }
+
+  /** No items, the state of a new phone. */
+  async reset(): Promise<void> {
+    await this.storage.transact('readwrite', async (transaction) => {
+      await transaction.clear();
+      await transaction.setState({ ...newState });
+    });
+    this.changed('items');
+    this.changed('state');
+  }
+}

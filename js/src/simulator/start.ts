@@ -1,0 +1,96 @@
+import type { Simulator, SimulatorOptions } from './definitions.js';
+import { IndexedDBStorage } from './indexeddb.js';
+import { MemoryStorage } from './memory.js';
+import { checkedOptions } from './options.js';
+import { isPhone } from './page.js';
+import { mountPanel } from './panel/index.js';
+import { SimulatedPhone } from './phone.js';
+import type { Storage } from './storage.js';
+
+/** The one simulator of a page, also for the package's plugin object and for a second copy of this module. */
+interface Running {
+  name: string;
+  phone: Promise<Simulator>;
+}
+
+const running = Symbol.for('kavrel-crypto.simulator');
+
+const page = globalThis as { [running]?: Running };
+
+/** Whether this is a page whose browser has modal dialogs, and a person before it. */
+const canShowPanel = (): boolean =>
+  typeof HTMLDialogElement === 'function' && 'showModal' in HTMLDialogElement.prototype;
+
+async function openStorage({ storage, name = 'default' }: SimulatorOptions): Promise<Storage> {
+  if (storage === 'memory' || (storage === undefined && !canShowPanel())) return new MemoryStorage();
+  try {
+    return await IndexedDBStorage.open(name);
+  } catch (error) {
+    const reason = error instanceof Error ? error.message : String(error);
+    if (storage === 'indexeddb') {
+      throw new Error(
+        `The simulator cannot keep the phone "${name}" in IndexedDB here: ${reason}. ` +
+          "Free some room or leave the private window, or start it with storage: 'memory'.",
+      );
+    }
+    console.warn(`kavrel-crypto simulator: IndexedDB cannot be used here (${reason}), so a reload forgets the phone.`);
+    return new MemoryStorage();
+  }
+}
+
+function requireWebCrypto(): void {
+  if (globalThis.crypto?.subtle) return;
+  throw new Error(
+    'The simulator needs WebCrypto, which a browser gives only to pages from localhost or over HTTPS. ' +
+      'Open this page from one of them.',
+  );
+}
+
+function requirePanel(): void {
+  if (canShowPanel()) return;
+  throw new Error("The simulator's panel needs a page in a browser that has modal dialogs. Leave out panel: true.");
+}
+
+async function start(options: SimulatorOptions): Promise<Simulator> {
+  requireWebCrypto();
+  const { name = 'default', prompts = canShowPanel() ? 'ask' : 'cancel', panel = canShowPanel() } = options;
+  if (panel) requirePanel();
+  const storage = await openStorage(options);
+  let takePanelAway = () => {};
+  const phone = new SimulatedPhone(name, storage, prompts, () => {
+    delete page[running];
+    takePanelAway();
+  });
+  await phone.start();
+  if (panel) takePanelAway = mountPanel(phone);
+  if (canShowPanel()) {
+    console.warn('kavrel-crypto: this page runs on a simulated phone, whose keys protect nothing.');
+  }
+  return phone;
+}
+
+/**
+ * Starts the simulator, after which the package's plugin object answers in this page. Where one already runs under the
+ * same name, resolves with that one; under another name, rejects.
+ *
+ * Rejects with a sentence that says what to do where it cannot run: on a phone, on a page that has no WebCrypto, or
+ * without the IndexedDB that was asked for. Rejects with a `TypeError` for options that it does not know.
+ */
+export async function startSimulator(options: SimulatorOptions = {}): Promise<Simulator> {
+  const checked = checkedOptions(options);
+  if (isPhone()) {
+    throw new Error('This app runs on a phone, which needs no simulator: leave startSimulator out of what you ship.');
+  }
+  const { name = 'default' } = checked;
+  const present = page[running];
+  if (present && present.name !== name) {
+    throw new Error(
+      `The simulator already runs in this page, as "${present.name}". Stop it before you start "${name}".`,
+    );
+  }
+  if (present) return present.phone;
+  const phone = start(checked);
+  page[running] = { name, phone };
+  phone.catch(() => delete page[running]);
+  return phone;
+}

@@ -1,0 +1,14 @@
+// What the build makes of the C++ (see js/simulator.config.mjs).
+
+declare module 'virtual:component' {
+  import type { Component } from './component.js';
+
+  /** Emscripten's loader. */
+  export default function instantiate(options: object): Promise<Component>;
+}
+
+declare module 'virtual:component/wasm' {
+  /** The WebAssembly, compressed with gzip, in base64. */
+  const compressed: string;
+  export default compressed;
+}
