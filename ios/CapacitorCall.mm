@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ios/JSValues.hpp"
+#include "platform/apple/NSString.hpp"
 
 // The runtime has these in Swift. The header that declares them to Objective-C is made where the runtime is
 // built, and like Capacitor.h it asks for C++ modules in an Objective-C++ file. So they are declared here;
@@ -24,7 +25,7 @@ class CapacitorCall final : public CAPPluginCall {
   public:
     explicit CapacitorCall(::CAPPluginCall* call) : call_(call) {
         if (call.options != nil) {
-            options_ = objectOf(call.options);
+            options_ = toJSObject(call.options);
         }
     }
 
@@ -33,15 +34,15 @@ class CapacitorCall final : public CAPPluginCall {
     }
 
     void resolve(JSObject result) override {
-        [call_ resolve:dictionaryOf(result)];
+        [call_ resolve:toNSDictionary(result)];
     }
 
     void reject(std::string message, std::optional<std::string> code, std::optional<NSError> error,
                 std::optional<JSObject> data) override {
-        [call_ reject:stringOf(message)
-                     :code.has_value() ? stringOf(*code) : nil
-                     :error.has_value() ? errorOf(*error) : nil
-                     :data.has_value() ? dictionaryOf(*data) : nil];
+        [call_ reject:toNSString(message)
+                     :code.has_value() ? toNSString(*code) : nil
+                     :error.has_value() ? toFoundationError(*error) : nil
+                     :data.has_value() ? toNSDictionary(*data) : nil];
     }
 
   private:

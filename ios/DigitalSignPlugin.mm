@@ -1,7 +1,7 @@
 #import "ios/DigitalSignPlugin.h"
 
 #include "ios/CapacitorCall.hpp"
-#include "ios/JSValues.hpp"
+#include "platform/apple/NSString.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 
 namespace {
@@ -16,8 +16,8 @@ const KavrelCrypto::DigitalSignPlugin& component() {
 NSArray<CAPPluginMethod*>* methodTable() {
     NSMutableArray<CAPPluginMethod*>* table = [NSMutableArray array];
     for (const auto& [name, returnType] : component().pluginMethods()) {
-        CAPPluginMethod* entry = [[CAPPluginMethod alloc] initWithName:KavrelCrypto::stringOf(name)
-                                                            returnType:KavrelCrypto::stringOf(returnType)];
+        CAPPluginMethod* entry = [[CAPPluginMethod alloc] initWithName:KavrelCrypto::toNSString(name)
+                                                            returnType:KavrelCrypto::toNSString(returnType)];
         if (entry == nil) {
             KavrelCrypto::fatalError("the runtime makes an entry for each of the plugin's methods");
         }
@@ -32,8 +32,8 @@ NSArray<CAPPluginMethod*>* methodTable() {
 
 - (instancetype)init {
     _pluginMethods = methodTable();
-    _identifier = KavrelCrypto::stringOf(component().identifier());
-    _jsName = KavrelCrypto::stringOf(component().jsName());
+    _identifier = KavrelCrypto::toNSString(component().identifier());
+    _jsName = KavrelCrypto::toNSString(component().jsName());
     return [super init];
 }
 
@@ -45,8 +45,8 @@ NSArray<CAPPluginMethod*>* methodTable() {
                       pluginId:(NSString*)pluginId
                     pluginName:(NSString*)pluginName {
     _pluginMethods = methodTable();
-    _identifier = KavrelCrypto::stringOf(component().identifier());
-    _jsName = KavrelCrypto::stringOf(component().jsName());
+    _identifier = KavrelCrypto::toNSString(component().identifier());
+    _jsName = KavrelCrypto::toNSString(component().jsName());
     return [super initWithBridge:bridge pluginId:pluginId pluginName:pluginName];
 }
 #pragma clang diagnostic pop

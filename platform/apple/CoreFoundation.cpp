@@ -1,31 +1,31 @@
 #include "platform/apple/CoreFoundation.hpp"
 
 #include <utility>
+#include <vector>
 
 #include "platform/apple/Handles.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
-CFRef<CFStringRef> makeCFString(const std::string& text) {
-    return CFRef<CFStringRef>::adopting(
-        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
-}
-
-std::string utf8Of(CFStringRef text) {
-    if (text == nullptr) {
-        return {};
+void appendUTF8(std::uint32_t codePoint, std::string& utf8) {
+    const auto append = [&](std::uint32_t byte) { utf8.push_back(static_cast<char>(byte)); };
+    if (codePoint < 0x80) {
+        append(codePoint);
+        return;
     }
-    // What UTF-8 cannot carry, an unpaired surrogate, becomes a question mark: these texts are for people.
-    constexpr UInt8 lossByte = '?';
-    const CFRange whole = CFRangeMake(0, CFStringGetLength(text));
-    CFIndex size = 0;
-    CFStringGetBytes(text, whole, kCFStringEncodingUTF8, lossByte, false, nullptr, 0, &size);
-    std::string utf8(static_cast<std::size_t>(size), '\0');
-    CFStringGetBytes(text, whole, kCFStringEncodingUTF8, lossByte, false,
-                     reinterpret_cast<UInt8*>(utf8.data()), size, nullptr);
-    return utf8;
+    if (codePoint < 0x800) {
+        append(0xC0 | codePoint >> 6U);
+    } else {
+        if (codePoint < 0x10000) {
+            append(0xE0 | codePoint >> 12U);
+        } else {
+            append(0xF0 | codePoint >> 18U);
+            append(0x80 | (codePoint >> 12U & 0x3F));
+        }
+        append(0x80 | (codePoint >> 6U & 0x3F));
+    }
+    append(0x80 | (codePoint & 0x3F));
 }
 
 /// Makes the CoreFoundation object for each kind of value; null when it cannot be made.
@@ -58,6 +58,14 @@ struct MakeValue {
 
 }  // namespace
 
+CFRef<CFStringRef> makeCFString(const std::string& utf8) {
+    // As an external representation, the string would lose a U+FEFF that it begins with.
+    constexpr Boolean isExternalRepresentation = false;
+    return CFRef<CFStringRef>::adopting(CFStringCreateWithBytes(
+        kCFAllocatorDefault, reinterpret_cast<const UInt8*>(utf8.data()), static_cast<CFIndex>(utf8.size()),
+        kCFStringEncodingUTF8, isExternalRepresentation));
+}
+
 CFRef<CFDataRef> makeCFData(BytesView bytes) {
     return CFRef<CFDataRef>::adopting(
         CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size())));
@@ -77,18 +85,41 @@ CFRef<CFDictionaryRef> makeCFDictionary(const CFDictionary& map) {
     return dictionary;
 }
 
+std::string toString(CFStringRef string) {
+    const CFIndex length = string == nullptr ? 0 : CFStringGetLength(string);
+    if (length == 0) {
+        return {};
+    }
+    std::vector<UniChar> units(static_cast<std::size_t>(length));
+    CFStringGetCharacters(string, CFRangeMake(0, length), units.data());
+    std::string utf8;
+    utf8.reserve(units.size());
+    for (std::size_t at = 0; at < units.size(); ++at) {
+        std::uint32_t codePoint = units[at];
+        const bool leads = (codePoint & 0xFC00) == 0xD800;
+        if (leads && at + 1 < units.size() && (units[at + 1] & 0xFC00) == 0xDC00) {
+            ++at;
+            codePoint = 0x10000 + ((codePoint & 0x3FF) << 10U) + (units[at] & 0x3FFU);
+        } else if ((codePoint & 0xF800) == 0xD800) {
+            codePoint = 0xFFFD;
+        }
+        appendUTF8(codePoint, utf8);
+    }
+    return utf8;
+}
+
 Bytes bytesOf(CFDataRef data) {
     const UInt8* first = CFDataGetBytePtr(data);
     return {first, first + CFDataGetLength(data)};
 }
 
-NSError errorOf(CFErrorRef error) {
+NSError toNSError(CFErrorRef error) {
     const auto description = CFRef<CFStringRef>::adopting(CFErrorCopyDescription(error));
     const auto printedForm = CFRef<CFStringRef>::adopting(CFCopyDescription(error));
-    return {.domain = utf8Of(CFErrorGetDomain(error)),
+    return {.domain = toString(CFErrorGetDomain(error)),
             .code = CFErrorGetCode(error),
-            .userInfo = {{std::string(NSLocalizedDescriptionKey), utf8Of(description.get())}},
-            .printedForm = utf8Of(printedForm.get())};
+            .userInfo = {{std::string(NSLocalizedDescriptionKey), toString(description.get())}},
+            .printedForm = toString(printedForm.get())};
 }
 
 }  // namespace KavrelCrypto

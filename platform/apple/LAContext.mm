@@ -5,6 +5,7 @@
 
 #include "platform/LocalAuthentication.hpp"
 #include "platform/apple/Handles.hpp"
+#include "platform/apple/NSString.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -13,20 +14,15 @@ namespace {
     return (__bridge ::LAContext*)context.reference.get();
 }
 
-std::string utf8Of(NSString* text) {
-    const char* utf8 = text.UTF8String;
-    return utf8 == nullptr ? std::string() : std::string(utf8);
-}
-
-std::optional<NSError> errorOf(::NSError* error) {
+std::optional<NSError> toNSError(::NSError* error) {
     if (error == nil) {
         return std::nullopt;
     }
-    return NSError{.domain = utf8Of(error.domain),
+    return NSError{.domain = toString(error.domain),
                    .code = error.code,
                    .userInfo = {{std::string(KavrelCrypto::NSLocalizedDescriptionKey),
-                                 utf8Of(error.localizedDescription)}},
-                   .printedForm = utf8Of(error.description)};
+                                 toString(error.localizedDescription)}},
+                   .printedForm = toString(error.description)};
 }
 
 }  // namespace
@@ -46,7 +42,7 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy policy, std::optional<NSErro
         const bool possible = [objectOf(context) canEvaluatePolicy:static_cast<::LAPolicy>(policy)
                                                              error:&reason];
         if (!possible) {
-            *error = errorOf(reason);
+            *error = toNSError(reason);
         }
         return possible;
     }
@@ -58,10 +54,10 @@ void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::str
     const LAReply answer = std::move(reply);
     @autoreleasepool {
         [objectOf(*context) evaluatePolicy:static_cast<::LAPolicy>(policy)
-                           localizedReason:@(localizedReason.c_str())
+                           localizedReason:toNSString(localizedReason)
                                      reply:^(BOOL success, ::NSError* error) {
                                        static_cast<void>(kept);
-                                       answer(success, errorOf(error));
+                                       answer(success, toNSError(error));
                                      }];
     }
 }

@@ -16,7 +16,7 @@ NSError badParameters() {
 
 void report(const CFRef<CFErrorRef>& failure, std::optional<NSError>* error) {
     if (error != nullptr && failure) {
-        *error = errorOf(failure.get());
+        *error = toNSError(failure.get());
     }
 }
 

@@ -246,13 +246,13 @@ TEST_F(AppleKeys, LeaveTheErrorAsItWasWhenTheFrameworkSucceedsAndGivesOneAllTheS
     EXPECT_EQ(error, earlier);
 }
 
-TEST_F(AppleKeys, ReportADescriptionThatUTF8CannotCarryWithAQuestionMarkInPlace) {
-    failNext("SecKeyCreateRandomKey", AppleStandIns::Error{"d", 1, u"x\xD800y\xD83D\xDE00"});
+TEST_F(AppleKeys, ReportEachUnpairedSurrogateOfADescriptionAsOneReplacementCharacter) {
+    failNext("SecKeyCreateRandomKey", AppleStandIns::Error{"d", 1, u"x\xD800y\xD83D\xDE00\xDE00\xD83D"});
 
     std::optional<NSError> error;
     SecKeyCreateRandomKey(rsa, &error);
     ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->localizedDescription(), "x?y😀");
+    EXPECT_EQ(error->localizedDescription(), "x\uFFFDy\U0001F600\uFFFD\uFFFD");
 }
 
 }  // namespace

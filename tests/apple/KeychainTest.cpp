@@ -137,7 +137,7 @@ TEST_F(AppleKeychain, MakesEachMapEntryForEntryInOrder) {
     SecItemDelete({
         {kSecClass, kSecClassKey},
         {kSecAttrApplicationTag, Bytes{0x74, 0x61, 0x67}},
-        {kSecAttrAccount, "Zoë"},
+        {kSecAttrAccount, "\uFEFFZoë"},
         {kSecAttrIsPermanent, true},
         {kSecReturnRef, false},
         {kSecPrivateKeyAttrs, CFDictionary{{kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock}}},
@@ -145,7 +145,7 @@ TEST_F(AppleKeychain, MakesEachMapEntryForEntryInOrder) {
 
     EXPECT_EQ(calls(), std::vector<std::string>{
                            "SecItemDelete {kSecClass: kSecClassKey, kSecAttrApplicationTag: <746167>, "
-                           "kSecAttrAccount: \"Zoë\", kSecAttrIsPermanent: true, kSecReturnRef: false, "
+                           "kSecAttrAccount: \"\uFEFFZoë\", kSecAttrIsPermanent: true, kSecReturnRef: false, "
                            "kSecPrivateKeyAttrs: {kSecAttrAccessible: kSecAttrAccessibleAfterFirstUnlock}}"});
 }
 

@@ -4,7 +4,7 @@
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 
-#include "apple/standins/StandIns.hpp"
+#include "apple/standins/Object.hpp"
 
 namespace AppleStandIns {
 namespace {
@@ -33,6 +33,25 @@ TEST(AppleStandInsDeathTest, StopWhenNullIsReleased) {
 
 TEST(AppleStandInsDeathTest, StopAtAnObjectOfAnotherType) {
     EXPECT_DEATH(CFDataGetLength(static_cast<CFDataRef>(createObject())), "an object of another type");
+}
+
+TEST(AppleStandInsDeathTest, StopWhenAStringIsMadeOfANullBuffer) {
+    EXPECT_DEATH(CFStringCreateWithBytes(kCFAllocatorDefault, nullptr, 0, kCFStringEncodingUTF8, false),
+                 "a string was made of a null buffer");
+}
+
+TEST(AppleStandInsDeathTest, StopWhenAStringIsToBePutIntoANullBuffer) {
+    EXPECT_DEATH(CFStringGetCharacters(createString(u""), CFRangeMake(0, 0), nullptr), "a null buffer");
+}
+
+TEST(AppleStandIns, DropAByteOrderMarkFromAnExternalRepresentationOnly) {
+    for (const bool isExternalRepresentation : {false, true}) {
+        constexpr UInt8 bytes[] = {0xEF, 0xBB, 0xBF, 'a'};
+        const CFStringRef string = CFStringCreateWithBytes(kCFAllocatorDefault, bytes, sizeof bytes,
+                                                           kCFStringEncodingUTF8, isExternalRepresentation);
+        EXPECT_EQ(unitsOf(string), isExternalRepresentation ? u"a" : u"\uFEFFa");
+        CFRelease(string);
+    }
 }
 
 TEST(AppleStandIns, CountAReferenceThatIsKept) {

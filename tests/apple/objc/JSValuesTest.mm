@@ -7,35 +7,7 @@
 #include <limits>
 
 #include "apple/objc/ObjectiveCTest.hpp"
-
-/// A text that may hold unpaired surrogates, which GNUstep's own texts may not.
-@interface UnitsString : NSString
-@end
-
-@implementation UnitsString {
-    std::u16string _units;
-}
-
-- (instancetype)initWithUnits:(std::u16string)units {
-    self = [super init];
-    _units = std::move(units);
-    return self;
-}
-
-- (NSUInteger)length {
-    return _units.size();
-}
-
-- (unichar)characterAtIndex:(NSUInteger)index {
-    return _units.at(index);
-}
-
-- (id)copyWithZone:(NSZone*)zone {
-    static_cast<void>(zone);
-    return self;
-}
-
-@end
+#include "apple/standins/Object.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -44,16 +16,16 @@ class CapacitorValues : public ObjectiveCTest {
   protected:
     /// `value` as an argument of a call arrives at the component.
     static JSValue received(id value) {
-        return *objectOf(@{@"value" : value}).find("value");
+        return *toJSObject(@{@"value" : value}).find("value");
     }
 
     static NSString* textOf(const std::u16string& units) {
-        return [[UnitsString alloc] initWithUnits:units];
+        return (__bridge_transfer NSString*)AppleStandIns::createString(units);
     }
 
     /// `value` in a result, as it is written for the page.
     static std::string sent(const JSValue& value) {
-        NSData* json = [NSJSONSerialization dataWithJSONObject:dictionaryOf({{"value", value}})
+        NSData* json = [NSJSONSerialization dataWithJSONObject:toNSDictionary({{"value", value}})
                                                        options:0
                                                          error:nullptr];
         std::string text(static_cast<const char*>(json.bytes), json.length);
@@ -69,6 +41,11 @@ TEST_F(CapacitorValues, TakeTextsInUTF8) {
     EXPECT_EQ(received(textOf(u"\U00010000\U0001F600\U0010FFFF")), JSValue("\U00010000\U0001F600\U0010FFFF"));
 }
 
+TEST_F(CapacitorValues, TakeATextThatBeginsWithAByteOrderMark) {
+    EXPECT_EQ(received(textOf(u"\uFEFF")), JSValue("\uFEFF"));
+    EXPECT_EQ(received(textOf(u"\uFEFFa\uFEFF")), JSValue("\uFEFFa\uFEFF"));
+}
+
 TEST_F(CapacitorValues, TakeANULInsideAText) {
     EXPECT_EQ(received(textOf(std::u16string(u"a\0b", 3))), JSValue(std::string("a\0b", 3)));
 }
@@ -81,7 +58,7 @@ TEST_F(CapacitorValues, ReplaceAnUnpairedSurrogateByTheReplacementCharacter) {
 }
 
 TEST_F(CapacitorValues, ReplaceAnUnpairedSurrogateInAKey) {
-    EXPECT_EQ(objectOf(@{textOf(u"\xD83D") : @"x"}), (JSObject{{"\uFFFD", "x"}}));
+    EXPECT_EQ(toJSObject(@{textOf(u"\xD83D") : @"x"}), (JSObject{{"\uFFFD", "x"}}));
 }
 
 TEST_F(CapacitorValues, TakeBooleansAsBooleans) {
@@ -110,7 +87,7 @@ TEST_F(CapacitorValues, TakeNullAndWhatThePageCannotSendAsNull) {
 
 TEST_F(CapacitorValues, TakeArraysAndMaps) {
     NSDictionary* arguments = @{@"list" : @[ @"a", @[], @{@"b" : [NSNull null]} ]};
-    EXPECT_EQ(objectOf(arguments), (JSObject{{"list", JSArray{"a", JSArray{}, JSObject{{"b", nullptr}}}}}));
+    EXPECT_EQ(toJSObject(arguments), (JSObject{{"list", JSArray{"a", JSArray{}, JSObject{{"b", nullptr}}}}}));
 }
 
 TEST_F(CapacitorValues, HandOverWhatIsNestedTooDeepEmpty) {
@@ -122,7 +99,7 @@ TEST_F(CapacitorValues, HandOverWhatIsNestedTooDeepEmpty) {
     }
 
     int levels = 1;
-    const JSObject received = objectOf(@{@"maps" : maps, @"arrays" : arrays});
+    const JSObject received = toJSObject(@{@"maps" : maps, @"arrays" : arrays});
     const JSValue* value = received.find("maps");
     for (; value != nullptr; value = value->as<JSObject>()->find("m")) {
         ++levels;
@@ -153,8 +130,16 @@ TEST_F(CapacitorValues, SendNumbers) {
 
 TEST_F(CapacitorValues, SendTexts) {
     EXPECT_EQ(sent(""), "\"\"");
-    NSString* text = [dictionaryOf({{"t", std::string("Zo\u00EB\0\U0001F600", 9)}}) objectForKey:@"t"];
+    NSString* text = [toNSDictionary({{"t", std::string("Zo\u00EB\0\U0001F600", 9)}}) objectForKey:@"t"];
     EXPECT_TRUE([text isEqual:textOf(std::u16string(u"Zo\u00EB\0\U0001F600", 6))]);
+}
+
+TEST_F(CapacitorValues, SendATextThatBeginsWithAByteOrderMark) {
+    const auto unitsSent = [](const std::string& utf8) {
+        return AppleStandIns::unitsOf((__bridge CFTypeRef)[toNSDictionary({{"t", utf8}}) objectForKey:@"t"]);
+    };
+    EXPECT_EQ(unitsSent("\uFEFF"), u"\uFEFF");
+    EXPECT_EQ(unitsSent("\uFEFF\uFEFFa\uFEFF"), u"\uFEFF\uFEFFa\uFEFF");
 }
 
 TEST_F(CapacitorValues, SendArraysAndMaps) {
@@ -162,7 +147,8 @@ TEST_F(CapacitorValues, SendArraysAndMaps) {
 }
 
 TEST_F(CapacitorValues, SendAnErrorWithItsDomainCodeAndUserInfo) {
-    ::NSError* error = errorOf({.domain = "d", .code = -5, .userInfo = {{"NSLocalizedDescription", "No"}}});
+    ::NSError* error =
+        toFoundationError({.domain = "d", .code = -5, .userInfo = {{"NSLocalizedDescription", "No"}}});
     EXPECT_TRUE([error.domain isEqual:@"d"]);
     EXPECT_EQ(error.code, -5);
     EXPECT_TRUE([[error.userInfo objectForKey:@"NSLocalizedDescription"] isEqual:@"No"]);
@@ -171,7 +157,7 @@ TEST_F(CapacitorValues, SendAnErrorWithItsDomainCodeAndUserInfo) {
 using CapacitorValuesDeathTest = CapacitorValues;
 
 TEST_F(CapacitorValuesDeathTest, StopTheProcessAtATextThatIsNoUTF8) {
-    EXPECT_DEATH(dictionaryOf({{"t", "\xFF"}}), "every text of the component is UTF-8");
+    EXPECT_DEATH(toNSDictionary({{"t", "\xFF"}}), "every string of the component is UTF-8");
 }
 
 }  // namespace

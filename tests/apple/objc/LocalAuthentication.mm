@@ -21,7 +21,8 @@ struct Sensor {
     KavrelCrypto::LABiometryType kind = KavrelCrypto::LABiometryType::faceID;
     bool enrolled = true;
     bool lockedOut = false;
-    bool refusesWithoutError = false;
+    bool refuses = false;
+    NSError* refusal = nil;
     Answer answer = Answer::cancel;
     std::vector<std::string> prompts{};
     std::list<std::thread> answering{};
@@ -74,7 +75,8 @@ void startNewSensor() {
     sensor().kind = KavrelCrypto::LABiometryType::faceID;
     sensor().enrolled = true;
     sensor().lockedOut = false;
-    sensor().refusesWithoutError = false;
+    sensor().refuses = false;
+    sensor().refusal = nil;
     sensor().answer = Answer::cancel;
     sensor().prompts.clear();
 }
@@ -86,9 +88,10 @@ void setBiometrics(KavrelCrypto::LABiometryType kind, bool enrolled, bool locked
     sensor().lockedOut = lockedOut;
 }
 
-void refuseNextWithoutError() {
+void refuseNext(NSError* reason) {
     const std::lock_guard lock(sensor().mutex);
-    sensor().refusesWithoutError = true;
+    sensor().refuses = true;
+    sensor().refusal = reason;
 }
 
 void answerPrompts(Answer answer) {
@@ -137,14 +140,12 @@ using AppleStandIns::sensor;
     [self checkPolicy:policy];
     const std::lock_guard lock(sensor().mutex);
     _biometryType = static_cast<LABiometryType>(sensor().kind);
-    if (std::exchange(sensor().refusesWithoutError, false)) {
-        return NO;
-    }
-    NSError* reason = AppleStandIns::whyUnavailable();
+    const bool refuses = std::exchange(sensor().refuses, false);
+    NSError* reason = refuses ? sensor().refusal : AppleStandIns::whyUnavailable();
     if (reason != nil && error != nullptr) {
         *error = reason;
     }
-    return reason == nil;
+    return !refuses && reason == nil;
 }
 
 - (void)evaluatePolicy:(LAPolicy)policy

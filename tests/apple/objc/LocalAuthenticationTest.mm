@@ -59,11 +59,23 @@ TEST_F(AppleLocalAuthentication, SaysNoWithThePlatformsReason) {
 }
 
 TEST_F(AppleLocalAuthentication, SaysNoWithoutAReasonWhereThePlatformGivesNone) {
-    AppleStandIns::refuseNextWithoutError();
+    AppleStandIns::refuseNext(nil);
 
     std::optional<NSError> error;
     EXPECT_FALSE(canEvaluatePolicy(*makeLAContext(), biometrics, &error));
     EXPECT_EQ(error, std::nullopt);
+}
+
+TEST_F(AppleLocalAuthentication, SaysWhyInEveryCharacterOfThePlatforms) {
+    NSString* description = (__bridge_transfer NSString*)AppleStandIns::createString(u"\uFEFFno\xD83D");
+    AppleStandIns::refuseNext([::NSError errorWithDomain:@"d"
+                                                    code:1
+                                                userInfo:@{::NSLocalizedDescriptionKey : description}]);
+
+    std::optional<NSError> error;
+    canEvaluatePolicy(*makeLAContext(), biometrics, &error);
+    ASSERT_TRUE(error.has_value());
+    EXPECT_EQ(error->localizedDescription(), "\uFEFFno\uFFFD");
 }
 
 TEST_F(AppleLocalAuthentication, KnowsTheSensorOnceItWasAsked) {

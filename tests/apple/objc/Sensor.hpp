@@ -1,5 +1,6 @@
 #pragma once
 
+#import <Foundation/Foundation.h>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,8 +16,8 @@ void startNewSensor();
 
 void setBiometrics(KavrelCrypto::LABiometryType kind, bool enrolled, bool lockedOut);
 
-/// Lets the next question whether biometrics can be used be answered by a no without a reason.
-void refuseNextWithoutError();
+/// Lets the next question whether biometrics can be used be answered by a no with `reason`, which may be nil.
+void refuseNext(NSError* reason);
 
 enum class Answer { match, noMatch, cancel, failureWithoutError };
 

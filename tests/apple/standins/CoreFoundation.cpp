@@ -1,4 +1,5 @@
 #include <CoreFoundation/CoreFoundation.h>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <iconv.h>
@@ -80,8 +81,8 @@ void appendUTF8(std::uint32_t codePoint, std::string& bytes) {
     }
 }
 
-/// A text in UTF-8; each unpaired surrogate becomes `lossByte`.
-std::string utf8(std::u16string_view units, char lossByte) {
+/// Returns a string in UTF-8 for the record of calls, with a question mark for each unpaired surrogate.
+std::string utf8(std::u16string_view units) {
     std::string bytes;
     for (std::size_t at = 0; at < units.size(); ++at) {
         const char16_t unit = units[at];
@@ -92,20 +93,24 @@ std::string utf8(std::u16string_view units, char lossByte) {
             appendUTF8(0x10000 + ((unit & 0x3FFU) << 10) + (next & 0x3FFU), bytes);
             ++at;
         } else {
-            bytes += lossByte;
+            bytes += '?';
         }
     }
     return bytes;
 }
 
-void requireUTF8(CFStringEncoding encoding) {
-    if (encoding != kCFStringEncodingUTF8) {
-        fault("a text was made of, or turned into, something other than UTF-8");
-    }
+std::string quoted(std::u16string_view units) {
+    return std::string(1, '"').append(utf8(units)).append(1, '"');
 }
 
 CFStringRef makeString(std::u16string units) {
     return referenceTo<CFStringRef>(new StringObject(std::move(units)));
+}
+
+/// Returns `string`, which it takes over, as what CoreFoundation makes: an Objective-C object where there are
+/// any.
+CFStringRef bridged(CFStringRef string) {
+    return account().foreign.has_value() ? account().foreign->makeString(string) : string;
 }
 
 }  // namespace
@@ -125,6 +130,20 @@ void acceptForeignObjects(const ForeignObjects& operations) {
 
 CFTypeRef createObject() {
     return makeString(u"an object");
+}
+
+CFStringRef createString(std::u16string units) {
+    return bridged(makeString(std::move(units)));
+}
+
+std::u16string unitsOf(CFTypeRef string) {
+    if (const ForeignObjects* operations = foreign(string)) {
+        if (auto units = operations->unitsOf(string)) {
+            return *std::move(units);
+        }
+        fault("an Objective-C object was given where a string is required");
+    }
+    return as<StringObject>(string).units;
 }
 
 Object::Object(Type type_) : type(type_) {
@@ -149,7 +168,12 @@ std::string textOf(CFTypeRef reference) {
     if (reference == nullptr) {
         return "null";
     }
-    return foreign(reference) != nullptr ? "an Objective-C object" : objectOf(reference).text();
+    const ForeignObjects* operations = foreign(reference);
+    if (operations == nullptr) {
+        return objectOf(reference).text();
+    }
+    const auto units = operations->unitsOf(reference);
+    return units.has_value() ? quoted(*units) : "an Objective-C object";
 }
 
 std::string BooleanObject::text() const {
@@ -170,7 +194,7 @@ std::string DataObject::text() const {
 }
 
 std::string StringObject::text() const {
-    return std::string(1, '"').append(utf8(units, '?')).append(1, '"');
+    return quoted(units);
 }
 
 ConstantObject::ConstantObject(const char* name_) : StringObject(*utf16(name_)), name(name_) {}
@@ -217,8 +241,8 @@ ErrorObject::~ErrorObject() {
 }
 
 std::string ErrorObject::text() const {
-    return "Error Domain=" + utf8(as<StringObject>(domain).units, '?') + " Code=" + std::to_string(code) +
-           " \"" + utf8(description, '?') + "\"";
+    return "Error Domain=" + utf8(as<StringObject>(domain).units) + " Code=" + std::to_string(code) + " \"" +
+           utf8(description) + "\"";
 }
 
 }  // namespace AppleStandIns
@@ -288,34 +312,29 @@ CFIndex CFDataGetLength(CFDataRef data) {
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex numBytes,
-                                    CFStringEncoding encoding, Boolean) {
-    requireUTF8(encoding);
-    auto units = utf16({reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(numBytes)});
-    return units.has_value() ? makeString(*std::move(units)) : nullptr;
+                                    CFStringEncoding encoding, Boolean isExternalRepresentation) {
+    if (bytes == nullptr || encoding != kCFStringEncodingUTF8) {
+        fault("a string was made of a null buffer, or of something other than UTF-8");
+    }
+    std::string_view text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(numBytes));
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (isExternalRepresentation != 0 && text.starts_with(byteOrderMark)) {
+        text.remove_prefix(byteOrderMark.size());
+    }
+    auto units = utf16(text);
+    return units.has_value() ? createString(*std::move(units)) : nullptr;
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
-    return static_cast<CFIndex>(as<StringObject>(string).units.size());
+    return static_cast<CFIndex>(unitsOf(string).size());
 }
 
-CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
-                         Boolean, UInt8* buffer, CFIndex maxBufLen, CFIndex* usedBufLen) {
-    requireUTF8(encoding);
-    const std::u16string& units = as<StringObject>(string).units;
-    if (range.location != 0 || range.length != static_cast<CFIndex>(units.size())) {
-        fault("a part of a text was asked for");
+void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer) {
+    const std::u16string units = unitsOf(string);
+    if (buffer == nullptr || range.location != 0 || range.length != static_cast<CFIndex>(units.size())) {
+        fault("a part of a string was asked for, or one to be put into a null buffer");
     }
-    const std::string bytes = utf8(units, static_cast<char>(lossByte));
-    if (buffer != nullptr) {
-        if (maxBufLen < static_cast<CFIndex>(bytes.size())) {
-            fault("the buffer for a text is too small");
-        }
-        bytes.copy(reinterpret_cast<char*>(buffer), bytes.size());
-    }
-    if (usedBufLen != nullptr) {
-        *usedBufLen = static_cast<CFIndex>(bytes.size());
-    }
-    return range.length;
+    std::copy(units.begin(), units.end(), buffer);
 }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value) {

@@ -41,7 +41,7 @@ void checkType(CFTypeRef key, CFTypeRef value) {
     if (key == kSecAttrApplicationTag || key == kSecValueData) {
         as<DataObject>(value);
     } else if (key == kSecAttrAccount) {
-        as<StringObject>(value);
+        unitsOf(value);
     } else if (key == kSecReturnRef || key == kSecReturnData || key == kSecAttrIsPermanent) {
         as<BooleanObject>(value);
     } else if (key == kSecPrivateKeyAttrs || key == kSecPublicKeyAttrs) {

@@ -119,6 +119,9 @@ T& as(CFTypeRef reference) {
     fault("an object of another type was expected than " + objectOf(reference).text());
 }
 
+/// The UTF-16 units of `string`, which has to be a string, CoreFoundation's or Objective-C's.
+std::u16string unitsOf(CFTypeRef string);
+
 /// The reference to an object that was just made.
 template <typename Ref>
 Ref referenceTo(Object* object) {

@@ -3,6 +3,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Security.h>
 #include <functional>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -47,11 +48,19 @@ void runMainQueueUntil(const std::function<bool()>& done);
 /// An object that is of no use in any operation, the caller's to release.
 CFTypeRef createObject();
 
-/// How objects that CoreFoundation did not make (Objective-C's) are retained, released and typed.
+/// A string of UTF-16 units, unpaired surrogates included, the caller's to release. Like every string that
+/// CoreFoundation makes, it is an Objective-C object where Objective-C objects are accepted.
+CFStringRef createString(std::u16string units);
+
+/// What can be done with objects that CoreFoundation did not make, which are Objective-C's.
 struct ForeignObjects {
     void (*retain)(CFTypeRef object);
     void (*release)(CFTypeRef object);
     CFTypeID (*typeID)(CFTypeRef object);
+    /// The UTF-16 units of a string; absent if the object is not one.
+    std::optional<std::u16string> (*unitsOf)(CFTypeRef object);
+    /// A string of theirs with the units of `string`, which it takes over. The caller's to release.
+    CFStringRef (*makeString)(CFStringRef string);
 };
 void acceptForeignObjects(const ForeignObjects& operations);
 

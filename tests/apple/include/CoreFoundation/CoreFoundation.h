@@ -17,6 +17,7 @@ typedef unsigned char Boolean;
 typedef unsigned char UInt8;
 typedef uint32_t UInt32;
 typedef UInt32 CFStringEncoding;
+typedef uint16_t UniChar;
 
 enum { kCFStringEncodingUTF8 = 0x08000100 };
 
@@ -61,9 +62,7 @@ CFIndex CFDataGetLength(CFDataRef data);
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes, CFIndex numBytes,
                                     CFStringEncoding encoding, Boolean isExternalRepresentation);
 CFIndex CFStringGetLength(CFStringRef string);
-CFIndex CFStringGetBytes(CFStringRef string, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
-                         Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufLen,
-                         CFIndex* usedBufLen);
+void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar* buffer);
 
 typedef CFIndex CFNumberType;
 enum { kCFNumberSInt64Type = 4 };
