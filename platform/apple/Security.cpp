@@ -59,7 +59,7 @@ OSStatus SecItemCopyMatching(const CFDictionary& query, SecItemResult* result) {
     }
     CFRef<CFTypeRef> object;
     const OSStatus status = ::SecItemCopyMatching(dictionary.get(), object.receive());
-    if (status == errSecSuccess) {
+    if (status == errSecSuccess && result != nullptr) {
         *result = itemOf(std::move(object));
     }
     return status;

@@ -7,6 +7,7 @@
 
 #include "apple/AppleDeviceTest.hpp"
 #include "platform/Security.hpp"
+#include "support/Hex.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -53,8 +54,37 @@ TEST_F(AppleCertificates, GiveUpTheirPublicKeyThroughATrustObject) {
     EXPECT_EQ(SecKeyCopyExternalRepresentation(key, nullptr), issued.publicKey);
 }
 
+TEST_F(AppleCertificates, AreMadeFromTheBytesThatTheyBeginWhateverFollows) {
+    const Issued another = issue();
+    for (const Bytes& behind : {Bytes{0x00}, Bytes(100, 0xFF), issued.certificate, another.certificate}) {
+        SecTrustRef trust;
+        SecTrustCreateWithCertificates(SecCertificateCreateWithData(issued.certificate + behind),
+                                       SecPolicyCreateBasicX509(), &trust);
+        ASSERT_NE(trust, nullptr);
+        EXPECT_EQ(SecKeyCopyExternalRepresentation(SecTrustCopyKey(trust), nullptr), issued.publicKey);
+    }
+}
+
 TEST_F(AppleCertificates, AreNotMadeFromOtherBytes) {
+    EXPECT_EQ(SecCertificateCreateWithData({}), nullptr);
     EXPECT_EQ(SecCertificateCreateWithData(Bytes{0x30, 0x00}), nullptr);
+    EXPECT_EQ(SecCertificateCreateWithData(Bytes{0x00} + issued.certificate), nullptr);
+    Bytes cut = issued.certificate;
+    cut.pop_back();
+    EXPECT_EQ(SecCertificateCreateWithData(cut), nullptr);
+}
+
+TEST_F(AppleCertificates, AreNotMadeFromBERThatIsNotDER) {
+    // SEQUENCE, of a length in two bytes, which is put in three and in the indefinite form.
+    ASSERT_EQ(issued.certificate[1], 0x81);
+    Bytes longer = issued.certificate;
+    longer[1] = 0x82;
+    longer.insert(longer.begin() + 2, 0x00);
+    EXPECT_EQ(SecCertificateCreateWithData(longer), nullptr);
+    Bytes indefinite = issued.certificate;
+    indefinite[1] = 0x80;
+    indefinite.erase(indefinite.begin() + 2);
+    EXPECT_EQ(SecCertificateCreateWithData(indefinite + Bytes{0x00, 0x00}), nullptr);
 }
 
 TEST_F(AppleCertificates, HaveNoPolicyWhereTheFrameworkGivesNone) {

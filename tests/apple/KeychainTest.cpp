@@ -50,6 +50,15 @@ TEST_F(AppleKeychain, GivesTheAddedItemBackWhereItIsAskedFor) {
     EXPECT_EQ(result, SecItemResult(Bytes{7}));
 }
 
+TEST_F(AppleKeychain, SaysWhetherThereIsAMatchWhereNoResultIsWanted) {
+    EXPECT_EQ(SecItemCopyMatching(query("slot"), nullptr), errSecItemNotFound);
+    CFDictionary attributes = item("slot", {7});
+    attributes.push_back({kSecReturnData, true});
+    EXPECT_EQ(SecItemAdd(attributes, nullptr), errSecSuccess);
+
+    EXPECT_EQ(SecItemCopyMatching(query("slot"), nullptr), errSecSuccess);
+}
+
 TEST_F(AppleKeychain, DeletesWhatWasAdded) {
     SecItemAdd(item("slot", {1}), nullptr);
 

@@ -71,9 +71,14 @@ class Script {
 
 using ScriptedDevice = testing::StrictMock<Script>;
 
-/// An action for SecItemCopyMatching: success, with `result`.
-inline auto givesBack(SecItemResult result) {
-    return testing::DoAll(testing::SetArgPointee<1>(std::move(result)), testing::Return(errSecSuccess));
+/// An action for SecItemAdd and SecItemCopyMatching: success, with `item` where a result is wanted.
+inline auto givesBack(SecItemResult item) {
+    return [item = std::move(item)](const CFDictionary&, SecItemResult* result) {
+        if (result != nullptr) {
+            *result = item;
+        }
+        return errSecSuccess;
+    };
 }
 
 /// An action for operations whose argument N is the place for an error: sets it and gives `failure` back.
