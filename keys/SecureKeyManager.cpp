@@ -27,9 +27,12 @@ CFDictionary deletionQuery(Bytes tag, SecConstant keyClass) {
 
 const std::shared_ptr<const SecureKeyManager>& SecureKeyManager::shared() {
     // Never destroyed: a prompt may still be answered while the process ends.
-    static const auto& instance =
-        *new std::shared_ptr<const SecureKeyManager>(std::make_shared<SecureKeyManager>());
+    static const auto& instance = *new std::shared_ptr<const SecureKeyManager>(make());
     return instance;
+}
+
+std::shared_ptr<const SecureKeyManager> SecureKeyManager::make() {
+    return std::shared_ptr<const SecureKeyManager>(new SecureKeyManager);
 }
 
 SecureKeyManager::SecureKeyManager()

@@ -22,7 +22,9 @@ class SecureKeyManager : public std::enable_shared_from_this<SecureKeyManager> {
     /// The instance of the process, made on first use and never destroyed. The component uses no other.
     static const std::shared_ptr<const SecureKeyManager>& shared();
 
-    SecureKeyManager();
+    SecureKeyManager(const SecureKeyManager&) = delete;
+    SecureKeyManager& operator=(const SecureKeyManager&) = delete;
+    ~SecureKeyManager() = default;
 
     /// The person's private key, or null when it is not found, for whatever reason. `context` may be null; it
     /// is the authenticated context to look the key up with.
@@ -50,6 +52,14 @@ class SecureKeyManager : public std::enable_shared_from_this<SecureKeyManager> {
     void sign(const std::string& alias, Bytes data, std::function<void(SigningResult)> completion) const;
 
   private:
+    friend struct SecureKeyManagerOfATest;  // makes an instance that can go away, which `shared` never does
+
+    SecureKeyManager();
+
+    /// The only way to an instance. A shared_ptr owns it from the start: without one, `sign` would find the
+    /// manager gone and never call its completion.
+    static std::shared_ptr<const SecureKeyManager> make();
+
     using AuthenticationResult = std::variant<LAContextRef, NSError>;
 
     [[nodiscard]] SecKeyRef generateKeyPair(const std::string& alias) const;

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <type_traits>
 
 #include "keys/SecureKeyManager.hpp"
 #include "tests/device/ScriptedDevice.hpp"
@@ -72,6 +73,14 @@ class KeyStore : public testing::Test {
 
 TEST_F(KeyStore, hasOneSharedInstance) {
     EXPECT_EQ(SecureKeyManager::shared().get(), SecureKeyManager::shared().get());
+}
+
+TEST_F(KeyStore, isNotMadeOrCopiedByAccident) {
+    EXPECT_FALSE(std::is_default_constructible_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_copy_constructible_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_move_constructible_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_copy_assignable_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_move_assignable_v<SecureKeyManager>);
 }
 
 TEST_F(KeyStore, looksThePrivateKeyUpByItsTagAlone) {

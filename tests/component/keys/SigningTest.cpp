@@ -7,6 +7,13 @@
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
+
+struct SecureKeyManagerOfATest {
+    static std::shared_ptr<const SecureKeyManager> make() {
+        return SecureKeyManager::make();
+    }
+};
+
 namespace {
 
 using testing::_;
@@ -164,7 +171,7 @@ TEST_F(Signing, failsWithItsOwnErrorWhenTheSignerGivesNone) {
 }
 
 TEST_F(Signing, endsSilentlyWhenTheManagerIsGone) {
-    auto manager = std::make_shared<SecureKeyManager>();
+    auto manager = SecureKeyManagerOfATest::make();
     expectPrompt();
     sign(*manager);
     manager.reset();
