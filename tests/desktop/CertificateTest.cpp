@@ -28,14 +28,14 @@ void useAsCertificate(BytesView data) {
     }
 }
 
-struct Case {
+struct CertificateCase {
     const char* name;
     const char* makeKey;     // a shell command that writes key.pem
     std::size_t exportSize;  // of the certificate's key; 0 when the platform has no use for it
     std::size_t blockSize;
 };
 
-class Certificates : public testing::TestWithParam<Case> {
+class Certificates : public testing::TestWithParam<CertificateCase> {
   protected:
     [[nodiscard]] Bytes made(const std::string& makeKey) const {
         const Outcome outcome = run(
@@ -78,24 +78,28 @@ TEST_P(Certificates, WithAnyBitFlippedDoNoHarm) {
 INSTANTIATE_TEST_SUITE_P(
     Kinds, Certificates,
     testing::Values(
-        Case{"RSA", "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out key.pem", 270, 256},
-        Case{"P256", "openssl ecparam -name prime256v1 -genkey -noout -out key.pem", 65, 32},
-        Case{"P256Compressed",
-             "openssl ecparam -name prime256v1 -genkey -noout -out whole.pem"
-             " && openssl ec -in whole.pem -conv_form compressed -out key.pem 2>/dev/null",
-             65, 32},
-        Case{"P384", "openssl ecparam -name secp384r1 -genkey -noout -out key.pem", 97, 48},
-        Case{"P521", "openssl ecparam -name secp521r1 -genkey -noout -out key.pem", 133, 66},
-        Case{"Koblitz", "openssl ecparam -name secp256k1 -genkey -noout -out key.pem", 0, 0},
-        Case{"Brainpool", "openssl ecparam -name brainpoolP256r1 -genkey -noout -out key.pem", 0, 0},
-        Case{"Binary", "openssl ecparam -name sect283k1 -genkey -noout -out key.pem", 0, 0},
-        Case{"Ed25519", "openssl genpkey -algorithm ED25519 -out key.pem", 0, 0},
-        Case{"Ed448", "openssl genpkey -algorithm ED448 -out key.pem", 0, 0},
-        Case{"RSAPSS", "openssl genpkey -algorithm RSA-PSS -pkeyopt rsa_keygen_bits:1024 -out key.pem", 0, 0},
-        Case{"DSA",
-             "openssl dsaparam -out parameters 1024 2>/dev/null && openssl gendsa -out key.pem parameters "
-             "2>/dev/null",
-             0, 0}),
+        CertificateCase{"RSA", "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out key.pem",
+                        270, 256},
+        CertificateCase{"P256", "openssl ecparam -name prime256v1 -genkey -noout -out key.pem", 65, 32},
+        CertificateCase{"P256Compressed",
+                        "openssl ecparam -name prime256v1 -genkey -noout -out whole.pem"
+                        " && openssl ec -in whole.pem -conv_form compressed -out key.pem 2>/dev/null",
+                        65, 32},
+        CertificateCase{"P384", "openssl ecparam -name secp384r1 -genkey -noout -out key.pem", 97, 48},
+        CertificateCase{"P521", "openssl ecparam -name secp521r1 -genkey -noout -out key.pem", 133, 66},
+        CertificateCase{"Koblitz", "openssl ecparam -name secp256k1 -genkey -noout -out key.pem", 0, 0},
+        CertificateCase{"Brainpool", "openssl ecparam -name brainpoolP256r1 -genkey -noout -out key.pem", 0,
+                        0},
+        CertificateCase{"Binary", "openssl ecparam -name sect283k1 -genkey -noout -out key.pem", 0, 0},
+        CertificateCase{"Ed25519", "openssl genpkey -algorithm ED25519 -out key.pem", 0, 0},
+        CertificateCase{"Ed448", "openssl genpkey -algorithm ED448 -out key.pem", 0, 0},
+        CertificateCase{
+            "RSAPSS", "openssl genpkey -algorithm RSA-PSS -pkeyopt rsa_keygen_bits:1024 -out key.pem", 0, 0},
+        CertificateCase{
+            "DSA",
+            "openssl dsaparam -out parameters 1024 2>/dev/null && openssl gendsa -out key.pem parameters "
+            "2>/dev/null",
+            0, 0}),
     [](const auto& kind) { return kind.param.name; });
 
 TEST_F(Certificates, GiveTheVeryKeyThatOpenSSLPutIn) {

@@ -12,9 +12,8 @@ namespace {
 using testing::HasSubstr;
 
 constexpr SecKeyAlgorithm rsaSHA256 = kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256;
-constexpr SecKeyAlgorithm ecSHA256 = kSecKeyAlgorithmECDSASignatureMessageX962SHA256;
 
-struct Case {
+struct SigningCase {
     SecKeyAlgorithm algorithm;
     SecConstant keyType;
     std::int64_t bits;
@@ -24,7 +23,7 @@ struct Case {
 class Keys : public testing::Test {
   protected:
     /// What the openssl command says of `signature` over `message`.
-    [[nodiscard]] Outcome judged(const SecKeyRef& publicKey, const Case& tested, const Bytes& message,
+    [[nodiscard]] Outcome judged(const SecKeyRef& publicKey, const SigningCase& tested, const Bytes& message,
                                  const Bytes& signature) const {
         const std::filesystem::path folder = device.folder();
         writeFile(folder / "message", message);
@@ -59,7 +58,7 @@ class Keys : public testing::Test {
     const TestDevice device;
 };
 
-class EveryAlgorithm : public Keys, public testing::WithParamInterface<Case> {};
+class EveryAlgorithm : public Keys, public testing::WithParamInterface<SigningCase> {};
 
 TEST_P(EveryAlgorithm, MakesASignatureThatOpenSSLAccepts) {
     const SecKeyRef key = made(GetParam().keyType, GetParam().bits);
@@ -95,16 +94,19 @@ TEST_P(EveryAlgorithm, VerifiesItsSignatureAndNoOther) {
     EXPECT_EQ(error.value().code, -67808);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Algorithms, EveryAlgorithm,
-    testing::Values(
-        Case{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1, kSecAttrKeyTypeRSA, 1024, "sha1"},
-        Case{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256, kSecAttrKeyTypeRSA, 2048, "sha256"},
-        Case{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512, kSecAttrKeyTypeRSA, 1031, "sha512"},
-        Case{kSecKeyAlgorithmECDSASignatureMessageX962SHA1, kSecAttrKeyTypeECSECPrimeRandom, 256, "sha1"},
-        Case{kSecKeyAlgorithmECDSASignatureMessageX962SHA256, kSecAttrKeyTypeECSECPrimeRandom, 256, "sha256"},
-        Case{kSecKeyAlgorithmECDSASignatureMessageX962SHA512, kSecAttrKeyTypeECSECPrimeRandom, 256,
-             "sha512"}));
+INSTANTIATE_TEST_SUITE_P(Algorithms, EveryAlgorithm,
+                         testing::Values(SigningCase{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1,
+                                                     kSecAttrKeyTypeRSA, 1024, "sha1"},
+                                         SigningCase{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
+                                                     kSecAttrKeyTypeRSA, 2048, "sha256"},
+                                         SigningCase{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512,
+                                                     kSecAttrKeyTypeRSA, 1031, "sha512"},
+                                         SigningCase{kSecKeyAlgorithmECDSASignatureMessageX962SHA1,
+                                                     kSecAttrKeyTypeECSECPrimeRandom, 256, "sha1"},
+                                         SigningCase{kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
+                                                     kSecAttrKeyTypeECSECPrimeRandom, 256, "sha256"},
+                                         SigningCase{kSecKeyAlgorithmECDSASignatureMessageX962SHA512,
+                                                     kSecAttrKeyTypeECSECPrimeRandom, 256, "sha512"}));
 
 TEST_F(Keys, OfRSAHaveTheirModulusAsBlockSizeAndRepeatTheirSignatures) {
     const SecKeyRef key = made(kSecAttrKeyTypeRSA, 2048);
@@ -161,7 +163,9 @@ TEST_F(Keys, RefuseAnAlgorithmForAnotherType) {
     const SecKeyRef rsa = made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef ec = made(kSecAttrKeyTypeECSECPrimeRandom, 256);
     std::optional<NSError> error;
-    EXPECT_EQ(SecKeyCreateSignature(rsa, ecSHA256, bytesOf("x"), &error), std::nullopt);
+    EXPECT_EQ(
+        SecKeyCreateSignature(rsa, kSecKeyAlgorithmECDSASignatureMessageX962SHA256, bytesOf("x"), &error),
+        std::nullopt);
     EXPECT_EQ(error.value().code, errSecParam);
     EXPECT_EQ(SecKeyCreateSignature(ec, rsaSHA256, bytesOf("x"), nullptr), std::nullopt);
     EXPECT_FALSE(

@@ -12,13 +12,13 @@ namespace {
 
 using testing::HasSubstr;
 
-struct Case {
+struct RequestCase {
     KeyAlgorithm algorithm;
     std::int64_t bits;
     const char* name;  // of the signature algorithm, as the openssl command prints it
 };
 
-class Requests : public testing::TestWithParam<Case> {
+class Requests : public testing::TestWithParam<RequestCase> {
   protected:
     const TestDevice device;
 };
@@ -42,11 +42,12 @@ TEST_P(Requests, AreAcceptedByOpenSSL) {
 
 INSTANTIATE_TEST_SUITE_P(
     Algorithms, Requests,
-    testing::Values(Case{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha1), 1024, "sha1WithRSAEncryption"},
-                    Case{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha256), 2048, "sha256WithRSAEncryption"},
-                    Case{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha512), 2048, "sha512WithRSAEncryption"},
-                    Case{KeyAlgorithm::ec(KeyAlgorithm::Signature::sha256), 256, "ecdsa-with-SHA256"},
-                    Case{KeyAlgorithm::ec(KeyAlgorithm::Signature::sha512), 256, "ecdsa-with-SHA512"}));
+    testing::Values(
+        RequestCase{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha1), 1024, "sha1WithRSAEncryption"},
+        RequestCase{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha256), 2048, "sha256WithRSAEncryption"},
+        RequestCase{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha512), 2048, "sha512WithRSAEncryption"},
+        RequestCase{KeyAlgorithm::ec(KeyAlgorithm::Signature::sha256), 256, "ecdsa-with-SHA256"},
+        RequestCase{KeyAlgorithm::ec(KeyAlgorithm::Signature::sha512), 256, "ecdsa-with-SHA512"}));
 
 }  // namespace
 }  // namespace KavrelCrypto

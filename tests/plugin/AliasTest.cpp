@@ -74,10 +74,6 @@ class Aliases : public testing::Test {
     void SetUp() override {
         DeviceUnderTest::answerPrompts(DeviceUnderTest::PromptAnswer::match);
     }
-
-    static std::string publicKeyPem(const std::string& alias) {
-        return text(call("getKeyInfo", person(alias)), "publicKeyPem");
-    }
 };
 
 TEST_F(Aliases, EachAliasIsGivenBackAsItCameAndHasAKeyOfItsOwn) {

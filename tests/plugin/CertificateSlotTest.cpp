@@ -14,7 +14,7 @@ namespace {
 const Outcome noCertificate = resolved({{"certPem", nullptr}});
 
 OpenSSL::Key keyOf(const std::string& nationalCode) {
-    return OpenSSL::publicKey(text(call("getKeyInfo", person(nationalCode)), "publicKeyPem"));
+    return OpenSSL::publicKey(publicKeyPem(nationalCode));
 }
 
 std::string issuedFor(const std::string& nationalCode) {

@@ -237,7 +237,7 @@ TEST_F(OtherTexts, TextsThatAreNoCertificateAreNotValid) {
         "-----BEGIN CERTIFICATE-----",
         "-----BEGIN CERTIFICATE----------END CERTIFICATE-----",
         "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----\n",
-        text(call("getKeyInfo", person(sara)), "publicKeyPem"),
+        publicKeyPem(sara),
         text(call("createCSR", request(identity(sara))), "csrPem"),
         OpenSSL::pem(key),
         OpenSSL::pem(Bytes{0x30, 0x00}),

@@ -23,10 +23,6 @@ void onThreads(std::size_t count, const std::function<void(std::size_t)>& work) 
     }
 }
 
-std::string publicKeyPem(const std::string& nationalCode) {
-    return text(call("getKeyInfo", person(nationalCode)), "publicKeyPem");
-}
-
 bool isOneOf(const Outcome& outcome, const std::vector<Outcome>& expected) {
     return std::find(expected.begin(), expected.end(), outcome) != expected.end();
 }

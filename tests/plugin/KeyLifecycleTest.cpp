@@ -12,10 +12,6 @@
 namespace KavrelCrypto {
 namespace {
 
-std::string publicKeyPem(const std::string& nationalCode) {
-    return text(call("getKeyInfo", person(nationalCode)), "publicKeyPem");
-}
-
 SecKeyRef keyUnder(const std::string& tagText) {
     SecItemResult result;
     const OSStatus status = SecItemCopyMatching({{kSecClass, kSecClassKey},

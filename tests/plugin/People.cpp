@@ -17,6 +17,10 @@ Enrolment& enrolment() {
 
 }  // namespace
 
+std::string publicKeyPem(const std::string& nationalCode) {
+    return text(call("getKeyInfo", person(nationalCode)), "publicKeyPem");
+}
+
 void OnANewDevice::SetUp() {
     DeviceUnderTest::startNew();
 }
@@ -24,7 +28,7 @@ void OnANewDevice::SetUp() {
 void WithSaraEnrolled::SetUpTestSuite() {
     DeviceUnderTest::startNew();
     ASSERT_EQ(call("ensureKey", person(sara)), resolved({{"ok", true}}));
-    const OpenSSL::Key key = OpenSSL::publicKey(text(call("getKeyInfo", person(sara)), "publicKeyPem"));
+    const OpenSSL::Key key = OpenSSL::publicKey(publicKeyPem(sara));
     enrolment() = {key, OpenSSL::certificate(key)};
 }
 

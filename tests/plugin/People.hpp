@@ -10,6 +10,9 @@
 /// The beginnings of the tests: a new device, or one on which a person is enrolled.
 namespace KavrelCrypto {
 
+/// The public key of a person who has one, as "getKeyInfo" returns it.
+std::string publicKeyPem(const std::string& nationalCode);
+
 /// Every test begins on a new device.
 class OnANewDevice : public testing::Test {
   protected:

@@ -294,7 +294,7 @@ TEST_F(SigningWhileTheKeyChanges, TheKeyIsLookedUpOnlyAfterThePrompt) {
     const TestCallRef pending = begin("signDigest", digestFor("0012345678", "AAAA"));
     call("ensureKey", person("0012345678"));
     finish({pending});
-    const std::string newKey = text(call("getKeyInfo", person("0012345678")), "publicKeyPem");
+    const std::string newKey = publicKeyPem("0012345678");
     EXPECT_TRUE(OpenSSL::verifies(OpenSSL::publicKey(newKey), Bytes{0, 0, 0},
                                   OpenSSL::fromBase64(text(outcomeOf(*pending), "signatureB64"))));
 }

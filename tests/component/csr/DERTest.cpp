@@ -201,8 +201,8 @@ TEST(DERPointCheck, stopsTheProcessWithoutData) {
 
 // How an RSAPublicKey is split shows in the SubjectPublicKeyInfo, which is written from the parts.
 
-Bytes rsaInfo(const Bytes& publicKeyBits) {
-    return CSR().buildPublicKeyInfo(publicKeyBits);
+Bytes rsaInfo(const Bytes& bits) {
+    return CSR().buildPublicKeyInfo(bits);
 }
 
 Bytes infoOf(const std::string& rsaPublicKey) {

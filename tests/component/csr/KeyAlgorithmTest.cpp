@@ -21,7 +21,7 @@ struct Row {
     const char* identifier;
 };
 
-const Row rows[] = {
+const Row algorithms[] = {
     {"rsa sha1",
      KeyAlgorithm::rsa(Signature::sha1),
      "RSA",
@@ -73,7 +73,7 @@ std::vector<T> elements(std::span<const T> view) {
 }
 
 TEST(KeyAlgorithmTable, givesEachKindAndDigestItsValues) {
-    for (const Row& row : rows) {
+    for (const Row& row : algorithms) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(row.algorithm.type(), row.type);
         EXPECT_EQ(row.algorithm.secKeyAttrType(), row.keyType);

@@ -19,7 +19,7 @@ using testing::NotNull;
 using testing::Ref;
 using testing::Return;
 
-const Bytes privateTag = bytesOf("com.solbera.app.privatekey.a");
+const Bytes tagOfA = bytesOf("com.solbera.app.privatekey.a");
 
 MATCHER_P(isLookupOf, tag, "") {
     return std::find(arg.begin(), arg.end(), CFDictionaryEntry{kSecAttrApplicationTag, tag}) != arg.end();
@@ -51,14 +51,14 @@ class PluginOnScripts : public testing::Test {
     }
 
     void expectLookup(SecKeyRef result) {
-        EXPECT_CALL(device, SecItemCopyMatching(isLookupOf(privateTag), NotNull()))
+        EXPECT_CALL(device, SecItemCopyMatching(isLookupOf(tagOfA), NotNull()))
             .WillOnce(result == nullptr ? testing::Action<OSStatus(const CFDictionary&, SecItemResult*)>(
                                               Return(errSecItemNotFound))
                                         : givesBack(result));
     }
 
     void expectDeletion() {
-        EXPECT_CALL(device, SecItemDelete(isLookupOf(privateTag))).WillOnce(Return(errSecSuccess));
+        EXPECT_CALL(device, SecItemDelete(isLookupOf(tagOfA))).WillOnce(Return(errSecSuccess));
         EXPECT_CALL(device, SecItemDelete(isLookupOf(bytesOf("com.solbera.app.publickey.a"))))
             .WillOnce(Return(errSecSuccess));
         EXPECT_CALL(device, print("🔑 forceDeleteAllKeys private status: 0"));
@@ -125,7 +125,7 @@ TEST_F(PluginOnScripts, hasKeyOnlyLooks) {
 }
 
 TEST_F(PluginOnScripts, deleteKeyEmptiesTheSlotAfterTheKeysAndSaysTrueWhateverHappens) {
-    EXPECT_CALL(device, SecItemDelete(isLookupOf(privateTag))).WillOnce(Return(errSecInteractionNotAllowed));
+    EXPECT_CALL(device, SecItemDelete(isLookupOf(tagOfA))).WillOnce(Return(errSecInteractionNotAllowed));
     EXPECT_CALL(device, SecItemDelete(_)).WillOnce(Return(errSecItemNotFound));
     EXPECT_CALL(device, print).Times(2);
     EXPECT_CALL(device, SecItemDelete(isSlotQuery())).WillOnce(Return(-50));
