@@ -4,7 +4,7 @@
 #include "csr/CSRCreationError.hpp"
 #include "csr/CertificateSigningRequest.hpp"
 #include "plugin/UserInfo.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/component/Scripts.hpp"
 #include "tests/support/Hex.hpp"
 #include "text/Base64.hpp"
 
@@ -52,52 +52,29 @@ Bytes expectedInfo() {
         .buldCertificationRequestInfo(publicKeyBits);
 }
 
-CFDictionary lookup(const std::string& tag) {
-    return {
-        {kSecClass, kSecClassKey},
-        {kSecAttrApplicationTag, bytesOf(tag)},
-        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
-        {kSecReturnRef, true},
-    };
-}
-
-class RequestBuilder : public testing::Test {
+class CSRBuilderBuildCSR : public testing::Test {
   protected:
     std::string build() {
         return CSRBuilder::shared().buildCSR("alias", user);
     }
 
     void expectBuildFailed() {
-        try {
-            static_cast<void>(build());
-            FAIL() << "nothing was raised";
-        } catch (const NSError& error) {
-            EXPECT_EQ(error, (NSError{.domain = "KavrelCrypto.CSRCreationError", .code = 2}));
-        }
-    }
-
-    void expectLookup(const std::string& tag, SecKeyRef key) {
-        if (key == nullptr) {
-            EXPECT_CALL(device, SecItemCopyMatching(lookup(tag), NotNull()))
-                .WillOnce(Return(errSecItemNotFound));
-        } else {
-            EXPECT_CALL(device, SecItemCopyMatching(lookup(tag), NotNull()))
-                .WillOnce(givesBack(std::move(key)));
-        }
+        EXPECT_EQ(thrownBy([&] { build(); }),
+                  (NSError{.domain = "KavrelCrypto.CSRCreationError", .code = 2}));
     }
 
     void expectUtilityPair(SecKeyRef privateHalf, SecKeyRef publicHalf) {
-        expectLookup("com.kavrel.app.privatekeyalias", std::move(privateHalf));
-        expectLookup("com.kavrel.app.publickeyalias", std::move(publicHalf));
+        expectKeyLookup(device, "com.kavrel.app.privatekeyalias", std::move(privateHalf));
+        expectKeyLookup(device, "com.kavrel.app.publickeyalias", std::move(publicHalf));
     }
 
     void expectManagerPair() {
-        expectLookup("com.solbera.app.privatekey.alias", privateKey);
+        expectKeyLookup(device, "com.solbera.app.privatekey.alias", privateKey);
         EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(publicKey));
     }
 
     void expectManagerToFail() {
-        expectLookup("com.solbera.app.privatekey.alias", privateKey);
+        expectKeyLookup(device, "com.solbera.app.privatekey.alias", privateKey);
         EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(nullptr));
     }
 
@@ -148,20 +125,20 @@ class RequestBuilder : public testing::Test {
     const SecKeyRef publicKey = newKey();
 };
 
-TEST_F(RequestBuilder, usesTheUtilityPairWhenBothHalvesAreThere) {
+TEST_F(CSRBuilderBuildCSR, UsesTheUtilityPairWhenBothHalvesAreThere) {
     expectUtilityPair(privateKey, publicKey);
     expectSigning();
     expectRequest();
 }
 
-TEST_F(RequestBuilder, usesTheKeyManagersPairWhenThereIsNoUtilityPair) {
+TEST_F(CSRBuilderBuildCSR, UsesTheKeyManagersPairWhenThereIsNoUtilityPair) {
     expectUtilityPair(nullptr, nullptr);
     expectManagerPair();
     expectSigning();
     expectRequest();
 }
 
-TEST_F(RequestBuilder, ignoresHalfAUtilityPair) {
+TEST_F(CSRBuilderBuildCSR, IgnoresHalfAUtilityPair) {
     expectUtilityPair(newKey(), nullptr);
     expectManagerPair();
     expectSigning();
@@ -172,7 +149,7 @@ TEST_F(RequestBuilder, ignoresHalfAUtilityPair) {
     expectRequest();
 }
 
-TEST_F(RequestBuilder, fallsSilentlyToANewUtilityPairWhenTheKeyManagerHasNoPublicKey) {
+TEST_F(CSRBuilderBuildCSR, MakesANewUtilityPairInSilenceWhenTheKeyManagerHasNoPublicKey) {
     expectUtilityPair(nullptr, nullptr);
     expectManagerToFail();
     expectFallbackGeneration(privateKey);
@@ -181,11 +158,10 @@ TEST_F(RequestBuilder, fallsSilentlyToANewUtilityPairWhenTheKeyManagerHasNoPubli
     expectRequest();
 }
 
-TEST_F(RequestBuilder, fallsToANewUtilityPairWhenTheKeyManagerCannotGenerate) {
+TEST_F(CSRBuilderBuildCSR, MakesANewUtilityPairWhenTheKeyManagerCannotGenerateItsOwn) {
     expectUtilityPair(nullptr, nullptr);
-    expectLookup("com.solbera.app.privatekey.alias", nullptr);
-    EXPECT_CALL(device, SecItemDelete).Times(2).WillRepeatedly(Return(errSecItemNotFound));
-    EXPECT_CALL(device, print).Times(2);
+    expectKeyLookup(device, "com.solbera.app.privatekey.alias", nullptr);
+    expectPairDeletion(device, "alias", errSecItemNotFound, errSecItemNotFound);
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(nullptr));
     expectFallbackGeneration(privateKey);
     EXPECT_CALL(device, SecItemCopyMatching(_, NotNull())).WillOnce(givesBack(publicKey));
@@ -193,14 +169,14 @@ TEST_F(RequestBuilder, fallsToANewUtilityPairWhenTheKeyManagerCannotGenerate) {
     expectRequest();
 }
 
-TEST_F(RequestBuilder, failsWhenTheLastPairCannotBeMade) {
+TEST_F(CSRBuilderBuildCSR, FailsWhenTheLastPairCannotBeMade) {
     expectUtilityPair(nullptr, nullptr);
     expectManagerToFail();
     expectFallbackGeneration(nullptr);
     expectBuildFailed();
 }
 
-TEST_F(RequestBuilder, failsWhenTheLastPairHasNoPublicHalf) {
+TEST_F(CSRBuilderBuildCSR, FailsWhenTheLastPairHasNoPublicHalf) {
     expectUtilityPair(nullptr, nullptr);
     expectManagerToFail();
     expectFallbackGeneration(privateKey);
@@ -209,20 +185,20 @@ TEST_F(RequestBuilder, failsWhenTheLastPairHasNoPublicHalf) {
     expectBuildFailed();
 }
 
-TEST_F(RequestBuilder, failsWhenThePublicKeyCannotBeExported) {
+TEST_F(CSRBuilderBuildCSR, FailsWhenThePublicKeyCannotBeExported) {
     expectUtilityPair(privateKey, publicKey);
     expectExport(std::nullopt);
     expectBuildFailed();
 }
 
-TEST_F(RequestBuilder, failsWhenTheRequestCannotBeSigned) {
+TEST_F(CSRBuilderBuildCSR, FailsWhenTheRequestCannotBeSigned) {
     expectUtilityPair(privateKey, publicKey);
     expectExport(publicKeyBits);
     EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(Return(std::nullopt));
     expectBuildFailed();
 }
 
-TEST(CreationError, hasItsPositionAsItsCodeAndTheGenericSentence) {
+TEST(CSRCreationError, HasItsPositionAsItsCodeAndTheGenericDescription) {
     EXPECT_EQ(platformError(CSRCreationError::missingPublicKey).code, 0);
     EXPECT_EQ(platformError(CSRCreationError::signingFailed).code, 1);
     EXPECT_EQ(platformError(CSRCreationError::buildFailed).code, 2);

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "csr/CertificateSigningRequest.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/component/Scripts.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
@@ -31,12 +31,12 @@ void expectInfo(CSR::Values values, const Bytes& subject, const Bytes& attribute
               enclosed(hex("02 01 00") + enclosed(subject) + pointInfo + attributes));
 }
 
-TEST(SubjectPublicKeyInfo, ofAP256KeyIsItsPointBehindTheCurve) {
+TEST(CertificateSigningRequestBuildPublicKeyInfo, WritesThePointOfAP256KeyAfterTheCurve) {
     EXPECT_EQ(CSR({.keyAlgorithm = ecSHA256}).buildPublicKeyInfo(point), pointInfo);
     EXPECT_EQ(pointInfo.size(), 91U);
 }
 
-TEST(SubjectPublicKeyInfo, ofARSAKeyHoldsItsIntegersAsTheyStand) {
+TEST(CertificateSigningRequestBuildPublicKeyInfo, WritesTheIntegersOfAnRSAKeyUnchanged) {
     const Bytes modulus = hex("00") + Bytes(256, 0xC7);
     const Bytes key = hex("30 82 01 0A 02 82 01 01") + modulus + hex("02 03 01 00 01");
     const Bytes info = CSR().buildPublicKeyInfo(key);
@@ -47,11 +47,11 @@ TEST(SubjectPublicKeyInfo, ofARSAKeyHoldsItsIntegersAsTheyStand) {
     EXPECT_EQ(info.size(), 294U);
 }
 
-TEST(SubjectPublicKeyInfo, dropsWhatFollowsThePoint) {
+TEST(CertificateSigningRequestBuildPublicKeyInfo, DropsWhatFollowsThePoint) {
     EXPECT_EQ(CSR({.keyAlgorithm = ecSHA256}).buildPublicKeyInfo(point + hex("EE")), pointInfo);
 }
 
-TEST(SubjectPublicKeyInfo, stopsTheProcessForAPointThatIsTooShort) {
+TEST(CertificateSigningRequestBuildPublicKeyInfo, StopsTheProcessForAPointThatIsTooShort) {
     const CSR request({.keyAlgorithm = ecSHA256});
     EXPECT_DEATH(static_cast<void>(request.buildPublicKeyInfo(Bytes(point.begin(), point.end() - 1))),
                  "an uncompressed P-256 public key has 65 bytes");
@@ -59,7 +59,8 @@ TEST(SubjectPublicKeyInfo, stopsTheProcessForAPointThatIsTooShort) {
                  "an elliptic-curve public key is not empty");
 }
 
-TEST(SubjectPublicKeyInfo, usesTheFirst65BytesOfAPointOfAnotherFormAllTheSame) {
+TEST(CertificateSigningRequestBuildPublicKeyInfo,
+     PrintsALineForAPointOfAnotherFormAndUsesItsFirst65BytesAllTheSame) {
     ScriptedDevice device;
     EXPECT_CALL(device, print("Error, framework only supports uncompressed keys"));
     Bytes other = point;
@@ -68,24 +69,25 @@ TEST(SubjectPublicKeyInfo, usesTheFirst65BytesOfAPointOfAnotherFormAllTheSame) {
               hex("30 59 30 13 06 07 2A 86 48 CE 3D 02 01 06 08 2A 86 48 CE 3D 03 01 07 03 42 00") + other);
 }
 
-TEST(SubjectPublicKeyInfo, stopsTheProcessWithoutAnAlgorithm) {
+TEST(CertificateSigningRequestBuildPublicKeyInfo, StopsTheProcessWithoutAnAlgorithm) {
     EXPECT_DEATH(static_cast<void>(CSR({.keyAlgorithm = std::nullopt}).buildPublicKeyInfo(point)),
                  "a certification request has a key algorithm");
 }
 
-TEST(CertificationRequestInfo, hasAnEmptySubjectWithoutTexts) {
+TEST(CertificateSigningRequestBuldCertificationRequestInfo, WritesAnEmptySubjectWhenNoValueIsPresent) {
     const Bytes info = CSR({.keyAlgorithm = ecSHA256}).buldCertificationRequestInfo(point);
     EXPECT_EQ(info, hex("30 62 02 01 00 30 00") + pointInfo + hex("A0 00"));
 }
 
-TEST(CertificationRequestInfo, holdsEachTextAsOneRelativeDistinguishedName) {
+TEST(CertificateSigningRequestBuldCertificationRequestInfo,
+     WritesEachValueAsARelativeDistinguishedNameOfItsOwn) {
     expectInfo({.commonName = "AB"}, hex("31 0B 30 09 06 03 55 04 03 0C 02 41 42"));
     expectInfo({.commonName = ""}, hex("31 09 30 07 06 03 55 04 03 0C 00"));
     expectInfo({.serialNumber = "0012345678"},
                hex("31 13 30 11 06 03 55 04 05 13 0A 30 30 31 32 33 34 35 36 37 38"));
 }
 
-TEST(CertificationRequestInfo, writesTheSubjectInItsOwnOrder) {
+TEST(CertificateSigningRequestBuldCertificationRequestInfo, WritesTheAttributesInItsOwnOrder) {
     expectInfo(
         {
             .commonName = "f",
@@ -115,14 +117,14 @@ TEST(CertificationRequestInfo, writesTheSubjectInItsOwnOrder) {
             " 31 0A 30 08 06 03 55 04 0D 0C 01 6C"));                 // description
 }
 
-TEST(CertificationRequestInfo, asksForTheKeyPurposesInACriticalExtension) {
+TEST(CertificateSigningRequestBuldCertificationRequestInfo, AsksForTheKeyPurposesInACriticalExtension) {
     expectInfo({.includeEkuExtensions = true}, {},
                hex("A0 35 30 33 06 09 2A 86 48 86 F7 0D 01 09 0E 31 26 30 24 30 22 06 03 55 1D 25 01 01 FF "
                    "04 18 30 16 "
                    "06 0A 2B 06 01 04 01 82 37 0A 03 0C 06 08 2B 06 01 05 05 07 03 02"));
 }
 
-class RequestBuilding : public testing::Test {
+class CertificateSigningRequestBuild : public testing::Test {
   protected:
     const CSR request = CSR({.commonName = "AB", .keyAlgorithm = ecSHA256});
     const Bytes info = request.buldCertificationRequestInfo(point);
@@ -139,7 +141,7 @@ class RequestBuilding : public testing::Test {
     const SecKeyRef publicKey = newKey();
 };
 
-TEST_F(RequestBuilding, putsInformationAlgorithmAndSignatureTogether) {
+TEST_F(CertificateSigningRequestBuild, PutsInformationAlgorithmAndSignatureTogether) {
     expectSignature(hex("AA BB"));
     EXPECT_CALL(device, SecKeyVerifySignature(publicKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
                                               info, hex("AA BB"), NotNull()))
@@ -148,7 +150,7 @@ TEST_F(RequestBuilding, putsInformationAlgorithmAndSignatureTogether) {
               enclosed(info + hex("30 0A 06 08 2A 86 48 CE 3D 04 03 02") + hex("03 03 00 AA BB")));
 }
 
-TEST_F(RequestBuilding, signsWithRSAAndSHA512ByDefault) {
+TEST_F(CertificateSigningRequestBuild, SignsWithRSAAndSHA512ByDefault) {
     EXPECT_CALL(device, SecKeyCreateSignature(
                             privateKey, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512,
                             hex("30 23 02 01 00 30 00 30 1A 30 0D 06 09 2A 86 48 86 F7 0D 01 01 01 05 00 03 "
@@ -161,7 +163,7 @@ TEST_F(RequestBuilding, signsWithRSAAndSHA512ByDefault) {
                   "05 02 01 03 A0 00 30 0D 06 09 2A 86 48 86 F7 0D 01 01 0D 05 00 03 02 00 AA"));
 }
 
-TEST_F(RequestBuilding, carriesTheMalformedIdentifierOfEcdsaWithSHA1Unchanged) {
+TEST_F(CertificateSigningRequestBuild, CarriesTheMalformedIdentifierOfEcdsaWithSHA1Unchanged) {
     const CSR malformed({.commonName = "AB", .keyAlgorithm = KeyAlgorithm::ec(Signature::sha1)});
     EXPECT_CALL(device, SecKeyCreateSignature(privateKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA1, info,
                                               NotNull()))
@@ -170,39 +172,37 @@ TEST_F(RequestBuilding, carriesTheMalformedIdentifierOfEcdsaWithSHA1Unchanged) {
               enclosed(info + hex("30 0A 06 07 2A 86 48 CE 3D 04 01") + hex("03 02 00 AA")));
 }
 
-TEST_F(RequestBuilding, verifiesNothingWithoutAPublicKey) {
+TEST_F(CertificateSigningRequestBuild, VerifiesNothingWithoutAPublicKey) {
     expectSignature(hex("AA"));
     EXPECT_TRUE(request.build(point, privateKey, nullptr).has_value());
 }
 
-TEST_F(RequestBuilding, printsWhySigningFailed) {
+TEST_F(CertificateSigningRequestBuild, PrintsWhySigningFailed) {
     EXPECT_CALL(device, SecKeyCreateSignature)
-        .WillOnce(failsWith<3>({.domain = "D", .code = 1, .userInfo = {}, .printedForm = "printed"},
-                               std::optional<Bytes>()));
+        .WillOnce(failsWith<3>(errorPrintedAsPrinted(), std::optional<Bytes>()));
     EXPECT_CALL(device, print("Error in creating signature: printed"));
     EXPECT_EQ(request.build(point, privateKey, publicKey), std::nullopt);
 }
 
-TEST_F(RequestBuilding, isSilentWhenSigningFailsForNoReason) {
+TEST_F(CertificateSigningRequestBuild, PrintsNothingWhenSigningFailsWithoutAnError) {
     expectSignature(std::nullopt);
     EXPECT_EQ(request.build(point, privateKey, publicKey), std::nullopt);
 }
 
-TEST_F(RequestBuilding, printsWhyTheSignatureDoesNotVerify) {
+TEST_F(CertificateSigningRequestBuild, PrintsWhyTheSignatureDoesNotVerify) {
     expectSignature(hex("AA"));
-    EXPECT_CALL(device, SecKeyVerifySignature)
-        .WillOnce(failsWith<4>({.domain = "D", .code = 1, .userInfo = {}, .printedForm = "printed"}, false));
+    EXPECT_CALL(device, SecKeyVerifySignature).WillOnce(failsWith<4>(errorPrintedAsPrinted(), false));
     EXPECT_CALL(device, print("printed"));
     EXPECT_EQ(request.build(point, privateKey, publicKey), std::nullopt);
 }
 
-TEST_F(RequestBuilding, isSilentWhenTheSignatureDoesNotVerifyForNoReason) {
+TEST_F(CertificateSigningRequestBuild, PrintsNothingWhenTheSignatureDoesNotVerifyAndNoErrorSaysWhy) {
     expectSignature(hex("AA"));
     EXPECT_CALL(device, SecKeyVerifySignature).WillOnce(Return(false));
     EXPECT_EQ(request.build(point, privateKey, publicKey), std::nullopt);
 }
 
-TEST_F(RequestBuilding, takesASignatureOf256BytesAndNoneThatIsLonger) {
+TEST_F(CertificateSigningRequestBuild, AcceptsASignatureOf256BytesAndNoLongerOne) {
     expectSignature(Bytes(256, 0xAA));
     EXPECT_EQ(request.build(point, privateKey, nullptr),
               enclosed(info + hex("30 0A 06 08 2A 86 48 CE 3D 04 03 02") + hex("03 82 01 01 00") +
@@ -211,7 +211,7 @@ TEST_F(RequestBuilding, takesASignatureOf256BytesAndNoneThatIsLonger) {
     EXPECT_EQ(request.build(point, privateKey, nullptr), std::nullopt);
 }
 
-TEST_F(RequestBuilding, signsAfreshEachTimeAndChangesNothing) {
+TEST_F(CertificateSigningRequestBuild, SignsAnewEachTimeAndChangesNothing) {
     expectSignature(hex("AA"));
     expectSignature(hex("BB"));
     const auto first = request.build(point, privateKey, nullptr);
@@ -221,7 +221,7 @@ TEST_F(RequestBuilding, signsAfreshEachTimeAndChangesNothing) {
     EXPECT_EQ(second->back(), 0xBB);
 }
 
-TEST_F(RequestBuilding, stopsTheProcessWithoutAnAlgorithm) {
+TEST_F(CertificateSigningRequestBuild, StopsTheProcessWithoutAnAlgorithm) {
     EXPECT_DEATH(static_cast<void>(CSR({.keyAlgorithm = std::nullopt}).build(point, privateKey, nullptr)),
                  "a certification request has a key algorithm");
 }

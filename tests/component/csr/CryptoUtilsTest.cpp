@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "csr/CryptoUtils.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/component/Scripts.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
@@ -33,7 +33,7 @@ CFDictionary publicLookup(SecConstant keyType) {
     };
 }
 
-class UtilityKeys : public testing::Test {
+class CryptoUtilsTest : public testing::Test {
   protected:
     std::pair<SecKeyRef, SecKeyRef> generate(const KeyAlgorithm& algorithm, std::int64_t size) {
         return utils.generateKeysAndStoreInKeychain(algorithm, size, "private", "public");
@@ -46,23 +46,21 @@ class UtilityKeys : public testing::Test {
     const SecKeyRef publicKey = newKey();
 };
 
-TEST_F(UtilityKeys, haveTagsWithoutADotBeforeTheAlias) {
+using CryptoUtilsTags = CryptoUtilsTest;
+using CryptoUtilsLoadKey = CryptoUtilsTest;
+using CryptoUtilsGenerateKeys = CryptoUtilsTest;
+
+TEST_F(CryptoUtilsTags, HaveNoDotBeforeTheAlias) {
     EXPECT_EQ(utils.privateTag("0012345678"), "com.kavrel.app.privatekey0012345678");
     EXPECT_EQ(utils.publicTag("0012345678"), "com.kavrel.app.publickey0012345678");
 }
 
-TEST_F(UtilityKeys, areLookedUpByTagAsRSAKeys) {
-    const CFDictionary query = {
-        {kSecClass, kSecClassKey},
-        {kSecAttrApplicationTag, bytesOf("tag")},
-        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
-        {kSecReturnRef, true},
-    };
-    EXPECT_CALL(device, SecItemCopyMatching(query, NotNull())).WillOnce(givesBack(publicKey));
+TEST_F(CryptoUtilsLoadKey, LooksAnRSAKeyUpByItsTag) {
+    expectKeyLookup(device, "tag", publicKey);
     EXPECT_EQ(utils.loadKey("tag"), publicKey);
 }
 
-TEST_F(UtilityKeys, areNotFoundWhateverElseTheLookupAnswers) {
+TEST_F(CryptoUtilsLoadKey, FindsNothingWhateverElseTheLookupAnswers) {
     for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, 1}) {
         EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(status));
         EXPECT_EQ(utils.loadKey("tag"), nullptr);
@@ -73,7 +71,7 @@ TEST_F(UtilityKeys, areNotFoundWhateverElseTheLookupAnswers) {
     EXPECT_EQ(utils.loadKey("tag"), nullptr);
 }
 
-TEST_F(UtilityKeys, areGeneratedAsRSAWithoutAccessControl) {
+TEST_F(CryptoUtilsGenerateKeys, MakesAnRSAPairWithoutAccessControl) {
     const CFDictionary parameters = {
         {kSecAttrKeyType, kSecAttrKeyTypeRSA},
         {kSecAttrKeySizeInBits, std::int64_t{2048}},
@@ -87,7 +85,7 @@ TEST_F(UtilityKeys, areGeneratedAsRSAWithoutAccessControl) {
     EXPECT_THAT(generate(rsa, 2048), Pair(privateKey, publicKey));
 }
 
-TEST_F(UtilityKeys, areAskedOfTheSecureEnclaveAsECKeysWithAccessControl) {
+TEST_F(CryptoUtilsGenerateKeys, AsksTheSecureEnclaveForAnECPairWithAccessControl) {
     const auto accessControl = std::make_shared<const SecAccessControl>();
     CFDictionary privateHalf = half("private");
     privateHalf.push_back({kSecAttrAccessControl, SecAccessControlRef(accessControl)});
@@ -108,7 +106,7 @@ TEST_F(UtilityKeys, areAskedOfTheSecureEnclaveAsECKeysWithAccessControl) {
     EXPECT_THAT(generate(ec, 256), Pair(privateKey, publicKey));
 }
 
-TEST_F(UtilityKeys, passTheSizeOnUnchecked) {
+TEST_F(CryptoUtilsGenerateKeys, PassesTheSizeOnUnchecked) {
     EXPECT_CALL(device,
                 SecKeyCreateRandomKey(
                     testing::Contains(CFDictionaryEntry{kSecAttrKeySizeInBits, std::int64_t{-7}}), NotNull()))
@@ -116,7 +114,7 @@ TEST_F(UtilityKeys, passTheSizeOnUnchecked) {
     EXPECT_THAT(generate(rsa, -7), Pair(IsNull(), IsNull()));
 }
 
-TEST_F(UtilityKeys, stopTheProcessWhenNoAccessControlCanBeMade) {
+TEST_F(CryptoUtilsGenerateKeys, StopsTheProcessWhenNoAccessControlCanBeMade) {
     EXPECT_DEATH(
         {
             EXPECT_CALL(device, SecAccessControlCreateWithFlags).WillOnce(Return(nullptr));
@@ -125,27 +123,25 @@ TEST_F(UtilityKeys, stopTheProcessWhenNoAccessControlCanBeMade) {
         "the platform made no access control");
 }
 
-TEST_F(UtilityKeys, areAbsentAndALineSaysWhyWhenGenerationFails) {
-    EXPECT_CALL(device, SecKeyCreateRandomKey)
-        .WillOnce(
-            failsWith<1>({.domain = "D", .code = 1, .userInfo = {}, .printedForm = "printed"}, SecKeyRef()));
+TEST_F(CryptoUtilsGenerateKeys, ReturnsNoKeyAndPrintsWhyWhenThePlatformFails) {
+    EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(failsWith<1>(errorPrintedAsPrinted(), SecKeyRef()));
     EXPECT_CALL(device, print("Error creating keys occurred: printed, keys weren't created"));
     EXPECT_THAT(generate(rsa, 2048), Pair(IsNull(), IsNull()));
 }
 
-TEST_F(UtilityKeys, areAbsentInSilenceWhenGenerationFailsForNoReason) {
+TEST_F(CryptoUtilsGenerateKeys, ReturnsNoKeyAndPrintsNothingWhenThePlatformFailsWithoutAnError) {
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(nullptr));
     EXPECT_THAT(generate(rsa, 2048), Pair(IsNull(), IsNull()));
 }
 
-TEST_F(UtilityKeys, keepThePrivateHalfWhenThePublicOneIsNotFound) {
+TEST_F(CryptoUtilsGenerateKeys, ReturnsThePrivateKeyAloneWhenThePublicKeyIsNotFound) {
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(privateKey));
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(errSecItemNotFound));
     EXPECT_CALL(device, print("Error getting publicKey from keychain occurred: -25300"));
     EXPECT_THAT(generate(rsa, 2048), Pair(privateKey, IsNull()));
 }
 
-TEST_F(UtilityKeys, lackThePublicHalfInSilenceWhenSuccessBringsNoKey) {
+TEST_F(CryptoUtilsGenerateKeys, ReturnsThePrivateKeyAloneWhenALookupSucceedsWithoutAKey) {
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(privateKey));
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(std::monostate()));
     EXPECT_THAT(generate(rsa, 2048), Pair(privateKey, IsNull()));

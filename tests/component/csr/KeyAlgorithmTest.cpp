@@ -72,7 +72,7 @@ std::vector<T> elements(std::span<const T> view) {
     return {view.begin(), view.end()};
 }
 
-TEST(KeyAlgorithmTable, givesEachKindAndDigestItsValues) {
+TEST(KeyAlgorithm, HasItsOwnValuesForEachKindAndDigest) {
     for (const Row& row : algorithms) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(row.algorithm.type(), row.type);
@@ -83,13 +83,13 @@ TEST(KeyAlgorithmTable, givesEachKindAndDigestItsValues) {
     }
 }
 
-TEST(KeyAlgorithmTable, claimsTenBytesForTheNineOfEcdsaWithSHA1) {
+TEST(KeyAlgorithm, ClaimsTenBytesForTheNineOfEcdsaWithSHA1) {
     const BytesView identifier = KeyAlgorithm::ec(Signature::sha1).signatureAlgorithmIdentifier();
     EXPECT_EQ(identifier.size(), 11U);
     EXPECT_EQ(identifier[1], 10);
 }
 
-TEST(KeyAlgorithmTable, givesThePublicKeyAlgorithmByKindAlone) {
+TEST(KeyAlgorithm, HasAPublicKeyAlgorithmThatDependsOnTheKindAlone) {
     for (const Signature digest : {Signature::sha1, Signature::sha256, Signature::sha512}) {
         EXPECT_EQ(elements(KeyAlgorithm::rsa(digest).publicKeyAlgorithm()),
                   hex("06 09 2A 86 48 86 F7 0D 01 01 01 05 00"));
@@ -98,7 +98,7 @@ TEST(KeyAlgorithmTable, givesThePublicKeyAlgorithmByKindAlone) {
     }
 }
 
-TEST(SignatureDigest, equalsOnlyItselfAndHashesByItsCase) {
+TEST(KeyAlgorithmSignature, EqualsOnlyItselfAndHashesByItsCase) {
     EXPECT_EQ(Signature::sha1, Signature::sha1);
     EXPECT_NE(Signature::sha1, Signature::sha256);
     EXPECT_NE(Signature::sha256, Signature::sha512);
@@ -112,7 +112,7 @@ concept Equatable = requires(const T& value) {
     value == value;
 };
 
-TEST(KeyAlgorithmTable, cannotBeCompared) {
+TEST(KeyAlgorithm, CannotBeCompared) {
     EXPECT_FALSE(Equatable<KeyAlgorithm>);
 }
 

@@ -8,7 +8,7 @@ namespace {
 using testing::_;
 using testing::IsNull;
 
-TEST(ScriptedDeviceTest, givesAnItemBackWhereAResultIsWanted) {
+TEST(ScriptedDevice, GivesAnItemBackWhereAResultIsWanted) {
     ScriptedDevice device;
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(Bytes{1}));
     SecItemResult result;
@@ -16,7 +16,7 @@ TEST(ScriptedDeviceTest, givesAnItemBackWhereAResultIsWanted) {
     EXPECT_EQ(result, SecItemResult(Bytes{1}));
 }
 
-TEST(ScriptedDeviceTest, givesOnlyTheStatusWhereNoResultIsWanted) {
+TEST(ScriptedDevice, GivesOnlyTheStatusWhereNoResultIsWanted) {
     ScriptedDevice device;
     EXPECT_CALL(device, SecItemCopyMatching(_, IsNull())).WillOnce(givesBack(Bytes{1}));
     EXPECT_EQ(SecItemCopyMatching({}, nullptr), errSecSuccess);

@@ -24,14 +24,18 @@ const CFDictionary slotQuery = {
     {kSecMatchLimit, kSecMatchLimitOne},
 };
 
-class CertificateSlot : public testing::Test {
+class CSRStorageTest : public testing::Test {
   protected:
     ScriptedDevice device;
     const InSequence inOrder;
     const CSRStorage& storage = CSRStorage::shared();
 };
 
-TEST_F(CertificateSlot, isReplacedByDeletingAndThenAdding) {
+using CSRStorageSaveCSR = CSRStorageTest;
+using CSRStorageGetCSR = CSRStorageTest;
+using CSRStorageDeleteCSR = CSRStorageTest;
+
+TEST_F(CSRStorageSaveCSR, DeletesTheEarlierTextAndThenAddsTheNewOne) {
     EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(errSecItemNotFound));
     EXPECT_CALL(
         device,
@@ -44,7 +48,7 @@ TEST_F(CertificateSlot, isReplacedByDeletingAndThenAdding) {
     EXPECT_TRUE(storage.saveCSR("a\r\n\xC3\xA9"));
 }
 
-TEST_F(CertificateSlot, saysFalseWhenTheAddFails) {
+TEST_F(CSRStorageSaveCSR, ReturnsFalseWhenTheAdditionFails) {
     for (const OSStatus status : {errSecDuplicateItem, errSecInteractionNotAllowed, 1}) {
         EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(errSecSuccess));
         EXPECT_CALL(device, SecItemAdd).WillOnce(Return(status));
@@ -52,37 +56,37 @@ TEST_F(CertificateSlot, saysFalseWhenTheAddFails) {
     }
 }
 
-TEST_F(CertificateSlot, isReadAsUTF8Text) {
+TEST_F(CSRStorageGetCSR, ReturnsTheBytesAsAUTF8String) {
     EXPECT_CALL(device, SecItemCopyMatching(slotQuery, NotNull()))
         .WillOnce(givesBack(bytesOf("\xC3\xA9\r\n")));
     EXPECT_EQ(storage.getCSR(), "\xC3\xA9\r\n");
 }
 
-TEST_F(CertificateSlot, mayHoldTheEmptyText) {
+TEST_F(CSRStorageGetCSR, ReturnsAnEmptyString) {
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(Bytes()));
     EXPECT_EQ(storage.getCSR(), "");
 }
 
-TEST_F(CertificateSlot, isAbsentWhenTheLookupFails) {
+TEST_F(CSRStorageGetCSR, ReturnsNothingWhenTheLookupFails) {
     for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, 1}) {
         EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(status));
         EXPECT_EQ(storage.getCSR(), std::nullopt);
     }
 }
 
-TEST_F(CertificateSlot, isAbsentWhenSuccessBringsNoBytes) {
+TEST_F(CSRStorageGetCSR, ReturnsNothingWhenTheLookupSucceedsWithoutBytes) {
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(std::monostate()));
     EXPECT_EQ(storage.getCSR(), std::nullopt);
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(newKey()));
     EXPECT_EQ(storage.getCSR(), std::nullopt);
 }
 
-TEST_F(CertificateSlot, isAbsentWhenItsBytesAreNotUTF8) {
+TEST_F(CSRStorageGetCSR, ReturnsNothingWhenTheBytesAreNotUTF8) {
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(hex("41 C3")));
     EXPECT_EQ(storage.getCSR(), std::nullopt);
 }
 
-TEST_F(CertificateSlot, isDeletedExactlyWhenTheStatusIsZero) {
+TEST_F(CSRStorageDeleteCSR, ReturnsTrueExactlyWhenTheStatusIsZero) {
     EXPECT_CALL(device, SecItemDelete(slot)).WillOnce(Return(errSecSuccess));
     EXPECT_TRUE(storage.deleteCSR());
     for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, 1}) {
@@ -91,7 +95,7 @@ TEST_F(CertificateSlot, isDeletedExactlyWhenTheStatusIsZero) {
     }
 }
 
-class CertificateMatch : public testing::Test {
+class CSRStorageVerifyCertificateMatchesKey : public testing::Test {
   protected:
     bool matches(const std::string& text = "AAEC") {
         return CSRStorage::verifyCertificateMatchesKey(text, hex("AA BB"));
@@ -121,7 +125,7 @@ class CertificateMatch : public testing::Test {
     const SecKeyRef key = newKey();
 };
 
-TEST_F(CertificateMatch, comparesTheExportedKeyByteForByte) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, ComparesTheExportedKeyByteForByte) {
     expectExport(hex("AA BB"));
     EXPECT_TRUE(matches());
     for (const char* other : {"AA", "AA BC", "AB BB", "AA BB 00", "00 AA BB", ""}) {
@@ -130,31 +134,31 @@ TEST_F(CertificateMatch, comparesTheExportedKeyByteForByte) {
     }
 }
 
-TEST_F(CertificateMatch, takesMarkersAndWhiteSpaceOutOfTheText) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, TakesMarkersAndWhiteSpaceOutOfTheText) {
     expectExport(hex("AA BB"));
     EXPECT_TRUE(
         matches("-----BEGIN CERTIFICATE-----\r\n\tA A\xC2\xA0"
                 "E\n\nC\xE2\x80\x8B\r\n-----END CERTIFICATE-----\n"));
 }
 
-TEST_F(CertificateMatch, failsOnWhatIsNoBase64BeforeAnythingElseIsAsked) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, ReturnsFalseForWhatIsNotBase64BeforeItAsksAnythingElse) {
     for (const char* text : {"AAE", "AAE*", "-----begin certificate-----AAEC-----end certificate-----",
                              "# label\nAAEC", "AAEC\xE2\x80\x8D"}) {
         EXPECT_FALSE(matches(text)) << text;
     }
 }
 
-TEST_F(CertificateMatch, failsWhenThereIsNoCertificate) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, ReturnsFalseWhenThereIsNoCertificate) {
     EXPECT_CALL(device, SecCertificateCreateWithData).WillOnce(Return(nullptr));
     EXPECT_FALSE(matches());
 }
 
-TEST_F(CertificateMatch, asksForACertificateInNoBytes) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, AsksForACertificateEvenInNoBytes) {
     EXPECT_CALL(device, SecCertificateCreateWithData(Bytes())).WillOnce(Return(nullptr));
     EXPECT_FALSE(matches(""));
 }
 
-TEST_F(CertificateMatch, failsWhenThereIsNoTrustObject) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, ReturnsFalseWhenThereIsNoTrustObject) {
     expectCertificate();
     EXPECT_CALL(device, SecPolicyCreateBasicX509()).WillOnce(Return(policy));
     EXPECT_CALL(device, SecTrustCreateWithCertificates)
@@ -166,13 +170,13 @@ TEST_F(CertificateMatch, failsWhenThereIsNoTrustObject) {
     EXPECT_FALSE(matches());
 }
 
-TEST_F(CertificateMatch, failsWhenTheCertificateHasNoUsableKey) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, ReturnsFalseWhenTheCertificateHasNoUsableKey) {
     expectTrust();
     EXPECT_CALL(device, SecTrustCopyKey(trust)).WillOnce(Return(nullptr));
     EXPECT_FALSE(matches());
 }
 
-TEST_F(CertificateMatch, failsWhenTheKeyCannotBeExported) {
+TEST_F(CSRStorageVerifyCertificateMatchesKey, ReturnsFalseWhenTheKeyCannotBeExported) {
     expectExport(std::nullopt);
     EXPECT_FALSE(matches());
 }

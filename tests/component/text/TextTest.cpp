@@ -22,26 +22,26 @@ const std::pair<std::string, std::string> base64Vectors[] = {
     {"foobar", "Zm9vYmFy"},
 };
 
-TEST(Base64, encodesTheVectorsOfTheStandard) {
+TEST(Base64, EncodesTheVectorsOfTheStandard) {
     for (const auto& [plain, encoded] : base64Vectors) {
         EXPECT_EQ(base64Encode(bytesOf(plain)), encoded);
     }
 }
 
-TEST(Base64, decodesTheVectorsOfTheStandard) {
+TEST(Base64, DecodesTheVectorsOfTheStandard) {
     for (const auto& [plain, encoded] : base64Vectors) {
         EXPECT_EQ(base64Decode(encoded), bytesOf(plain)) << encoded;
     }
 }
 
-TEST(Base64, usesTheStandardAlphabet) {
+TEST(Base64, UsesTheStandardAlphabet) {
     EXPECT_EQ(
         base64Encode(hex("00 10 83 10 51 87 20 92 8B 30 D3 8F 41 14 93 51 55 97 61 96 9B 71 D7 9F 82 18 A3 "
                          "92 59 A7 A2 9A AB B2 DB AF C3 1C B3 D3 5D B7 E3 9E BB F3 DF BF")),
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
 }
 
-TEST(Base64, decodesWhatItEncodedForEveryByteInEveryPlace) {
+TEST(Base64, DecodesWhatItEncodedForEveryByteInEveryPlace) {
     for (unsigned byte = 0; byte < 256; ++byte) {
         for (std::size_t length = 1; length <= 4; ++length) {
             const Bytes bytes(length, static_cast<std::uint8_t>(byte));
@@ -50,12 +50,12 @@ TEST(Base64, decodesWhatItEncodedForEveryByteInEveryPlace) {
     }
 }
 
-TEST(Base64, doesNotLookAtTheLeftOverBitsOfTheLastGroup) {
+TEST(Base64, IgnoresTheLeftOverBitsOfTheLastGroup) {
     EXPECT_EQ(base64Decode("Zh=="), bytesOf("f"));
     EXPECT_EQ(base64Decode("Zm9="), bytesOf("fo"));
 }
 
-TEST(Base64, refusesWhatIsNotWholeGroupsOfTheAlphabet) {
+TEST(Base64, RefusesWhatIsNotWholeGroupsOfTheAlphabet) {
     for (const std::string text : {"A",
                                    "AA",
                                    "AAA",
@@ -89,35 +89,35 @@ TEST(Base64, refusesWhatIsNotWholeGroupsOfTheAlphabet) {
     }
 }
 
-TEST(Base64, refusesANulCharacter) {
+TEST(Base64, RefusesANulCharacter) {
     EXPECT_EQ(base64Decode(std::string("Zm9\0", 4)), std::nullopt);
 }
 
-TEST(PublicKeyPEM, hasBareLineFeedsAroundABodyOfLinesSeparatedByCRLF) {
+TEST(PublicKeyPEM, HasBareLineFeedsAroundABodyOfLinesSeparatedByCRLF) {
     EXPECT_EQ(publicKeyPEM(Bytes(100, 0)), "-----BEGIN PUBLIC KEY-----\n" + std::string(64, 'A') + "\r\n" +
                                                std::string(64, 'A') + "\r\n" +
                                                "AAAAAA==" + "\n-----END PUBLIC KEY-----");
 }
 
-TEST(PublicKeyPEM, putsNoSeparatorAfterALastLineThatIsFull) {
+TEST(PublicKeyPEM, PutsNoSeparatorAfterALastLineThatIsFull) {
     EXPECT_EQ(publicKeyPEM(Bytes(48, 0)),
               "-----BEGIN PUBLIC KEY-----\n" + std::string(64, 'A') + "\n-----END PUBLIC KEY-----");
 }
 
-TEST(CertificatePEMBody, dropsEveryMarkerOfEveryBlock) {
+TEST(CertificatePEMBody, DropsEveryMarkerOfEveryBlock) {
     EXPECT_EQ(certificatePEMBody("-----BEGIN CERTIFICATE-----AA-----END CERTIFICATE-----"
                                  "-----BEGIN CERTIFICATE-----BB-----END CERTIFICATE-----"),
               "AABB");
 }
 
-TEST(CertificatePEMBody, keepsWhatIsNotLetterForLetterAMarker) {
+TEST(CertificatePEMBody, KeepsWhatIsNotLetterForLetterAMarker) {
     for (const std::string text : {"-----begincertificate-----", "-----BEGINCERTIFICATE-----", "----BEGIN",
                                    "#comment", "-----ENDCERTIFICATE-----"}) {
         EXPECT_EQ(certificatePEMBody(text + "AA"), text + "AA");
     }
 }
 
-TEST(CertificatePEMBody, dropsTheBeginMarkersBeforeTheEndMarkersAndLooksAtEachOnce) {
+TEST(CertificatePEMBody, DropsTheBeginMarkersBeforeTheEndMarkersAndLooksAtEachOnce) {
     EXPECT_EQ(certificatePEMBody("-----END -----BEGIN CERTIFICATE-----CERTIFICATE-----"), "");
     EXPECT_EQ(certificatePEMBody("-----BEGIN-----BEGIN CERTIFICATE-----"), "-----BEGIN");
     EXPECT_EQ(certificatePEMBody("-----BEGIN -----END CERTIFICATE-----CERTIFICATE-----"),
@@ -147,7 +147,7 @@ std::string utf8(char32_t codePoint) {
     return {byte(0xF0, 18, 0x07), byte(0x80, 12, 0x3F), byte(0x80, 6, 0x3F), byte(0x80, 0, 0x3F)};
 }
 
-TEST(CertificatePEMBody, dropsTheTwentySixWhiteSpacesAndNoOtherCharacterOfUnicode) {
+TEST(CertificatePEMBody, DropsTheTwentySixWhiteSpacesAndNoOtherCharacterOfUnicode) {
     EXPECT_EQ(std::size(whiteSpace), 26U);
     for (char32_t row = 0; row <= 0x10FF; ++row) {
         if (row >= 0xD8 && row <= 0xDF) {
@@ -165,17 +165,17 @@ TEST(CertificatePEMBody, dropsTheTwentySixWhiteSpacesAndNoOtherCharacterOfUnicod
     }
 }
 
-TEST(ASCII, countsTheBytesOfATextThatIsAllASCII) {
+TEST(ASCII, CountsTheBytesOfAStringThatIsAllASCII) {
     EXPECT_EQ(asciiLength(""), 0U);
     EXPECT_EQ(asciiLength("0012345678"), 10U);
     EXPECT_EQ(asciiLength("\x7F"), 1U);
 }
 
-TEST(ASCII, countsNothingForATextWithAnyOtherCharacter) {
+TEST(ASCII, CountsNothingInAStringWithAnyOtherCharacter) {
     EXPECT_EQ(asciiLength("0012345678\xC3\xA9"), 0U);
 }
 
-TEST(ASCII, replacesEachOtherCharacterByOneQuestionMark) {
+TEST(ASCII, ReplacesEachOtherCharacterByOneQuestionMark) {
     EXPECT_EQ(lossyASCII("a\x7F"), "a\x7F");
     EXPECT_EQ(lossyASCII("\xC3\xA9!"), "?!");
     EXPECT_EQ(lossyASCII("\xDB\xB1\xDB\xB2"), "??");
@@ -183,7 +183,7 @@ TEST(ASCII, replacesEachOtherCharacterByOneQuestionMark) {
     EXPECT_EQ(lossyASCII("x\xF0\x9F\x98\x80y"), "x?y");
 }
 
-TEST(UTF8, acceptsTheFirstAndTheLastSequenceOfEachLength) {
+TEST(UTF8, AcceptsTheFirstAndTheLastSequenceOfEachLength) {
     for (const std::string text :
          {"", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF",
           "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "a\xC3\xA9z"}) {
@@ -192,7 +192,7 @@ TEST(UTF8, acceptsTheFirstAndTheLastSequenceOfEachLength) {
     EXPECT_TRUE(isUTF8(std::string(1, '\0')));
 }
 
-TEST(UTF8, refusesOverlongFormsSurrogatesAndWhatIsPastTheLastCodePoint) {
+TEST(UTF8, RefusesOverlongFormsSurrogatesAndWhatIsPastTheLastCodePoint) {
     for (const std::string text :
          {"\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xED\xBF\xBF",
           "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF"}) {
@@ -200,7 +200,7 @@ TEST(UTF8, refusesOverlongFormsSurrogatesAndWhatIsPastTheLastCodePoint) {
     }
 }
 
-TEST(UTF8, refusesSequencesThatStopShort) {
+TEST(UTF8, RefusesSequencesThatStopShort) {
     for (const std::string text :
          {"\xC2", "\xE2\x82", "\xF0\x9F\x98", "\xC2 ", "\xE2\x82 ", "\xF0\x9F\x98 ", "\xC3\xA9\xC3"}) {
         EXPECT_FALSE(isUTF8(text));

@@ -1,11 +1,10 @@
 // The plugin on a platform that fails, answers nothing, or answers nothing without an error; and the order in
 // which it asks.
 
-#include <algorithm>
 #include <gmock/gmock.h>
 
 #include "plugin/DigitalSignPlugin.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/component/Scripts.hpp"
 #include "tests/support/Hex.hpp"
 #include "tests/support/TestCall.hpp"
 
@@ -19,17 +18,11 @@ using testing::NotNull;
 using testing::Ref;
 using testing::Return;
 
-const Bytes tagOfA = bytesOf("com.solbera.app.privatekey.a");
-
-MATCHER_P(isLookupOf, tag, "") {
-    return std::find(arg.begin(), arg.end(), CFDictionaryEntry{kSecAttrApplicationTag, tag}) != arg.end();
-}
-
 MATCHER(isSlotQuery, "") {
     return arg.front() == CFDictionaryEntry{kSecClass, kSecClassGenericPassword};
 }
 
-class PluginOnScripts : public testing::Test {
+class DigitalSignPluginTest : public testing::Test {
   protected:
     std::shared_ptr<TestCall> call(void (DigitalSignPlugin::*method)(const CAPPluginCallRef&) const,
                                    JSObject options = {{"nationalCode", "a"}}) {
@@ -51,18 +44,11 @@ class PluginOnScripts : public testing::Test {
     }
 
     void expectLookup(SecKeyRef result) {
-        EXPECT_CALL(device, SecItemCopyMatching(isLookupOf(tagOfA), NotNull()))
-            .WillOnce(result == nullptr ? testing::Action<OSStatus(const CFDictionary&, SecItemResult*)>(
-                                              Return(errSecItemNotFound))
-                                        : givesBack(result));
+        expectKeyLookup(device, "com.solbera.app.privatekey.a", std::move(result));
     }
 
     void expectDeletion() {
-        EXPECT_CALL(device, SecItemDelete(isLookupOf(tagOfA))).WillOnce(Return(errSecSuccess));
-        EXPECT_CALL(device, SecItemDelete(isLookupOf(bytesOf("com.solbera.app.publickey.a"))))
-            .WillOnce(Return(errSecSuccess));
-        EXPECT_CALL(device, print("🔑 forceDeleteAllKeys private status: 0"));
-        EXPECT_CALL(device, print("🔑 forceDeleteAllKeys public  status: 0"));
+        expectPairDeletion(device, "a", errSecSuccess, errSecSuccess);
     }
 
     void expectPublicKey(std::optional<Bytes> exported) {
@@ -79,7 +65,17 @@ class PluginOnScripts : public testing::Test {
     const SecKeyRef publicKey = newKey();
 };
 
-TEST_F(PluginOnScripts, ensureKeyDeletesThenLooksThenDeletesOnceMoreBeforeItGenerates) {
+using PluginEnsureKey = DigitalSignPluginTest;
+using PluginHasKey = DigitalSignPluginTest;
+using PluginDeleteKey = DigitalSignPluginTest;
+using PluginGetKeyInfo = DigitalSignPluginTest;
+using PluginStoreCertificate = DigitalSignPluginTest;
+using PluginGetCertificate = DigitalSignPluginTest;
+using PluginCreateCSR = DigitalSignPluginTest;
+using PluginSignDigest = DigitalSignPluginTest;
+using PluginGetBiometricStatus = DigitalSignPluginTest;
+
+TEST_F(PluginEnsureKey, DeletesThenLooksThenDeletesOnceMoreBeforeItGenerates) {
     expectDeletion();
     expectLookup(nullptr);
     expectDeletion();
@@ -87,13 +83,13 @@ TEST_F(PluginOnScripts, ensureKeyDeletesThenLooksThenDeletesOnceMoreBeforeItGene
     expectResult(*call(&DigitalSignPlugin::ensureKey), {{"ok", true}});
 }
 
-TEST_F(PluginOnScripts, ensureKeyKeepsAKeyOnWhichTheDeletionDidNotTake) {
+TEST_F(PluginEnsureKey, KeepsAKeyThatTheDeletionLeft) {
     expectDeletion();
     expectLookup(key);
     expectResult(*call(&DigitalSignPlugin::ensureKey), {{"ok", true}});
 }
 
-TEST_F(PluginOnScripts, ensureKeyRejectsWithThePlatformsDescriptionAsTheCode) {
+TEST_F(PluginEnsureKey, RejectsWithThePlatformsDescriptionAsTheCode) {
     expectDeletion();
     expectLookup(nullptr);
     expectDeletion();
@@ -105,7 +101,7 @@ TEST_F(PluginOnScripts, ensureKeyRejectsWithThePlatformsDescriptionAsTheCode) {
     expectRejection(*call(&DigitalSignPlugin::ensureKey), {"ensure_key_failed", "why"});
 }
 
-TEST_F(PluginOnScripts, ensureKeyRejectsWithItsOwnDescriptionWhenThePlatformGivesNone) {
+TEST_F(PluginEnsureKey, RejectsWithItsOwnDescriptionWhenThePlatformGivesNone) {
     expectDeletion();
     expectLookup(nullptr);
     expectDeletion();
@@ -114,25 +110,23 @@ TEST_F(PluginOnScripts, ensureKeyRejectsWithItsOwnDescriptionWhenThePlatformGive
                     {"ensure_key_failed", "Unknown error in SecKeyCreateRandomKey"});
 }
 
-TEST_F(PluginOnScripts, hasKeySaysNoWhenTheLookupFails) {
+TEST_F(PluginHasKey, ResolvesWithFalseWhenTheLookupFails) {
     expectLookup(nullptr);
     expectResult(*call(&DigitalSignPlugin::hasKey), {{"exists", false}});
 }
 
-TEST_F(PluginOnScripts, hasKeyOnlyLooks) {
+TEST_F(PluginHasKey, OnlyLooksTheKeyUp) {
     expectLookup(key);
     expectResult(*call(&DigitalSignPlugin::hasKey), {{"exists", true}});
 }
 
-TEST_F(PluginOnScripts, deleteKeyEmptiesTheSlotAfterTheKeysAndSaysTrueWhateverHappens) {
-    EXPECT_CALL(device, SecItemDelete(isLookupOf(tagOfA))).WillOnce(Return(errSecInteractionNotAllowed));
-    EXPECT_CALL(device, SecItemDelete(_)).WillOnce(Return(errSecItemNotFound));
-    EXPECT_CALL(device, print).Times(2);
+TEST_F(PluginDeleteKey, EmptiesTheSlotAfterTheKeysAndResolvesWhateverHappens) {
+    expectPairDeletion(device, "a", errSecInteractionNotAllowed, errSecItemNotFound);
     EXPECT_CALL(device, SecItemDelete(isSlotQuery())).WillOnce(Return(-50));
     expectResult(*call(&DigitalSignPlugin::deleteKey), {{"deleted", true}});
 }
 
-TEST_F(PluginOnScripts, getKeyInfoLooksThePrivateKeyUpTwiceAndTheSlotLast) {
+TEST_F(PluginGetKeyInfo, LooksThePrivateKeyUpTwiceAndTheSlotLast) {
     expectLookup(key);
     expectPublicKey(hex("00 01 02"));
     EXPECT_CALL(device, SecItemCopyMatching(isSlotQuery(), NotNull()))
@@ -148,18 +142,18 @@ TEST_F(PluginOnScripts, getKeyInfoLooksThePrivateKeyUpTwiceAndTheSlotLast) {
                  });
 }
 
-TEST_F(PluginOnScripts, getKeyInfoRejectsWithoutAKey) {
+TEST_F(PluginGetKeyInfo, RejectsWithoutAKey) {
     expectLookup(nullptr);
     expectRejection(*call(&DigitalSignPlugin::getKeyInfo), {"not found"});
 }
 
-TEST_F(PluginOnScripts, getKeyInfoRejectsWhenTheKeyIsGoneAtTheSecondLook) {
+TEST_F(PluginGetKeyInfo, RejectsWhenTheKeyIsGoneAtTheSecondLook) {
     expectLookup(key);
     expectLookup(nullptr);
     expectRejection(*call(&DigitalSignPlugin::getKeyInfo), {"failed to get public key"});
 }
 
-TEST_F(PluginOnScripts, getKeyInfoPrintsAndRejectsWhenThereIsNoPublicKey) {
+TEST_F(PluginGetKeyInfo, PrintsAndRejectsWhenThereIsNoPublicKey) {
     expectLookup(key);
     expectLookup(key);
     EXPECT_CALL(device, SecKeyCopyPublicKey(key)).WillOnce(Return(nullptr));
@@ -170,7 +164,7 @@ TEST_F(PluginOnScripts, getKeyInfoPrintsAndRejectsWhenThereIsNoPublicKey) {
     expectRejection(*call(&DigitalSignPlugin::getKeyInfo), {"failed to get public key"});
 }
 
-TEST_F(PluginOnScripts, getKeyInfoStopsTheProcessWhenAPublicKeyCannotBeExported) {
+TEST_F(PluginGetKeyInfo, StopsTheProcessWhenAPublicKeyCannotBeExported) {
     EXPECT_DEATH(
         {
             expectLookup(key);
@@ -182,21 +176,21 @@ TEST_F(PluginOnScripts, getKeyInfoStopsTheProcessWhenAPublicKeyCannotBeExported)
 
 const JSObject certificateArguments = {{"nationalCode", "a"}, {"certPem", "AAEC"}};
 
-TEST_F(PluginOnScripts, storeCertificateLooksForTheKeyBeforeItReadsTheText) {
+TEST_F(PluginStoreCertificate, LooksForTheKeyBeforeItReadsTheText) {
     expectLookup(nullptr);
     expectRejection(
         *call(&DigitalSignPlugin::storeCertificate, {{"nationalCode", "a"}, {"certPem", "no base64"}}),
         {"Certificate is not valid (key missing)"});
 }
 
-TEST_F(PluginOnScripts, storeCertificateRejectsWithoutAPublicKey) {
+TEST_F(PluginStoreCertificate, RejectsWithoutAPublicKey) {
     expectLookup(key);
     expectLookup(nullptr);
     expectRejection(*call(&DigitalSignPlugin::storeCertificate, certificateArguments),
                     {"Certificate is not valid"});
 }
 
-TEST_F(PluginOnScripts, storeCertificateRejectsWhatIsNoCertificateAndLeavesTheSlotAlone) {
+TEST_F(PluginStoreCertificate, RejectsWhatIsNotACertificateAndLeavesTheSlotAlone) {
     expectLookup(key);
     expectPublicKey(hex("AA"));
     EXPECT_CALL(device, SecCertificateCreateWithData(hex("00 01 02"))).WillOnce(Return(nullptr));
@@ -204,7 +198,7 @@ TEST_F(PluginOnScripts, storeCertificateRejectsWhatIsNoCertificateAndLeavesTheSl
                     {"Certificate is not valid"});
 }
 
-TEST_F(PluginOnScripts, storeCertificateSaysTrueEvenWhenTheKeychainRefuses) {
+TEST_F(PluginStoreCertificate, ResolvesEvenWhenTheKeychainRefuses) {
     expectLookup(key);
     expectPublicKey(hex("AA"));
     const auto trust = std::make_shared<const SecTrust>();
@@ -220,7 +214,7 @@ TEST_F(PluginOnScripts, storeCertificateSaysTrueEvenWhenTheKeychainRefuses) {
     expectResult(*call(&DigitalSignPlugin::storeCertificate, certificateArguments), {{"stored", true}});
 }
 
-TEST_F(PluginOnScripts, getCertificateGivesNullWhenTheSlotCannotBeRead) {
+TEST_F(PluginGetCertificate, ResolvesWithNullWhenTheSlotCannotBeRead) {
     EXPECT_CALL(device, SecItemCopyMatching(isSlotQuery(), NotNull()))
         .WillOnce(Return(errSecInteractionNotAllowed));
     expectResult(*call(&DigitalSignPlugin::getCertificate), {{"certPem", nullptr}});
@@ -236,23 +230,21 @@ JSObject person() {
     return JSObject{{"userInfo", JSObject(std::move(members))}};
 }
 
-TEST_F(PluginOnScripts, createCSRStopsTheProcessWithoutAnArgumentMap) {
+TEST_F(PluginCreateCSR, StopsTheProcessWithoutAnArgumentMap) {
     EXPECT_DEATH(plugin.createCSR(std::make_shared<TestCall>(std::nullopt)),
                  "\"createCSR\" call has an argument map");
 }
 
-TEST_F(PluginOnScripts, createCSRRejectsWhenTheMissingKeyCannotBeMade) {
+TEST_F(PluginCreateCSR, RejectsWhenTheMissingKeyCannotBeMade) {
     expectLookup(nullptr);
     expectDeletion();
-    EXPECT_CALL(device, SecKeyCreateRandomKey)
-        .WillOnce(
-            failsWith<1>({.domain = "D", .code = 9, .userInfo = {}, .printedForm = "printed"}, SecKeyRef()));
+    EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(failsWith<1>(errorPrintedAsPrinted(), SecKeyRef()));
     EXPECT_CALL(device, print("❌ SecKeyCreateRandomKey error: printed"));
     expectRejection(*call(&DigitalSignPlugin::createCSR, person()),
-                    {"ensure_key_failed", "The operation couldn\xE2\x80\x99t be completed. (D error 9.)"});
+                    {"ensure_key_failed", "The operation couldn\xE2\x80\x99t be completed. (D error 1.)"});
 }
 
-TEST_F(PluginOnScripts, createCSRRejectsWithTheGenericSentenceWhenTheBuilderFails) {
+TEST_F(PluginCreateCSR, RejectsWithTheGenericDescriptionWhenTheBuilderFails) {
     expectLookup(key);
     EXPECT_CALL(device, SecItemCopyMatching).Times(2).WillRepeatedly(givesBack(key));
     EXPECT_CALL(device, SecKeyGetBlockSize(key)).WillOnce(Return(256));
@@ -263,7 +255,7 @@ TEST_F(PluginOnScripts, createCSRRejectsWithTheGenericSentenceWhenTheBuilderFail
          "The operation couldn\xE2\x80\x99t be completed. (KavrelCrypto.CSRCreationError error 2.)"});
 }
 
-TEST_F(PluginOnScripts, signDigestRejectsWithOneWordWhateverTheReason) {
+TEST_F(PluginSignDigest, RejectsWithOneWordWhateverTheReason) {
     const auto context = std::make_shared<LAContext>();
     EXPECT_CALL(device, makeLAContext).WillOnce(Return(context));
     EXPECT_CALL(device, canEvaluatePolicy)
@@ -272,7 +264,7 @@ TEST_F(PluginOnScripts, signDigestRejectsWithOneWordWhateverTheReason) {
                     {"sign_failed"});
 }
 
-TEST_F(PluginOnScripts, signDigestKeepsItsCallAliveUntilTheCompletionHasRun) {
+TEST_F(PluginSignDigest, KeepsItsCallAliveUntilTheCompletionHasRun) {
     LAReply reply;
     EXPECT_CALL(device, makeLAContext).WillOnce(Return(std::make_shared<LAContext>()));
     EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(true));
@@ -294,7 +286,7 @@ struct StatusRow {
     const char* status;
 };
 
-TEST_F(PluginOnScripts, getBiometricStatusTellsEachAnswerOfTheCheck) {
+TEST_F(PluginGetBiometricStatus, ResolvesWithTheStatusOfEachAnswer) {
     const auto code = [](std::int64_t value) { return NSError{.domain = "anything", .code = value}; };
     const StatusRow rows[] = {
         {true, std::nullopt, "BIOMETRIC_SUCCESS"},        {true, code(-8), "BIOMETRIC_SUCCESS"},

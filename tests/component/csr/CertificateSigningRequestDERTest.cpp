@@ -20,7 +20,7 @@ Bytes lengthOctets(std::int64_t length) {
     return {out.begin() + 1, out.end()};
 }
 
-TEST(DERLength, isWrittenAsX690PrescribesUpToItsLimit) {
+TEST(AppendDERLength, WritesTheShortestFormUpToItsLimit) {
     EXPECT_EQ(lengthOctets(0), hex("00"));
     EXPECT_EQ(lengthOctets(127), hex("7F"));
     EXPECT_EQ(lengthOctets(128), hex("81 80"));
@@ -30,18 +30,18 @@ TEST(DERLength, isWrittenAsX690PrescribesUpToItsLimit) {
     EXPECT_EQ(lengthOctets(32767), hex("82 7F FF"));
 }
 
-TEST(DERLength, isLeftOutFromThirtyTwoKibibytesOn) {
+TEST(AppendDERLength, WritesNothingFrom32768On) {
     for (const std::int64_t length : {std::int64_t{32768}, std::int64_t{65535}, std::int64_t{65536},
                                       std::numeric_limits<std::int64_t>::max()}) {
         EXPECT_EQ(lengthOctets(length), Bytes());
     }
 }
 
-TEST(DERLength, stopsTheProcessWhenNegative) {
+TEST(AppendDERLength, StopsTheProcessAtANegativeLength) {
     EXPECT_DEATH(lengthOctets(-1), "a DER length is not negative");
 }
 
-TEST(DEREnclosing, putsTagAndLengthInFront) {
+TEST(Enclose, PutsTagAndLengthInFront) {
     Bytes empty;
     CSR::enclose(empty, 0x30);
     EXPECT_EQ(empty, hex("30 00"));
@@ -50,20 +50,20 @@ TEST(DEREnclosing, putsTagAndLengthInFront) {
     EXPECT_EQ(version, hex("30 03 02 01 00"));
 }
 
-TEST(DEREnclosing, leavesTheLengthOutFromThirtyTwoKibibytesOn) {
+TEST(Enclose, LeavesTheLengthOutFrom32768BytesOn) {
     Bytes large(32768, 0xAB);
     const Bytes content = large;
     CSR::enclose(large, 0x30);
     EXPECT_EQ(large, hex("30") + content);
 }
 
-TEST(DERPrepending, putsOneByteInFront) {
+TEST(PrependByte, PutsOneByteInFront) {
     Bytes data = hex("AA BB");
     CSR::prependByte(0x00, data);
     EXPECT_EQ(data, hex("00 AA BB"));
 }
 
-TEST(DERBitString, countsExactlyWhatItIsGiven) {
+TEST(AppendBITSTRING, CountsExactlyWhatItIsGiven) {
     Bytes out = hex("EE");
     CSR::appendBITSTRING(hex("00 AA BB"), out);
     EXPECT_EQ(out, hex("EE 03 03 00 AA BB"));
@@ -75,12 +75,12 @@ Bytes printable(const std::string& text) {
     return out;
 }
 
-TEST(DERPrintableString, holdsASCIIText) {
+TEST(AppendPrintableString, WritesAnASCIIString) {
     EXPECT_EQ(printable(""), hex("13 00"));
     EXPECT_EQ(printable("0012345678"), hex("13 0A 30 30 31 32 33 34 35 36 37 38"));
 }
 
-TEST(DERPrintableString, claimsNoLengthForTextThatASCIICannotCarry) {
+TEST(AppendPrintableString, WritesALengthOfZeroForAStringThatIsNotAllASCII) {
     EXPECT_EQ(printable("1\xC3\xA9"
                         "2"),
               hex("13 00 31 3F 32"));
@@ -88,45 +88,45 @@ TEST(DERPrintableString, claimsNoLengthForTextThatASCIICannotCarry) {
     EXPECT_EQ(printable("\xF0\x9F\x98\x80"), hex("13 00 3F"));
 }
 
-TEST(DERUTF8String, writesTheBytesUnderTheTagItIsGiven) {
+TEST(AppendUTF8String, WritesTheBytesUnderTheTagItIsGiven) {
     Bytes out = hex("EE");
     CSR::appendUTF8String("\xC3\xA9", out, utf8String);
     CSR::appendUTF8String("\xC3\xA9", out, ia5String);
     EXPECT_EQ(out, hex("EE 0C 02 C3 A9 16 02 C3 A9"));
 }
 
-TEST(DERSubjectItem, isARelativeDistinguishedNameOfOneAttribute) {
+TEST(AppendSubjectItem, WritesARelativeDistinguishedNameOfOneAttribute) {
     Bytes out = hex("EE");
     CSR::appendSubjectItem(commonName, "AB", out, utf8String);
     EXPECT_EQ(out, hex("EE 31 0B 30 09 06 03 55 04 03 0C 02 41 42"));
 }
 
-TEST(DERSubjectItem, mayBeAPrintableString) {
+TEST(AppendSubjectItem, WritesAPrintableStringToo) {
     Bytes out = hex("EE");
     CSR::appendSubjectItemPrintable(commonName, "AB", out);
     EXPECT_EQ(out, hex("EE 31 0B 30 09 06 03 55 04 03 13 02 41 42"));
 }
 
-TEST(DERSubjectItem, takesAnAttributeTypeOfElevenBytes) {
+TEST(AppendSubjectItem, TakesAnAttributeTypeOfElevenBytes) {
     const Bytes emailAddress = hex("06 09 2A 86 48 86 F7 0D 01 09 01");
     Bytes out;
     CSR::appendSubjectItem(emailAddress, "a@b", out, ia5String);
     EXPECT_EQ(out, hex("31 12 30 10") + emailAddress + hex("16 03 61 40 62"));
 }
 
-TEST(DERSubjectItem, takesLongLengths) {
+TEST(AppendSubjectItem, WritesLongLengths) {
     Bytes out;
     CSR::appendSubjectItem(commonName, std::string(200, 'a'), out, utf8String);
     EXPECT_EQ(out, hex("31 81 D3 30 81 D0 06 03 55 04 03 0C 81 C8") + Bytes(200, 'a'));
 }
 
-TEST(DERSubjectItem, comesOutWithoutAnyLengthWhenItsValueIsTooLarge) {
+TEST(AppendSubjectItem, LeavesEveryLengthOutWhenTheValueIsTooLarge) {
     Bytes out;
     CSR::appendSubjectItem(commonName, std::string(40000, 'a'), out, utf8String);
     EXPECT_EQ(out, hex("31 30 06 03 55 04 03 0C") + Bytes(40000, 'a'));
 }
 
-TEST(DERSubjectItem, refusesAnAttributeTypeOfAnyOtherLength) {
+TEST(AppendSubjectItem, RefusesAnAttributeTypeOfAnyOtherLength) {
     ScriptedDevice device;
     EXPECT_CALL(device, print("Error: appending to a non-subject item")).Times(8);
     for (const std::size_t size : {0U, 4U, 9U, 12U}) {
@@ -148,7 +148,7 @@ LengthRead readLength(const std::string& bytes, std::int64_t index = 0) {
     return {value, index};
 }
 
-TEST(DERLengthReader, readsShortAndLongForms) {
+TEST(DEREncodingGetSizeFrom, ReadsShortAndLongForms) {
     EXPECT_EQ(readLength("05"), (LengthRead{5, 1}));
     EXPECT_EQ(readLength("00"), (LengthRead{0, 1}));
     EXPECT_EQ(readLength("7F"), (LengthRead{127, 1}));
@@ -157,45 +157,45 @@ TEST(DERLengthReader, readsShortAndLongForms) {
     EXPECT_EQ(readLength("AA 82 01 02 BB", 1), (LengthRead{0x102, 4}));
 }
 
-TEST(DERLengthReader, readsTheIndefiniteFormAsTheLength128) {
+TEST(DEREncodingGetSizeFrom, ReadsTheIndefiniteFormAsTheLength128) {
     EXPECT_EQ(readLength("80"), (LengthRead{128, 1}));
 }
 
-TEST(DERLengthReader, readsUpTo63BitsAndLeadingZeros) {
+TEST(DEREncodingGetSizeFrom, ReadsUpTo63BitsAndLeadingZeros) {
     EXPECT_EQ(readLength("88 7F FF FF FF FF FF FF FF"),
               (LengthRead{std::numeric_limits<std::int64_t>::max(), 9}));
     EXPECT_EQ(readLength("8A 00 00 00 00 00 00 00 00 00 07"), (LengthRead{7, 11}));
 }
 
-TEST(DERLengthReader, stopsTheProcessAtAnOverflow) {
+TEST(DEREncodingGetSizeFrom, StopsTheProcessAtAnOverflow) {
     EXPECT_DEATH(readLength("88 80 00 00 00 00 00 00 00"), "a DER length fits 63 bits");
     EXPECT_DEATH(readLength("89 01 00 00 00 00 00 00 00 00"), "a DER length fits 63 bits");
 }
 
-TEST(DERLengthReader, stopsTheProcessAtTheEndOfTheData) {
+TEST(DEREncodingGetSizeFrom, StopsTheProcessAtTheEndOfTheData) {
     EXPECT_DEATH(readLength("81"), "a DER length ends within the data");
     EXPECT_DEATH(readLength("82 01"), "a DER length ends within the data");
     EXPECT_DEATH(readLength("FF"), "a DER length ends within the data");
 }
 
-TEST(DERLengthReader, stopsTheProcessWhenTheIndexIsOutsideTheData) {
+TEST(DEREncodingGetSizeFrom, StopsTheProcessWhenTheIndexIsOutsideTheData) {
     EXPECT_DEATH(readLength(""), "a DER length lies within the data");
     EXPECT_DEATH(readLength("05", 1), "a DER length lies within the data");
     EXPECT_DEATH(readLength("05", -1), "a DER length lies within the data");
 }
 
-TEST(DERPointCheck, countsAnUncompressedPointAndPrintsNothing) {
+TEST(DEREncodingSpecificSize, ReturnsTheSizeOfAnUncompressedPointAndPrintsNothing) {
     const ScriptedDevice device;
     EXPECT_EQ(CSR::derEncodingSpecificSize(hex("04") + Bytes(64), 7, 9), 65);
 }
 
-TEST(DERPointCheck, printsALineForAnyOtherFormAndGoesOn) {
+TEST(DEREncodingSpecificSize, PrintsALineForAnyOtherFormAndReturnsItsSize) {
     ScriptedDevice device;
     EXPECT_CALL(device, print("Error, framework only supports uncompressed keys"));
     EXPECT_EQ(CSR::derEncodingSpecificSize(hex("02") + Bytes(32), 0, 0), 33);
 }
 
-TEST(DERPointCheck, stopsTheProcessWithoutData) {
+TEST(DEREncodingSpecificSize, StopsTheProcessWithoutData) {
     EXPECT_DEATH(CSR::derEncodingSpecificSize({}, 0, 0), "an elliptic-curve public key is not empty");
 }
 
@@ -215,27 +215,27 @@ Bytes infoOf(const std::string& rsaPublicKey) {
 
 const Bytes infoOfNoParts = infoOf("30 04 02 00 02 00");
 
-TEST(RSAPublicKeySplitting, findsModulusAndExponent) {
+TEST(DecodeRSAPublicKeyComponents, FindsModulusAndExponent) {
     EXPECT_EQ(rsaInfo(hex("30 06 02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
 }
 
-TEST(RSAPublicKeySplitting, looksIntoABitString) {
+TEST(DecodeRSAPublicKeyComponents, LooksIntoABITSTRING) {
     EXPECT_EQ(rsaInfo(hex("03 09 00 30 06 02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
 }
 
-TEST(RSAPublicKeySplitting, doesWithoutTheSequence) {
+TEST(DecodeRSAPublicKeyComponents, DoesWithoutTheSEQUENCE) {
     EXPECT_EQ(rsaInfo(hex("02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
 }
 
-TEST(RSAPublicKeySplitting, keepsLeadingZerosAndDropsWhatFollows) {
+TEST(DecodeRSAPublicKeyComponents, KeepsLeadingZerosAndDropsWhatFollows) {
     EXPECT_EQ(rsaInfo(hex("30 08 02 02 00 85 02 02 00 03 FF FF")), infoOf("30 08 02 02 00 85 02 02 00 03"));
 }
 
-TEST(RSAPublicKeySplitting, doesNotUseTheLengthsAroundTheIntegers) {
+TEST(DecodeRSAPublicKeyComponents, DoesNotUseTheLengthsAroundTheIntegers) {
     EXPECT_EQ(rsaInfo(hex("03 7F 00 30 00 02 01 05 02 01 03")), infoOf("30 06 02 01 05 02 01 03"));
 }
 
-TEST(RSAPublicKeySplitting, givesTwoEmptyIntegersForWhatCannotBeSplit) {
+TEST(DecodeRSAPublicKeyComponents, FindsTwoEmptyIntegersInWhatCannotBeSplit) {
     for (const char* key :
          {"", "30 03 02 01 05", "31 00", "30 00", "04 01 05", "30 06 04 01 05 02 01 03", "30 06 02 02 05",
           "30 06 02 01 05 04 01 03", "30 06 02 01 05 02 02 03", "03 01 00", "03 00"}) {
@@ -243,14 +243,14 @@ TEST(RSAPublicKeySplitting, givesTwoEmptyIntegersForWhatCannotBeSplit) {
     }
 }
 
-TEST(RSAPublicKeySplitting, stopsTheProcessWhenALengthIsCutOff) {
+TEST(DecodeRSAPublicKeyComponents, StopsTheProcessWhenALengthIsCutOff) {
     for (const char* key :
          {"30", "03", "02", "30 06 02", "30 06 02 81", "30 06 02 01 05 02", "30 06 02 01 05 02 82 01"}) {
         EXPECT_DEATH(rsaInfo(hex(key)), "a DER length (lies|ends) within the data") << key;
     }
 }
 
-TEST(RSAPublicKeySplitting, stopsTheProcessWhenALengthOverflowsItsPosition) {
+TEST(DecodeRSAPublicKeyComponents, StopsTheProcessWhenALengthOverflowsItsPosition) {
     EXPECT_DEATH(rsaInfo(hex("02 88 7F FF FF FF FF FF FF FF")), "overflows the position");
     EXPECT_DEATH(rsaInfo(hex("02 01 05 02 88 7F FF FF FF FF FF FF FF")), "overflows the position");
 }

@@ -3,7 +3,7 @@
 #include <variant>
 
 #include "keys/SecureKeyManager.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/component/Scripts.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
@@ -27,11 +27,7 @@ using testing::SaveArg;
 constexpr LAPolicy biometrics = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
 const Bytes data = hex("01 02 03");
 
-NSError managerError(std::int64_t code, const std::string& message) {
-    return {.domain = "SecureKeyManager", .code = code, .userInfo = {{"NSLocalizedDescription", message}}};
-}
-
-class Signing : public testing::Test {
+class SecureKeyManagerSign : public testing::Test {
   protected:
     void sign(const SecureKeyManager& manager) {
         manager.sign("a", data,
@@ -49,14 +45,9 @@ class Signing : public testing::Test {
     }
 
     void expectLookup(SecKeyRef result) {
-        const CFDictionary query = {
-            {kSecClass, kSecClassKey},
-            {kSecAttrApplicationTag, bytesOf("com.solbera.app.privatekey.a")},
-            {kSecAttrKeyType, kSecAttrKeyTypeRSA},
-            {kSecReturnRef, true},
-            {kSecUseAuthenticationContext, LAContextRef(context)},
-            {kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow},
-        };
+        CFDictionary query = keyLookup("com.solbera.app.privatekey.a");
+        query.push_back({kSecUseAuthenticationContext, LAContextRef(context)});
+        query.push_back({kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow});
         EXPECT_CALL(device, SecItemCopyMatching(query, NotNull())).WillOnce(givesBack(std::move(result)));
     }
 
@@ -82,7 +73,7 @@ class Signing : public testing::Test {
     std::vector<SecureKeyManager::SigningResult> results;
 };
 
-TEST_F(Signing, deliversTheSignatureOnTheMainQueueAfterThePrompt) {
+TEST_F(SecureKeyManagerSign, DeliversTheSignatureOnTheMainQueueAfterThePrompt) {
     expectPrompt();
     sign();
     expectLookup(key);
@@ -95,7 +86,7 @@ TEST_F(Signing, deliversTheSignatureOnTheMainQueueAfterThePrompt) {
     EXPECT_EQ(std::get<Bytes>(results[0]), hex("AA BB"));
 }
 
-TEST_F(Signing, makesAContextForEachRequest) {
+TEST_F(SecureKeyManagerSign, MakesAContextForEachRequest) {
     const auto second = std::make_shared<LAContext>();
     LAReply secondReply;
     expectPrompt();
@@ -111,7 +102,7 @@ TEST_F(Signing, makesAContextForEachRequest) {
     EXPECT_EQ(results.size(), 2U);
 }
 
-TEST_F(Signing, failsOnTheCallersThreadWithThePlatformsErrorWhenBiometricsAreUnavailable) {
+TEST_F(SecureKeyManagerSign, FailsOnTheCallersThreadWithThePlatformsErrorWhenBiometricsAreUnavailable) {
     const NSError unavailable{.domain = "com.apple.LocalAuthentication", .code = -7};
     EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
     EXPECT_CALL(device, canEvaluatePolicy(Ref(*context), biometrics, NotNull()))
@@ -121,14 +112,14 @@ TEST_F(Signing, failsOnTheCallersThreadWithThePlatformsErrorWhenBiometricsAreUna
     EXPECT_TRUE(device.mainQueue.empty());
 }
 
-TEST_F(Signing, failsWithItsOwnErrorWhenBiometricsAreUnavailableForNoReason) {
+TEST_F(SecureKeyManagerSign, FailsWithItsOwnErrorWhenBiometricsAreUnavailableAndNoErrorSaysWhy) {
     EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
     EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(false));
     sign();
     expectFailure(managerError(-6, "Biometric authentication not available"));
 }
 
-TEST_F(Signing, passesThePromptsErrorOnWithoutLookingAKeyUp) {
+TEST_F(SecureKeyManagerSign, PassesThePromptsErrorOnWithoutLookingAKeyUp) {
     const NSError cancelled{.domain = "com.apple.LocalAuthentication", .code = -2};
     expectPrompt();
     sign();
@@ -136,14 +127,14 @@ TEST_F(Signing, passesThePromptsErrorOnWithoutLookingAKeyUp) {
     expectFailure(cancelled);
 }
 
-TEST_F(Signing, failsWithItsOwnErrorWhenThePromptFailsForNoReason) {
+TEST_F(SecureKeyManagerSign, FailsWithItsOwnErrorWhenThePromptFailsWithoutAnError) {
     expectPrompt();
     sign();
     answer(false, std::nullopt);
     expectFailure(managerError(-7, "Biometric authentication failed"));
 }
 
-TEST_F(Signing, findsOutOnlyAfterThePromptThatThereIsNoKey) {
+TEST_F(SecureKeyManagerSign, FindsOutOnlyAfterThePromptThatThereIsNoKey) {
     expectPrompt();
     sign();
     expectLookup(nullptr);
@@ -151,7 +142,7 @@ TEST_F(Signing, findsOutOnlyAfterThePromptThatThereIsNoKey) {
     expectFailure(managerError(-4, "Private key not found"));
 }
 
-TEST_F(Signing, passesTheSignersErrorOn) {
+TEST_F(SecureKeyManagerSign, PassesTheErrorOfTheSigningCallOn) {
     const NSError failure{.domain = "NSOSStatusErrorDomain", .code = -50};
     expectPrompt();
     sign();
@@ -161,7 +152,7 @@ TEST_F(Signing, passesTheSignersErrorOn) {
     expectFailure(failure);
 }
 
-TEST_F(Signing, failsWithItsOwnErrorWhenTheSignerGivesNone) {
+TEST_F(SecureKeyManagerSign, FailsWithItsOwnErrorWhenTheSigningCallGivesNone) {
     expectPrompt();
     sign();
     expectLookup(key);
@@ -170,7 +161,7 @@ TEST_F(Signing, failsWithItsOwnErrorWhenTheSignerGivesNone) {
     expectFailure(managerError(-5, "Unknown error creating signature"));
 }
 
-TEST_F(Signing, endsSilentlyWhenTheManagerIsGone) {
+TEST_F(SecureKeyManagerSign, NeverCallsTheCompletionWhenTheManagerIsGone) {
     auto manager = SecureKeyManagerOfATest::make();
     expectPrompt();
     sign(*manager);
@@ -180,7 +171,7 @@ TEST_F(Signing, endsSilentlyWhenTheManagerIsGone) {
     EXPECT_TRUE(results.empty());
 }
 
-TEST_F(Signing, keepsTheContextUntilTheTaskHasRunAndNoLonger) {
+TEST_F(SecureKeyManagerSign, KeepsTheContextUntilTheTaskHasRunAndNoLonger) {
     std::weak_ptr<LAContext> watched;
     {
         auto own = std::make_shared<LAContext>();

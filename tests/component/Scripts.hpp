@@ -1,0 +1,43 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <optional>
+#include <string>
+
+#include "tests/device/ScriptedDevice.hpp"
+
+/// What the scripts of several suites have in common.
+namespace KavrelCrypto {
+
+/// The query with which the component looks up an RSA key by its tag.
+CFDictionary keyLookup(const std::string& tag);
+
+/// Expects such a lookup, which finds `key`, or nothing if that is null.
+void expectKeyLookup(Script& device, const std::string& tag, SecKeyRef key);
+
+/// Expects the key manager to delete both halves of the pair of `alias`, and to print the statuses.
+void expectPairDeletion(Script& device, const std::string& alias, OSStatus privateStatus,
+                        OSStatus publicStatus);
+
+/// The parameters with which the key manager generates the pair of `alias`.
+CFDictionary pairParameters(const std::string& alias);
+
+/// An error that the key manager makes itself.
+NSError managerError(std::int64_t code, const std::string& message);
+
+/// An error of the platform, which it prints as "printed".
+NSError errorPrintedAsPrinted();
+
+/// The error that `operation` throws. The test fails if it throws none.
+template <typename Operation>
+std::optional<NSError> thrownBy(const Operation& operation) {
+    try {
+        operation();
+    } catch (const NSError& error) {
+        return error;
+    }
+    ADD_FAILURE() << "no error was thrown";
+    return std::nullopt;
+}
+
+}  // namespace KavrelCrypto

@@ -1,0 +1,158 @@
+#include <gmock/gmock.h>
+#include <type_traits>
+
+#include "keys/SecureKeyManager.hpp"
+#include "tests/component/Scripts.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using testing::InSequence;
+using testing::NotNull;
+using testing::Return;
+
+const std::string alias = "0012345678";
+const std::string privateTag = "com.solbera.app.privatekey.0012345678";
+
+class SecureKeyManagerTest : public testing::Test {
+  protected:
+    void expectLookup(SecItemResult result) {
+        EXPECT_CALL(device, SecItemCopyMatching(keyLookup(privateTag), NotNull()))
+            .WillOnce(givesBack(std::move(result)));
+    }
+
+    void expectFailedLookup(OSStatus status) {
+        EXPECT_CALL(device, SecItemCopyMatching(keyLookup(privateTag), NotNull())).WillOnce(Return(status));
+    }
+
+    ScriptedDevice device;
+    const InSequence inOrder;
+    const SecureKeyManager& manager = *SecureKeyManager::shared();
+};
+
+using SecureKeyManagerShared = SecureKeyManagerTest;
+using SecureKeyManagerLoadPrivateKey = SecureKeyManagerTest;
+using SecureKeyManagerForceDeleteAllKeys = SecureKeyManagerTest;
+using SecureKeyManagerGetPublicKey = SecureKeyManagerTest;
+using SecureKeyManagerGetOrCreatePrivateKey = SecureKeyManagerTest;
+
+TEST_F(SecureKeyManagerShared, IsOneInstance) {
+    EXPECT_EQ(SecureKeyManager::shared().get(), SecureKeyManager::shared().get());
+}
+
+TEST_F(SecureKeyManagerShared, IsTheOnlyWayToAnInstance) {
+    EXPECT_FALSE(std::is_default_constructible_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_copy_constructible_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_move_constructible_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_copy_assignable_v<SecureKeyManager>);
+    EXPECT_FALSE(std::is_move_assignable_v<SecureKeyManager>);
+}
+
+TEST_F(SecureKeyManagerLoadPrivateKey, LooksTheKeyUpByItsTagAlone) {
+    const SecKeyRef key = newKey();
+    expectLookup(key);
+    EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), key);
+}
+
+TEST_F(SecureKeyManagerLoadPrivateKey, LooksTheKeyUpWithTheContextThatItIsGiven) {
+    const auto context = std::make_shared<LAContext>();
+    CFDictionary query = keyLookup(privateTag);
+    query.push_back({kSecUseAuthenticationContext, LAContextRef(context)});
+    query.push_back({kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow});
+    const SecKeyRef key = newKey();
+    EXPECT_CALL(device, SecItemCopyMatching(query, NotNull())).WillOnce(givesBack(key));
+    EXPECT_EQ(manager.loadPrivateKey(alias, context), key);
+}
+
+TEST_F(SecureKeyManagerLoadPrivateKey, FindsNothingWhateverTheStatusOfAFailure) {
+    for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, errSecParam, -128, 1}) {
+        expectFailedLookup(status);
+        EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), nullptr);
+    }
+}
+
+TEST_F(SecureKeyManagerLoadPrivateKey, FindsNothingWhenALookupSucceedsWithoutAKey) {
+    expectLookup(std::monostate());
+    EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), nullptr);
+    expectLookup(SecKeyRef());
+    EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), nullptr);
+    expectLookup(Bytes{1});
+    EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), nullptr);
+}
+
+TEST_F(SecureKeyManagerLoadPrivateKey, IgnoresAResultThatCameWithAFailure) {
+    EXPECT_CALL(device, SecItemCopyMatching(keyLookup(privateTag), NotNull()))
+        .WillOnce(
+            testing::DoAll(testing::SetArgPointee<1>(SecItemResult(newKey())), Return(errSecItemNotFound)));
+    EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), nullptr);
+}
+
+TEST_F(SecureKeyManagerLoadPrivateKey, UsesTheAliasByteForByte) {
+    for (const std::string& other : {std::string(), std::string(" a "), std::string("A"), std::string("a"),
+                                     std::string("\xD8\xA7\xF0\x9F\x98\x80"), std::string("a\0b", 3)}) {
+        EXPECT_CALL(device, SecItemCopyMatching(keyLookup("com.solbera.app.privatekey." + other), NotNull()))
+            .WillOnce(Return(errSecItemNotFound));
+        EXPECT_EQ(manager.loadPrivateKey(other, nullptr), nullptr);
+    }
+}
+
+TEST_F(SecureKeyManagerForceDeleteAllKeys, DeletesBothHalvesBeforeItPrintsTheStatuses) {
+    expectPairDeletion(device, alias, 0, errSecItemNotFound);
+    manager.forceDeleteAllKeys(alias);
+}
+
+TEST_F(SecureKeyManagerForceDeleteAllKeys, DeletesThePublicHalfEvenWhenThePrivateOneCannotBeDeleted) {
+    expectPairDeletion(device, alias, errSecInteractionNotAllowed, -50);
+    manager.forceDeleteAllKeys(alias);
+}
+
+TEST_F(SecureKeyManagerGetPublicKey, ReturnsThePublicHalf) {
+    const SecKeyRef privateKey = newKey();
+    const SecKeyRef publicKey = newKey();
+    EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(publicKey));
+    EXPECT_EQ(SecureKeyManager::getPublicKey(privateKey), publicKey);
+}
+
+TEST_F(SecureKeyManagerGetPublicKey, ThrowsWhenThereIsNone) {
+    EXPECT_CALL(device, SecKeyCopyPublicKey).WillOnce(Return(nullptr));
+    EXPECT_EQ(thrownBy([] { SecureKeyManager::getPublicKey(newKey()); }),
+              managerError(-2, "Failed to get public key"));
+}
+
+TEST_F(SecureKeyManagerGetOrCreatePrivateKey, KeepsAKeyThatIsThere) {
+    const SecKeyRef key = newKey();
+    expectLookup(key);
+    EXPECT_EQ(manager.getOrCreatePrivateKey(alias), key);
+}
+
+TEST_F(SecureKeyManagerGetOrCreatePrivateKey, DeletesLeftoversBeforeItMakesANewPair) {
+    const SecKeyRef key = newKey();
+    expectFailedLookup(errSecItemNotFound);
+    expectPairDeletion(device, alias, errSecItemNotFound, 0);
+    EXPECT_CALL(device, SecKeyCreateRandomKey(pairParameters(alias), NotNull())).WillOnce(Return(key));
+    EXPECT_EQ(manager.getOrCreatePrivateKey(alias), key);
+}
+
+TEST_F(SecureKeyManagerGetOrCreatePrivateKey, PrintsThePlatformsErrorAndThrowsItUnchanged) {
+    const NSError platform{.domain = "NSOSStatusErrorDomain",
+                           .code = -34018,
+                           .userInfo = {{"NSLocalizedDescription", "no entitlement"}},
+                           .printedForm = "printed"};
+    expectFailedLookup(errSecItemNotFound);
+    expectPairDeletion(device, alias, 0, 0);
+    EXPECT_CALL(device, SecKeyCreateRandomKey(pairParameters(alias), NotNull()))
+        .WillOnce(failsWith<1>(platform, SecKeyRef()));
+    EXPECT_CALL(device, print("❌ SecKeyCreateRandomKey error: printed"));
+    EXPECT_EQ(thrownBy([&] { static_cast<void>(manager.getOrCreatePrivateKey(alias)); }), platform);
+}
+
+TEST_F(SecureKeyManagerGetOrCreatePrivateKey, ThrowsItsOwnErrorWhenThePlatformGivesNone) {
+    expectFailedLookup(errSecItemNotFound);
+    expectPairDeletion(device, alias, 0, 0);
+    EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(nullptr));
+    EXPECT_EQ(thrownBy([&] { static_cast<void>(manager.getOrCreatePrivateKey(alias)); }),
+              managerError(-1, "Unknown error in SecKeyCreateRandomKey"));
+}
+
+}  // namespace
+}  // namespace KavrelCrypto
