@@ -1,12 +1,16 @@
 // Bundles the simulator into its entries, with everything that they need. Expects what script/wasm compiled.
 
-import { readFile } from 'node:fs/promises';
+import { appendFile, readFile } from 'node:fs/promises';
 import { resolve } from 'node:path';
 import { gzipSync } from 'node:zlib';
 import { build } from 'vite';
 
 const compiled = (file) => resolve(import.meta.dirname, '../build/wasm/tools/simulator', file);
 const source = (file) => resolve(import.meta.dirname, 'src/simulator', file);
+const folder = resolve(import.meta.dirname, 'dist/simulator');
+
+/** The file with the licences of what is bundled. */
+const licences = 'licences.md';
 
 /** The loader as it is, and the WebAssembly, compressed, as the text of a module. */
 const component = {
@@ -27,8 +31,9 @@ const bundle = (entry, file, format, external) =>
     plugins: [component],
     build: {
       target: 'es2022',
-      outDir: resolve(import.meta.dirname, 'dist/simulator'),
+      outDir: folder,
       emptyOutDir: false,
+      license: !external && { fileName: licences },
       lib: { entry: source(entry), formats: [format], fileName: () => file },
       rolldownOptions: { external, output: { minify: true } },
     },
@@ -38,3 +43,9 @@ await bundle('index.ts', 'index.js', 'es');
 await bundle('index.ts', 'index.cjs', 'cjs');
 // One copy of the simulator for both entries.
 await bundle('ios.ts', 'ios.js', 'es', ['./index.js']);
+
+// What is in the WebAssembly is not known to the bundler.
+await appendFile(
+  resolve(folder, licences),
+  await readFile(resolve(import.meta.dirname, 'emscripten-licences.md'), 'utf8'),
+);

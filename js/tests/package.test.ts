@@ -103,13 +103,19 @@ describe('the npm package', () => {
     const native = [...(await reached()), 'ios/PrivacyInfo.xcprivacy', 'ios/module.modulemap'];
     const modules = trackedFiles.flatMap((file) => file.match(/^js\/src\/([^/]+)\.ts$/)?.[1] ?? []);
     const javascript = modules.flatMap((name) => [`esm/${name}.d.ts`, `esm/${name}.js`]);
-    const simulator = ['index.cjs', 'index.d.cts', 'index.d.ts', 'index.js', 'ios.d.ts', 'ios.js'];
+    const simulator = ['index.cjs', 'index.d.cts', 'index.d.ts', 'index.js', 'ios.d.ts', 'ios.js', 'licences.md'];
     const dist = [...javascript, 'plugin.cjs', 'plugin.d.cts', ...simulator.map((file) => `simulator/${file}`)].map(
       (file) => `js/dist/${file}`,
     );
     const manifests = ['KavrelCrypto.podspec', 'Package.swift', 'package.json'];
     const pages = ['README.md', ...trackedFiles.filter((file) => /^docs\/.*\.md$/.test(file))];
     expect(installedFiles).toEqual([...native, ...dist, ...manifests, ...pages].sort());
+  });
+
+  test('has the licence of everything that is bundled into it', async () => {
+    const licences = await read(installed, 'js/dist/simulator/licences.md');
+    const bundled = [...licences.matchAll(/^## ([^ ,]+)/gm)].map(([, name]) => name);
+    expect(bundled).toEqual(['asn1js', 'pvtsutils', 'pvutils', 'Emscripten', 'musl']);
   });
 
   test('is locked without download addresses', async () => {
