@@ -81,18 +81,18 @@ CSRBuilder::CSRBuilder() = default;
 std::string CSRBuilder::buildCSR(const std::string& alias, const UserInfo& user) const {
     const KeyPair pair = keyPair(cryptoUtils, alias);
     if (!pair.isComplete()) {
-        throw platformError(CSRCreationError::buildFailed);
+        throw toNSError(CSRCreationError::buildFailed);
     }
     // The block size is asked for and decides nothing; the export tells whether the key is usable.
     static_cast<void>(SecKeyGetBlockSize(pair.publicKey));
     const std::optional<Bytes> publicKeyBits = SecKeyCopyExternalRepresentation(pair.publicKey, nullptr);
     if (!publicKeyBits.has_value()) {
-        throw platformError(CSRCreationError::buildFailed);
+        throw toNSError(CSRCreationError::buildFailed);
     }
     const std::optional<Bytes> request =
         requestFor(user).build(*publicKeyBits, pair.privateKey, pair.publicKey);
     if (!request.has_value()) {
-        throw platformError(CSRCreationError::buildFailed);
+        throw toNSError(CSRCreationError::buildFailed);
     }
     return base64Encode(*request);
 }

@@ -2,7 +2,7 @@
 
 namespace KavrelCrypto {
 
-NSError platformError(CSRCreationError error) {
+NSError toNSError(CSRCreationError error) {
     return {.domain = "KavrelCrypto.CSRCreationError", .code = static_cast<std::int64_t>(error)};
 }
 

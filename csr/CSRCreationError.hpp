@@ -11,6 +11,6 @@ enum class CSRCreationError : std::uint8_t { missingPublicKey, signingFailed, bu
 
 /// The error as the platform's: domain "KavrelCrypto.CSRCreationError", the case's position as the code, no
 /// user info, so that its description is the platform's generic sentence.
-NSError platformError(CSRCreationError error);
+NSError toNSError(CSRCreationError error);
 
 }  // namespace KavrelCrypto

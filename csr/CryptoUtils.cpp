@@ -5,15 +5,11 @@
 namespace KavrelCrypto {
 namespace {
 
-Bytes utf8(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 CFDictionary halfAttributes(const std::string& tag) {
     return {
         {kSecAttrIsPermanent, true},
         {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock},
-        {kSecAttrApplicationTag, utf8(tag)},
+        {kSecAttrApplicationTag, bytesOf(tag)},
     };
 }
 
@@ -21,7 +17,7 @@ SecAccessControlRef privateKeyUsage() {
     SecAccessControlRef accessControl = SecAccessControlCreateWithFlags(
         kSecAttrAccessibleAfterFirstUnlock, kSecAccessControlPrivateKeyUsage, nullptr);
     if (accessControl == nullptr) {
-        fatalError("the platform made no access control for a private key");
+        fatalError("the platform must make an access control for a private key");
     }
     return accessControl;
 }
@@ -70,7 +66,7 @@ std::string CryptoUtils::publicTag(const std::string& alias) const {
 SecKeyRef CryptoUtils::loadKey(const std::string& name) const {
     const CFDictionary query = {
         {kSecClass, kSecClassKey},
-        {kSecAttrApplicationTag, utf8(name)},
+        {kSecAttrApplicationTag, bytesOf(name)},
         {kSecAttrKeyType, kSecAttrKeyTypeRSA},
         {kSecReturnRef, true},
     };
@@ -94,7 +90,7 @@ std::pair<SecKeyRef, SecKeyRef> CryptoUtils::generateKeysAndStoreInKeychain(
     const CFDictionary publicQuery = {
         {kSecClass, kSecClassKey},
         {kSecAttrKeyType, algorithm.secKeyAttrType()},
-        {kSecAttrApplicationTag, utf8(tagPublic)},
+        {kSecAttrApplicationTag, bytesOf(tagPublic)},
         {kSecReturnRef, true},
     };
     SecItemResult result;

@@ -8,12 +8,6 @@
 namespace KavrelCrypto {
 namespace {
 
-Bytes tag(const std::string& prefix, const std::string& alias) {
-    Bytes bytes(prefix.begin(), prefix.end());
-    bytes.insert(bytes.end(), alias.begin(), alias.end());
-    return bytes;
-}
-
 CFDictionary deletionQuery(Bytes tag, SecConstant keyClass) {
     return {
         {kSecClass, kSecClassKey},
@@ -39,11 +33,11 @@ SecureKeyManager::SecureKeyManager()
     : privateTagPrefix("com.solbera.app.privatekey."), publicTagPrefix("com.solbera.app.publickey.") {}
 
 Bytes SecureKeyManager::privateTag(const std::string& alias) const {
-    return tag(privateTagPrefix, alias);
+    return bytesOf(privateTagPrefix + alias);
 }
 
 Bytes SecureKeyManager::publicTag(const std::string& alias) const {
-    return tag(publicTagPrefix, alias);
+    return bytesOf(publicTagPrefix + alias);
 }
 
 SecKeyRef SecureKeyManager::generateKeyPair(const std::string& alias) const {
@@ -73,7 +67,7 @@ SecKeyRef SecureKeyManager::generateKeyPair(const std::string& alias) const {
         print("❌ SecKeyCreateRandomKey error: " + error->description());
         throw NSError(*error);
     }
-    throw secureKeyManagerError(-1, "Unknown error in SecKeyCreateRandomKey");
+    throw toNSError(SecureKeyManagerError::keyGenerationFailed);
 }
 
 SecKeyRef SecureKeyManager::loadPrivateKey(const std::string& alias, const LAContextRef& context) const {
@@ -107,7 +101,7 @@ void SecureKeyManager::forceDeleteAllKeys(const std::string& alias) const {
 SecKeyRef SecureKeyManager::getPublicKey(const SecKeyRef& privateKey) {
     SecKeyRef publicKey = SecKeyCopyPublicKey(privateKey);
     if (publicKey == nullptr) {
-        throw secureKeyManagerError(-2, "Failed to get public key");
+        throw toNSError(SecureKeyManagerError::publicKeyNotAvailable);
     }
     return publicKey;
 }

@@ -1,19 +1,24 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "platform/Foundation.hpp"
 
 namespace KavrelCrypto {
 
-/// An error that the key manager makes itself: domain "SecureKeyManager", a negative code, the message under
-/// NSLocalizedDescriptionKey. The codes are -1, -2 (keys), -4, -5 (signing), -6 and -7 (authentication).
-/// There is no -3, and the gap stays: a code keeps its meaning once it is out.
-inline NSError secureKeyManagerError(std::int64_t code, std::string message) {
-    return {.domain = "SecureKeyManager",
-            .code = code,
-            .userInfo = {{std::string(NSLocalizedDescriptionKey), std::move(message)}}};
-}
+/// The errors that the key manager makes itself. There is no -3, and the gap stays: a code keeps its meaning
+/// once it is out.
+enum class SecureKeyManagerError : std::int8_t {
+    keyGenerationFailed = -1,
+    publicKeyNotAvailable = -2,
+    privateKeyNotFound = -4,
+    signingFailed = -5,
+    biometricsNotAvailable = -6,
+    biometricsFailed = -7,
+};
+
+/// Returns the error as the platform's: domain "SecureKeyManager", the enumerator's number as the code, and
+/// its message under NSLocalizedDescriptionKey.
+NSError toNSError(SecureKeyManagerError error);
 
 }  // namespace KavrelCrypto

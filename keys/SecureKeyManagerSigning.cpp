@@ -33,7 +33,7 @@ void SecureKeyManager::authenticateWithBiometrics(
     const LAContextRef context = makeLAContext();
     std::optional<NSError> error;
     if (!canEvaluatePolicy(*context, policy, &error)) {
-        completion(error.value_or(secureKeyManagerError(-6, "Biometric authentication not available")));
+        completion(error.value_or(toNSError(SecureKeyManagerError::biometricsNotAvailable)));
         return;
     }
     evaluatePolicy(
@@ -43,8 +43,7 @@ void SecureKeyManager::authenticateWithBiometrics(
                 if (success) {
                     completion(context);
                 } else {
-                    completion(
-                        failure.value_or(secureKeyManagerError(-7, "Biometric authentication failed")));
+                    completion(failure.value_or(toNSError(SecureKeyManagerError::biometricsFailed)));
                 }
             });
         });
@@ -54,7 +53,7 @@ SecureKeyManager::SigningResult SecureKeyManager::signature(const std::string& a
                                                             const LAContextRef& context) const {
     const SecKeyRef privateKey = loadPrivateKey(alias, context);
     if (privateKey == nullptr) {
-        return secureKeyManagerError(-4, "Private key not found");
+        return toNSError(SecureKeyManagerError::privateKeyNotFound);
     }
     std::optional<NSError> error;
     // A message algorithm: what arrives here is hashed once more, also when it is a digest already. Verifiers
@@ -64,7 +63,7 @@ SecureKeyManager::SigningResult SecureKeyManager::signature(const std::string& a
     if (bytes.has_value()) {
         return *std::move(bytes);
     }
-    return error.value_or(secureKeyManagerError(-5, "Unknown error creating signature"));
+    return error.value_or(toNSError(SecureKeyManagerError::signingFailed));
 }
 
 }  // namespace KavrelCrypto

@@ -43,7 +43,7 @@ bool CSRStorage::saveCSR(const std::string& text) const {
     // here.
     static_cast<void>(SecItemDelete(slot(keychainKey)));
     CFDictionary item = slot(keychainKey);
-    item.push_back({kSecValueData, Bytes(text.begin(), text.end())});
+    item.push_back({kSecValueData, bytesOf(text)});
     item.push_back({kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly});
     return SecItemAdd(item, nullptr) == errSecSuccess;
 }

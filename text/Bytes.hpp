@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace KavrelCrypto {
@@ -12,7 +13,12 @@ using Bytes = std::vector<std::uint8_t>;
 /// A read-only view of bytes that somebody else owns.
 using BytesView = std::span<const std::uint8_t>;
 
-/// Puts `bytes` behind the content of `out`.
+/// Returns the bytes of a string.
+inline Bytes bytesOf(std::string_view string) {
+    return {string.begin(), string.end()};
+}
+
+/// Appends `bytes` to `out`.
 inline void append(BytesView bytes, Bytes& out) {
     out.insert(out.end(), bytes.begin(), bytes.end());
 }

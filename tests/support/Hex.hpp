@@ -18,10 +18,6 @@ inline Bytes hex(const std::string& text) {
     return bytes;
 }
 
-inline Bytes bytesOf(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 inline Bytes operator+(Bytes left, const Bytes& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;

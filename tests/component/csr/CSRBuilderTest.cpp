@@ -199,10 +199,10 @@ TEST_F(CSRBuilderBuildCSR, FailsWhenTheRequestCannotBeSigned) {
 }
 
 TEST(CSRCreationError, HasItsPositionAsItsCodeAndTheGenericDescription) {
-    EXPECT_EQ(platformError(CSRCreationError::missingPublicKey).code, 0);
-    EXPECT_EQ(platformError(CSRCreationError::signingFailed).code, 1);
-    EXPECT_EQ(platformError(CSRCreationError::buildFailed).code, 2);
-    EXPECT_EQ(platformError(CSRCreationError::buildFailed).localizedDescription(),
+    EXPECT_EQ(toNSError(CSRCreationError::missingPublicKey).code, 0);
+    EXPECT_EQ(toNSError(CSRCreationError::signingFailed).code, 1);
+    EXPECT_EQ(toNSError(CSRCreationError::buildFailed).code, 2);
+    EXPECT_EQ(toNSError(CSRCreationError::buildFailed).localizedDescription(),
               "The operation couldn\xE2\x80\x99t be completed. (KavrelCrypto.CSRCreationError error 2.)");
 }
 

@@ -120,7 +120,7 @@ TEST_F(CryptoUtilsGenerateKeys, StopsTheProcessWhenNoAccessControlCanBeMade) {
             EXPECT_CALL(device, SecAccessControlCreateWithFlags).WillOnce(Return(nullptr));
             generate(ec, 256);
         },
-        "the platform made no access control");
+        "the platform must make an access control");
 }
 
 TEST_F(CryptoUtilsGenerateKeys, ReturnsNoKeyAndPrintsWhyWhenThePlatformFails) {
