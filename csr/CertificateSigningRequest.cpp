@@ -90,7 +90,7 @@ Bytes subject(const CertificateSigningRequest::Values& values) {
 Bytes pointOf(BytesView publicKeyBits) {
     static_cast<void>(CertificateSigningRequest::derEncodingSpecificSize(publicKeyBits, 0, 0));
     if (publicKeyBits.size() < uncompressedPointSize) {
-        fatalError("an uncompressed P-256 public key has 65 bytes");
+        fatalError("an elliptic-curve public key must have at least 65 bytes");
     }
     const BytesView point = publicKeyBits.first(uncompressedPointSize);
     return {point.begin(), point.end()};
@@ -104,7 +104,7 @@ CertificateSigningRequest::CertificateSigningRequest(Values values) : values_(st
 
 const KeyAlgorithm& CertificateSigningRequest::requiredKeyAlgorithm() const {
     if (!values_.keyAlgorithm.has_value()) {
-        fatalError("a certification request has a key algorithm");
+        fatalError("a certification request must have a key algorithm");
     }
     return *values_.keyAlgorithm;
 }

@@ -23,7 +23,7 @@ bool byteIs(std::uint8_t expected, BytesView data, std::int64_t index) {
 /// The end of `size` bytes at `start`.
 std::int64_t end(std::int64_t start, std::int64_t size) {
     if (size > std::numeric_limits<std::int64_t>::max() - start) {
-        fatalError("a DER length overflows the position that it is added to");
+        fatalError("a DER length must not overflow the position that it is added to");
     }
     return start + size;
 }
@@ -59,7 +59,7 @@ void appendRelativeDistinguishedName(Bytes item, Bytes& out) {
 
 void CertificateSigningRequest::appendDERLength(std::int64_t length, Bytes& out) {
     if (length < 0) {
-        fatalError("a DER length is not negative");
+        fatalError("a DER length must not be negative");
     }
     if (length < 0x80) {
         out.push_back(static_cast<std::uint8_t>(length));
@@ -129,7 +129,7 @@ void CertificateSigningRequest::appendSubjectItemPrintable(BytesView what, const
 
 std::int64_t CertificateSigningRequest::derEncodingGetSizeFrom(BytesView data, std::int64_t& index) {
     if (index < 0 || index >= length(data)) {
-        fatalError("a DER length lies within the data");
+        fatalError("a DER length must begin within the data");
     }
     const std::uint8_t first = data[static_cast<std::size_t>(index)];
     // 0x80 counts as the short length 128, not as an indefinite length, on purpose: DER knows no indefinite
@@ -141,10 +141,10 @@ std::int64_t CertificateSigningRequest::derEncodingGetSizeFrom(BytesView data, s
     std::int64_t size = 0;
     for (std::int64_t i = start; i < start + count; ++i) {
         if (size >= std::int64_t{1} << 55U) {
-            fatalError("a DER length fits 63 bits");
+            fatalError("a DER length must fit in 63 bits");
         }
         if (i >= length(data)) {
-            fatalError("a DER length ends within the data");
+            fatalError("a DER length must end within the data");
         }
         size = size * 256 + data[static_cast<std::size_t>(i)];
     }
@@ -155,7 +155,7 @@ std::int64_t CertificateSigningRequest::derEncodingGetSizeFrom(BytesView data, s
 std::int64_t CertificateSigningRequest::derEncodingSpecificSize(BytesView data, std::int64_t /*index*/,
                                                                 std::int64_t /*numOfBytes*/) {
     if (data.empty()) {
-        fatalError("an elliptic-curve public key is not empty");
+        fatalError("an elliptic-curve public key must not be empty");
     }
     if (data.front() != uncompressedPoint) {
         print("Error, framework only supports uncompressed keys");

@@ -19,7 +19,7 @@ NSArray<CAPPluginMethod*>* methodTable() {
         CAPPluginMethod* entry = [[CAPPluginMethod alloc] initWithName:KavrelCrypto::toNSString(name)
                                                             returnType:KavrelCrypto::toNSString(returnType)];
         if (entry == nil) {
-            KavrelCrypto::fatalError("the runtime makes an entry for each of the plugin's methods");
+            KavrelCrypto::fatalError("the runtime must make an entry for each of the plugin's methods");
         }
         [table addObject:entry];
     }

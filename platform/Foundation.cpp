@@ -41,7 +41,7 @@ std::string NSError::description() const {
 }
 
 void fatalError(std::string_view precondition) {
-    static_cast<void>(std::fprintf(stderr, "KavrelCrypto: fatal error: %.*s\n",
+    static_cast<void>(std::fprintf(stderr, "KavrelCrypto: precondition failed: %.*s\n",
                                    static_cast<int>(precondition.size()), precondition.data()));
     std::abort();
 }

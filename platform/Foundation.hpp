@@ -36,8 +36,8 @@ struct NSError {
 /// not mix. `line` is UTF-8 without a line feed. Never fails.
 void print(const std::string& line);
 
-/// Stops the process: names the broken precondition on standard error, then aborts. It is for states that
-/// cannot arise in normal use; nothing catches it.
+/// Stops the process: prints "precondition failed: " and `precondition`, which says what must hold, on
+/// standard error, then aborts. It is for states that cannot arise in normal use, and nothing catches it.
 [[noreturn]] void fatalError(std::string_view precondition);
 
 }  // namespace KavrelCrypto

@@ -10,7 +10,7 @@ namespace KavrelCrypto {
 void DigitalSignPlugin::createCSR(const CAPPluginCallRef& call) const {
     const JSObject* options = call->options();
     if (options == nullptr) {
-        fatalError("a \"createCSR\" call has an argument map");
+        fatalError("a \"createCSR\" call must have an argument map");
     }
     const JSValue* argument = options->find("userInfo");
     const auto* object = argument == nullptr ? nullptr : argument->as<JSObject>();

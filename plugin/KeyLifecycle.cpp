@@ -89,7 +89,7 @@ std::optional<Bytes> DigitalSignPlugin::getPublicKeyData(const std::string& alia
     }
     std::optional<Bytes> exported = SecKeyCopyExternalRepresentation(publicKey, nullptr);
     if (!exported.has_value()) {
-        fatalError("a public key that was just derived can be exported");
+        fatalError("a public key that was just derived must be exportable");
     }
     return exported;
 }

@@ -253,12 +253,12 @@ describe('the console', () => {
 
 describe('a process that has stopped', () => {
   const stop = () =>
-    page.evaluate(() => window.phone.script({ failure: 'a biometric prompt gives a reason' }, 'stopped'));
+    page.evaluate(() => window.phone.script({ failure: 'a biometric prompt must give a reason' }, 'stopped'));
 
   test('is announced with the precondition, and takes nobody’s focus', async () => {
     await stop();
     const alert = page.getByRole('alert');
-    expect(await alert.innerText()).toContain('a biometric prompt gives a reason');
+    expect(await alert.innerText()).toContain('a biometric prompt must give a reason');
     expect(await alert.isVisible()).toBe(true);
     expect(await focused(page)).toBe('sign');
     await page.getByRole('button', { name: 'Close' }).click();

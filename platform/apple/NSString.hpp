@@ -14,7 +14,7 @@ namespace KavrelCrypto {
 inline NSString* toNSString(const std::string& utf8) {
     CFRef<CFStringRef> string = makeCFString(utf8);
     if (!string) {
-        fatalError("every string of the component is UTF-8");
+        fatalError("every string of the component must be UTF-8");
     }
     return (__bridge_transfer NSString*)string.release();
 }

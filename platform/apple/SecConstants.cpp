@@ -76,7 +76,7 @@ CFStringRef constantOf(SecConstant name) {
         case kSecUseAuthenticationUIAllow:
             return ::kSecUseAuthenticationUIAllow;
     }
-    fatalError("an attribute has one of the names of SecConstant");
+    fatalError("an attribute must have one of the names of SecConstant");
 }
 
 #pragma GCC diagnostic pop
@@ -96,7 +96,7 @@ CFStringRef constantOf(SecKeyAlgorithm name) {
         case kSecKeyAlgorithmECDSASignatureMessageX962SHA512:
             return ::kSecKeyAlgorithmECDSASignatureMessageX962SHA512;
     }
-    fatalError("an algorithm has one of the names of SecKeyAlgorithm");
+    fatalError("an algorithm must have one of the names of SecKeyAlgorithm");
 }
 
 }  // namespace KavrelCrypto

@@ -38,7 +38,7 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy, std::optional<NSError>* err
 void evaluatePolicy(const LAContextRef& context, LAPolicy, const std::string& localizedReason,
                     LAReply reply) {
     if (localizedReason.empty()) {
-        fatalError("a biometric prompt gives a reason");
+        fatalError("a biometric prompt must give a reason");
     }
     // Owned by the device until it calls `replyTo`.
     auto* const pending =

@@ -172,7 +172,7 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy, std::optional<NSError>* err
 void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::string& localizedReason,
                     LAReply reply) {
     if (localizedReason.empty()) {
-        fatalError("a biometric prompt gives a reason");
+        fatalError("a biometric prompt must give a reason");
     }
     sensor().run([context, policy, localizedReason, reply = std::move(reply)] {
         std::optional<NSError> error = evaluated(*context, policy, localizedReason);

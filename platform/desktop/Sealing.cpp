@@ -30,7 +30,7 @@ int intLength(BytesView bytes) {
 Bytes randomBytes(std::size_t length) {
     Bytes bytes(length);
     if (RAND_bytes(bytes.data(), static_cast<int>(length)) != 1) {
-        fatalError("the system gives random bytes");
+        fatalError("the system must give random bytes");
     }
     return bytes;
 }
@@ -48,7 +48,7 @@ Bytes seal(BytesView key, BytesView secret, BytesView identity) {
         EVP_EncryptFinal_ex(context.get(), ciphertext + secret.size(), &written) != 1 ||
         EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tagLength),
                             ciphertext + secret.size()) != 1) {
-        fatalError("AES-256-GCM seals under a key of 32 bytes");
+        fatalError("AES-256-GCM must seal under a key of 32 bytes");
     }
     return sealed;
 }

@@ -229,7 +229,7 @@ TEST_F(Biometrics, KeepTheContextUntilTheReply) {
 TEST(BiometricPrompt, StopsTheProcessWhenItHasNoReason) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_DEATH(evaluatePolicy(makeLAContext(), biometrics, "", [](bool, const std::optional<NSError>&) {}),
-                 "a biometric prompt gives a reason");
+                 "a biometric prompt must give a reason");
 }
 
 TEST_F(Biometrics, AnswerAPromptThatIsOpenWhenTheProcessEnds) {

@@ -9,7 +9,7 @@ Script* current = nullptr;
 
 Script& device() {
     if (current == nullptr) {
-        fatalError("a test makes a ScriptedDevice before it uses the component");
+        fatalError("a test must make a ScriptedDevice before it uses the component");
     }
     return *current;
 }

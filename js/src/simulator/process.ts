@@ -14,7 +14,7 @@ export interface ProcessObserver {
   crashed(reason: string): void;
 }
 
-const fatal = /^KavrelCrypto: fatal error: (.*)/;
+const fatal = /^KavrelCrypto: precondition failed: (.*)/;
 
 /** The app with the component in it, from its start to its end. */
 export class Process {

@@ -118,5 +118,5 @@ export const states: Record<string, (page: Page) => Promise<void>> = {
     await page.getByRole('button', { name: 'No match' }).click();
   },
   stopped: (page) =>
-    page.evaluate(() => window.phone.script({ failure: 'a biometric prompt gives a reason' }, 'stopped')),
+    page.evaluate(() => window.phone.script({ failure: 'a biometric prompt must give a reason' }, 'stopped')),
 };

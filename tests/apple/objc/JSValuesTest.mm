@@ -157,7 +157,7 @@ TEST_F(CapacitorValues, SendAnErrorWithItsDomainCodeAndUserInfo) {
 using CapacitorValuesDeathTest = CapacitorValues;
 
 TEST_F(CapacitorValuesDeathTest, StopTheProcessAtATextThatIsNoUTF8) {
-    EXPECT_DEATH(toNSDictionary({{"t", "\xFF"}}), "every string of the component is UTF-8");
+    EXPECT_DEATH(toNSDictionary({{"t", "\xFF"}}), "every string of the component must be UTF-8");
 }
 
 }  // namespace

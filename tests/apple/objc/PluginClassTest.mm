@@ -309,7 +309,7 @@ TEST_F(PluginClass, RejectsASignatureThatThePersonCancelled) {
 using PluginClassDeathTest = PluginClass;
 
 TEST_F(PluginClassDeathTest, StopsTheProcessAtACertificationRequestWithoutArguments) {
-    EXPECT_DEATH(perform(@"createCSR", nil), "a \"createCSR\" call has an argument map");
+    EXPECT_DEATH(perform(@"createCSR", nil), "a \"createCSR\" call must have an argument map");
 }
 
 id makeNothing(id, SEL, id, id) {
@@ -324,7 +324,7 @@ TEST_F(PluginClassDeathTest, StopsTheProcessWhenTheRuntimeMakesNoEntryForAMethod
                 reinterpret_cast<IMP>(makeNothing));
             (void)[[DigitalSignPlugin alloc] init];
         },
-        "the runtime makes an entry for each of the plugin's methods");
+        "the runtime must make an entry for each of the plugin's methods");
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ TEST(AppendDERLength, WritesNothingFrom32768On) {
 }
 
 TEST(AppendDERLength, StopsTheProcessAtANegativeLength) {
-    EXPECT_DEATH(lengthOctets(-1), "a DER length is not negative");
+    EXPECT_DEATH(lengthOctets(-1), "a DER length must not be negative");
 }
 
 TEST(Enclose, PutsTagAndLengthInFront) {
@@ -168,20 +168,20 @@ TEST(DEREncodingGetSizeFrom, ReadsUpTo63BitsAndLeadingZeros) {
 }
 
 TEST(DEREncodingGetSizeFrom, StopsTheProcessAtAnOverflow) {
-    EXPECT_DEATH(readLength("88 80 00 00 00 00 00 00 00"), "a DER length fits 63 bits");
-    EXPECT_DEATH(readLength("89 01 00 00 00 00 00 00 00 00"), "a DER length fits 63 bits");
+    EXPECT_DEATH(readLength("88 80 00 00 00 00 00 00 00"), "a DER length must fit in 63 bits");
+    EXPECT_DEATH(readLength("89 01 00 00 00 00 00 00 00 00"), "a DER length must fit in 63 bits");
 }
 
 TEST(DEREncodingGetSizeFrom, StopsTheProcessAtTheEndOfTheData) {
-    EXPECT_DEATH(readLength("81"), "a DER length ends within the data");
-    EXPECT_DEATH(readLength("82 01"), "a DER length ends within the data");
-    EXPECT_DEATH(readLength("FF"), "a DER length ends within the data");
+    EXPECT_DEATH(readLength("81"), "a DER length must end within the data");
+    EXPECT_DEATH(readLength("82 01"), "a DER length must end within the data");
+    EXPECT_DEATH(readLength("FF"), "a DER length must end within the data");
 }
 
 TEST(DEREncodingGetSizeFrom, StopsTheProcessWhenTheIndexIsOutsideTheData) {
-    EXPECT_DEATH(readLength(""), "a DER length lies within the data");
-    EXPECT_DEATH(readLength("05", 1), "a DER length lies within the data");
-    EXPECT_DEATH(readLength("05", -1), "a DER length lies within the data");
+    EXPECT_DEATH(readLength(""), "a DER length must begin within the data");
+    EXPECT_DEATH(readLength("05", 1), "a DER length must begin within the data");
+    EXPECT_DEATH(readLength("05", -1), "a DER length must begin within the data");
 }
 
 TEST(DEREncodingSpecificSize, ReturnsTheSizeOfAnUncompressedPointAndPrintsNothing) {
@@ -196,7 +196,7 @@ TEST(DEREncodingSpecificSize, PrintsALineForAnyOtherFormAndReturnsItsSize) {
 }
 
 TEST(DEREncodingSpecificSize, StopsTheProcessWithoutData) {
-    EXPECT_DEATH(CSR::derEncodingSpecificSize({}, 0, 0), "an elliptic-curve public key is not empty");
+    EXPECT_DEATH(CSR::derEncodingSpecificSize({}, 0, 0), "an elliptic-curve public key must not be empty");
 }
 
 // How an RSAPublicKey is split shows in the SubjectPublicKeyInfo, which is written from the parts.
@@ -246,13 +246,13 @@ TEST(DecodeRSAPublicKeyComponents, FindsTwoEmptyIntegersInWhatCannotBeSplit) {
 TEST(DecodeRSAPublicKeyComponents, StopsTheProcessWhenALengthIsCutOff) {
     for (const char* key :
          {"30", "03", "02", "30 06 02", "30 06 02 81", "30 06 02 01 05 02", "30 06 02 01 05 02 82 01"}) {
-        EXPECT_DEATH(rsaInfo(hex(key)), "a DER length (lies|ends) within the data") << key;
+        EXPECT_DEATH(rsaInfo(hex(key)), "a DER length must (begin|end) within the data") << key;
     }
 }
 
 TEST(DecodeRSAPublicKeyComponents, StopsTheProcessWhenALengthOverflowsItsPosition) {
-    EXPECT_DEATH(rsaInfo(hex("02 88 7F FF FF FF FF FF FF FF")), "overflows the position");
-    EXPECT_DEATH(rsaInfo(hex("02 01 05 02 88 7F FF FF FF FF FF FF FF")), "overflows the position");
+    EXPECT_DEATH(rsaInfo(hex("02 88 7F FF FF FF FF FF FF FF")), "must not overflow the position");
+    EXPECT_DEATH(rsaInfo(hex("02 01 05 02 88 7F FF FF FF FF FF FF FF")), "must not overflow the position");
 }
 
 }  // namespace

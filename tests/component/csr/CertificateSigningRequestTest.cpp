@@ -54,9 +54,9 @@ TEST(CertificateSigningRequestBuildPublicKeyInfo, DropsWhatFollowsThePoint) {
 TEST(CertificateSigningRequestBuildPublicKeyInfo, StopsTheProcessForAPointThatIsTooShort) {
     const CSR request({.keyAlgorithm = ecSHA256});
     EXPECT_DEATH(static_cast<void>(request.buildPublicKeyInfo(Bytes(point.begin(), point.end() - 1))),
-                 "an uncompressed P-256 public key has 65 bytes");
+                 "an elliptic-curve public key must have at least 65 bytes");
     EXPECT_DEATH(static_cast<void>(request.buildPublicKeyInfo({})),
-                 "an elliptic-curve public key is not empty");
+                 "an elliptic-curve public key must not be empty");
 }
 
 TEST(CertificateSigningRequestBuildPublicKeyInfo,
@@ -71,7 +71,7 @@ TEST(CertificateSigningRequestBuildPublicKeyInfo,
 
 TEST(CertificateSigningRequestBuildPublicKeyInfo, StopsTheProcessWithoutAnAlgorithm) {
     EXPECT_DEATH(static_cast<void>(CSR({.keyAlgorithm = std::nullopt}).buildPublicKeyInfo(point)),
-                 "a certification request has a key algorithm");
+                 "a certification request must have a key algorithm");
 }
 
 TEST(CertificateSigningRequestBuldCertificationRequestInfo, WritesAnEmptySubjectWhenNoValueIsPresent) {
@@ -223,7 +223,7 @@ TEST_F(CertificateSigningRequestBuild, SignsAnewEachTimeAndChangesNothing) {
 
 TEST_F(CertificateSigningRequestBuild, StopsTheProcessWithoutAnAlgorithm) {
     EXPECT_DEATH(static_cast<void>(CSR({.keyAlgorithm = std::nullopt}).build(point, privateKey, nullptr)),
-                 "a certification request has a key algorithm");
+                 "a certification request must have a key algorithm");
 }
 
 }  // namespace

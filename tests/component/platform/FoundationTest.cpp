@@ -28,8 +28,8 @@ TEST(NSError, KeepsThePlatformsOwnPrintedForm) {
 }
 
 TEST(FatalError, NamesThePreconditionAndAborts) {
-    EXPECT_EXIT(fatalError("a thing is another"), testing::KilledBySignal(SIGABRT),
-                "KavrelCrypto: fatal error: a thing is another");
+    EXPECT_EXIT(fatalError("a thing must be another"), testing::KilledBySignal(SIGABRT),
+                "KavrelCrypto: precondition failed: a thing must be another");
 }
 
 }  // namespace

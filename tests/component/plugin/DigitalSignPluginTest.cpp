@@ -171,7 +171,7 @@ TEST_F(PluginGetKeyInfo, StopsTheProcessWhenAPublicKeyCannotBeExported) {
             expectPublicKey(std::nullopt);
             call(&DigitalSignPlugin::getKeyInfo);
         },
-        "a public key that was just derived can be exported");
+        "a public key that was just derived must be exportable");
 }
 
 const JSObject certificateArguments = {{"nationalCode", "a"}, {"certPem", "AAEC"}};
@@ -232,7 +232,7 @@ JSObject person() {
 
 TEST_F(PluginCreateCSR, StopsTheProcessWithoutAnArgumentMap) {
     EXPECT_DEATH(plugin.createCSR(std::make_shared<TestCall>(std::nullopt)),
-                 "\"createCSR\" call has an argument map");
+                 "a \"createCSR\" call must have an argument map");
 }
 
 TEST_F(PluginCreateCSR, RejectsWhenTheMissingKeyCannotBeMade) {
