@@ -8,4 +8,9 @@ const shared = compat.config({
   parserOptions: { projectService: true },
 });
 
-export default [{ ignores: ['**/dist/'] }, ...shared.map((config) => ({ ...config, files: ['**/*.ts'] }))];
+export default [
+  { ignores: ['**/dist/'] },
+  ...shared.map((config) => ({ ...config, files: ['**/*.ts'] })),
+  // An app has no boundary: its modules export to one another only.
+  { files: ['example/**/*.ts'], rules: { '@typescript-eslint/explicit-module-boundary-types': 'off' } },
+];

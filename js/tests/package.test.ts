@@ -119,6 +119,6 @@ describe('the npm package', () => {
   });
 
   test('is locked without download addresses', async () => {
-    expect(await read(tree, 'package-lock.json')).not.toMatch(/"resolved"/);
+    expect(await read(tree, 'package-lock.json')).not.toMatch(/"resolved": "[\w+]+:/);
   });
 });

@@ -1,0 +1,14 @@
+import { defineConfig } from 'vitest/config';
+
+export default defineConfig({
+  build: {
+    target: 'es2022',
+    rollupOptions: { input: ['index.html', 'self-check.html'] },
+  },
+  test: {
+    include: ['tests/*.test.ts'],
+    // A browser that starts on a busy machine.
+    testTimeout: 120_000,
+    hookTimeout: 120_000,
+  },
+});
