@@ -60,7 +60,7 @@ test('a screen reader is told the sensor, the reason and that nothing else can b
   const { nodes } = await session.send('Accessibility.getFullAXTree');
   const sheet = nodes.find(({ role }) => role?.value === 'alertdialog')!;
   const property = (name: string) => sheet.properties?.find((property) => property.name === name)?.value.value;
-  expect([sheet.name?.value, sheet.description?.value]).toEqual(['Face ID', 'Authenticate to sign']);
+  expect([sheet.name?.value, sheet.description?.value]).toEqual(['Simulated Face ID', 'Authenticate to sign']);
   expect(property('modal')).toBe(true);
   expect(
     nodes.filter(({ role, ignored }) => role?.value === 'button' && !ignored).map(({ name }) => name?.value),
@@ -77,7 +77,7 @@ test('the reason is a string and no markup', async () => {
 test('the sheet names the sensor that the phone has', async () => {
   await page.evaluate(() => window.phone.set({ biometry: 'touchID' }));
   await ask(page);
-  await page.getByRole('alertdialog', { name: 'Touch ID' }).waitFor();
+  await page.getByRole('alertdialog', { name: 'Simulated Touch ID' }).waitFor();
 });
 
 test('a keyboard that writes another script has the same keys', async () => {

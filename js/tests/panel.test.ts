@@ -104,7 +104,7 @@ describe('a style sheet of the app', () => {
 
 describe('the app', () => {
   test('looks the same with the panel and without', async () => {
-    const page = await open();
+    const page = await open({ css: ':root { display: flex; flex-direction: column; gap: 40px }' });
     const app = () =>
       page.evaluate(() =>
         [...document.querySelectorAll(':root, :root > :not(kavrel-simulator), body *')].map((node) => {

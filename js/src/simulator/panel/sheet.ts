@@ -18,7 +18,7 @@ function letterOn({ key, code }: KeyboardEvent): string {
 export class Sheet {
   readonly node: HTMLDialogElement;
   private picture: Element = icon(icons.none);
-  private readonly sensor = html('h2', { id: 'sensor', class: 'quiet' }, 'Biometrics');
+  private readonly sensor = html('h2', { id: 'sensor', class: 'quiet' }, 'Simulated biometrics');
   private readonly reason = html('p', { id: 'reason', class: 'reason' });
   private readonly actions: Record<string, (() => void) | undefined>;
   /** The prompt that is shown. */
@@ -67,7 +67,7 @@ export class Sheet {
 
   /** Names and draws the sensor. */
   showSensor({ biometry }: PhoneState): void {
-    this.sensor.textContent = sensors[biometry];
+    this.sensor.textContent = `Simulated ${sensors[biometry]}`;
     const picture = icon(icons[biometry]);
     this.picture.replaceWith(picture);
     this.picture = picture;

@@ -724,7 +724,7 @@ export const styles = css`
 
   .sheet > div {
     display: grid;
-    gap: 0.5em;
+    gap: 0.65em;
     padding: 1.5em 1.5em 1em;
     text-align: center;
   }
