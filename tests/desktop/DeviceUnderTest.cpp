@@ -8,6 +8,7 @@
 #include "platform/desktop/Device.hpp"
 #include "platform/desktop/MainQueue.hpp"
 #include "platform/desktop/Sensor.hpp"
+#include "tests/support/NativeDevice.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace KavrelCrypto::DeviceUnderTest {
@@ -81,8 +82,8 @@ std::vector<std::string> promptsShown() {
     return prompts().reasons();
 }
 
-void runMainQueueUntil(const std::function<bool()>& done) {
+}  // namespace KavrelCrypto::DeviceUnderTest
+
+void KavrelCrypto::NativeDevice::runMainQueueUntil(const std::function<bool()>& done) {
     Desktop::runMainQueueUntil(done);
 }
-
-}  // namespace KavrelCrypto::DeviceUnderTest

@@ -138,12 +138,5 @@ TEST_F(Arguments, WhatNoMethodAsksForIsIgnored) {
     EXPECT_EQ(call("getKeyInfo", arguments), call("getKeyInfo", person(sara)));
 }
 
-using ArgumentsDeathTest = OnANewDevice;
-
-TEST_F(ArgumentsDeathTest, ACallOfCreateCSRWithoutAnArgumentMapStopsTheProcess) {
-    const auto withoutArguments = [] { call("createCSR", std::nullopt); };
-    EXPECT_DEATH(withoutArguments(), "createCSR");
-}
-
 }  // namespace
 }  // namespace KavrelCrypto

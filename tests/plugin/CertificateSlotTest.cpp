@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "platform/Security.hpp"
 #include "tests/plugin/People.hpp"
 #include "tests/support/DeviceUnderTest.hpp"
 #include "tests/support/Hex.hpp"
@@ -110,14 +109,8 @@ TEST_F(CertificateSlotOnANewDevice, KeepsACertificateWhoseKeyIsReplacedThoughItC
     EXPECT_EQ(stored("Sara", certPem), rejected("Certificate is not valid"));
 }
 
-/// Puts bytes into the slot's item, behind the plugin's back.
-void fillSlot(Bytes bytes) {
-    ASSERT_EQ(SecItemAdd({{kSecClass, kSecClassGenericPassword},
-                          {kSecAttrAccount, "com.ios.kavrel.cachedCSR"},
-                          {kSecValueData, std::move(bytes)},
-                          {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly}},
-                         nullptr),
-              errSecSuccess);
+void fillSlot(const Bytes& bytes) {
+    DeviceUnderTest::addKeychainPassword("com.ios.kavrel.cachedCSR", bytes);
 }
 
 TEST_F(CertificateSlotOnANewDevice, IsShownWhateverTextItHolds) {

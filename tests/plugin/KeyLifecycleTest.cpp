@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "platform/Security.hpp"
 #include "tests/plugin/People.hpp"
 #include "tests/support/DeviceUnderTest.hpp"
 #include "tests/support/Hex.hpp"
@@ -12,15 +11,11 @@
 namespace KavrelCrypto {
 namespace {
 
-SecKeyRef keyUnder(const std::string& tagText) {
-    SecItemResult result;
-    const OSStatus status = SecItemCopyMatching({{kSecClass, kSecClassKey},
-                                                 {kSecAttrApplicationTag, bytesOf(tagText)},
-                                                 {kSecAttrKeyType, kSecAttrKeyTypeRSA},
-                                                 {kSecReturnRef, true}},
-                                                &result);
-    return status == errSecSuccess ? std::get<SecKeyRef>(result) : nullptr;
-}
+using DeviceUnderTest::keychainKey;
+using DeviceUnderTest::KeyHalf;
+
+const std::string privateTag = "com.solbera.app.privatekey.0012345678";
+const std::string publicTag = "com.solbera.app.publickey.0012345678";
 
 using KeyLifecycle = OnANewDevice;
 
@@ -75,30 +70,23 @@ TEST_F(KeyLifecycle, NoPromptIsShownForAnythingButASignature) {
 
 TEST_F(KeyLifecycle, TheKeyIsKeptInTheKeychainUnderThePersonsTags) {
     call("ensureKey", person("0012345678"));
-    const SecKeyRef privateKey = keyUnder("com.solbera.app.privatekey.0012345678");
-    const SecKeyRef publicKey = keyUnder("com.solbera.app.publickey.0012345678");
-    ASSERT_NE(privateKey, nullptr);
-    ASSERT_NE(publicKey, nullptr);
-    EXPECT_EQ(SecKeyGetBlockSize(privateKey), 256U);
-    EXPECT_EQ(SecKeyCopyExternalRepresentation(publicKey, nullptr),
-              OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678"))));
+    const Bytes publicKey = OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678")));
+    EXPECT_EQ(keychainKey(KeyHalf::privateKey, privateTag), publicKey);
+    EXPECT_EQ(keychainKey(KeyHalf::publicKey, publicTag), publicKey);
 }
 
 TEST_F(KeyLifecycle, ALonePublicHalfIsNoKeyAndIsReplacedWithANewPair) {
-    const std::string privateTag = "com.solbera.app.privatekey.0012345678";
-    const std::string publicTag = "com.solbera.app.publickey.0012345678";
     call("ensureKey", person("0012345678"));
-    const auto left = SecKeyCopyExternalRepresentation(keyUnder(publicTag), nullptr);
-    ASSERT_EQ(SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(privateTag)}}),
-              errSecSuccess);
+    const std::optional<Bytes> left = keychainKey(KeyHalf::publicKey, publicTag);
+    ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(privateTag));
 
     EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
     EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
 
     call("createCSR", request(identity("0012345678")));
-    const auto made = OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678")));
+    const Bytes made = OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678")));
     EXPECT_NE(made, left);
-    EXPECT_EQ(SecKeyCopyExternalRepresentation(keyUnder(publicTag), nullptr), made);
+    EXPECT_EQ(keychainKey(KeyHalf::publicKey, publicTag), made);
 }
 
 using KeyInfo = WithSaraUntouched;

@@ -3,34 +3,20 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "platform/Security.hpp"
 #include "tests/plugin/People.hpp"
-#include "tests/support/Hex.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
 const std::string sara = "0012345678";
 
-/// Puts a pair into the keychain, as an earlier fallback of the request builder left it: its tags end in the
-/// alias without a dot before it. Gives its public key.
-Bytes storeFallbackPair() {
-    const auto half = [](const std::string& tag) {
-        return CFDictionary{{kSecAttrIsPermanent, true},
-                            {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock},
-                            {kSecAttrApplicationTag, bytesOf(tag)}};
-    };
-    const SecKeyRef privateKey =
-        SecKeyCreateRandomKey({{kSecAttrKeyType, kSecAttrKeyTypeRSA},
-                               {kSecAttrKeySizeInBits, std::int64_t{2048}},
-                               {kSecPrivateKeyAttrs, half("com.kavrel.app.privatekey" + sara)},
-                               {kSecPublicKeyAttrs, half("com.kavrel.app.publickey" + sara)}},
-                              nullptr);
-    return SecKeyCopyExternalRepresentation(SecKeyCopyPublicKey(privateKey), nullptr).value();
-}
+const std::string fallbackPrivateTag = "com.kavrel.app.privatekey" + sara;
+const std::string fallbackPublicTag = "com.kavrel.app.publickey" + sara;
 
-OSStatus deleteHalf(const std::string& tag) {
-    return SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(tag)}});
+/// Adds a pair such as an earlier fallback of the request builder left, and returns its public key.
+Bytes addFallbackPair() {
+    return DeviceUnderTest::addKeychainPair(fallbackPrivateTag, fallbackPublicTag);
 }
 
 Bytes keyOfRequest() {
@@ -56,22 +42,22 @@ TEST_F(RequestKeys, WithoutAnyKeyAPersonGetsOneAndItSigns) {
 }
 
 TEST_F(RequestKeys, AWholeFallbackPairSignsInThePlaceOfThePersonsKey) {
-    const Bytes fallback = storeFallbackPair();
+    const Bytes fallback = addFallbackPair();
     EXPECT_EQ(keyOfRequest(), fallback);
     // The person gets a key all the same.
     EXPECT_NE(keyOfPerson(), fallback);
 }
 
 TEST_F(RequestKeys, HalfAFallbackPairIsPassedOver) {
-    const Bytes fallback = storeFallbackPair();
-    ASSERT_EQ(deleteHalf("com.kavrel.app.publickey" + sara), errSecSuccess);
+    const Bytes fallback = addFallbackPair();
+    ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag));
     const Bytes signing = keyOfRequest();
     EXPECT_NE(signing, fallback);
     EXPECT_EQ(signing, keyOfPerson());
 }
 
 TEST_F(RequestKeys, DeletingThePersonsKeyLeavesTheFallbackPair) {
-    const Bytes fallback = storeFallbackPair();
+    const Bytes fallback = addFallbackPair();
     EXPECT_EQ(call("deleteKey", person(sara)), resolved({{"deleted", true}}));
     EXPECT_EQ(call("hasKey", person(sara)), resolved({{"exists", false}}));
     EXPECT_EQ(keyOfRequest(), fallback);

@@ -1,16 +1,10 @@
 #include "tests/plugin/WebLayer.hpp"
 
 #include <algorithm>
-#include <chrono>
-#include <functional>
 #include <gtest/gtest.h>
 #include <ostream>
 #include <thread>
 #include <utility>
-
-#include "platform/Dispatch.hpp"
-#include "plugin/DigitalSignPlugin.hpp"
-#include "tests/support/DeviceUnderTest.hpp"
 
 namespace KavrelCrypto {
 
@@ -20,13 +14,6 @@ Outcome resolved(JSObject result) {
 
 Outcome rejected(std::string message, std::optional<std::string> code) {
     return TestCall::Rejection{.message = std::move(message), .code = std::move(code)};
-}
-
-TestCallRef begin(std::string_view method, std::optional<JSObject> options) {
-    const DigitalSignPlugin plugin;
-    auto testCall = std::make_shared<TestCall>(std::move(options));
-    EXPECT_TRUE(plugin.perform(method, testCall)) << "there is no method " << method;
-    return testCall;
 }
 
 Outcome outcomeOf(const TestCall& call) {
@@ -44,24 +31,10 @@ Outcome call(std::string_view method, std::optional<JSObject> options) {
 }
 
 void finish(const std::vector<TestCallRef>& calls) {
-    // A call that the main thread never finishes is to fail its test, and not to keep the others waiting.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
-    const auto isOver = [&] {
+    DeviceUnderTest::runMainQueueUntil([&] {
         return std::all_of(calls.begin(), calls.end(),
-                           [](const TestCallRef& c) { return c->timesFinished() > 0; }) ||
-               std::chrono::steady_clock::now() > deadline;
-    };
-    const std::function<void()> lookAgain = [&] {
-        if (!isOver()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            dispatchAsyncMain(lookAgain);
-        }
-    };
-    lookAgain();
-    DeviceUnderTest::runMainQueueUntil(isOver);
-    bool nothingLeft = false;
-    dispatchAsyncMain([&] { nothingLeft = true; });
-    DeviceUnderTest::runMainQueueUntil([&] { return nothingLeft; });
+                           [](const TestCallRef& c) { return c->timesFinished() > 0; });
+    });
 }
 
 Outcome sign(const std::string& nationalCode, const std::string& digestB64) {

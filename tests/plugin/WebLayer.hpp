@@ -8,12 +8,11 @@
 #include <vector>
 
 #include "platform/Capacitor.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
 #include "tests/support/TestCall.hpp"
 
 /// The plugin as a page of the web layer meets it: calls by name, and how they end.
 namespace KavrelCrypto {
-
-using TestCallRef = std::shared_ptr<TestCall>;
 
 /// How a call ended: with a result or with a rejection.
 using Outcome = std::variant<JSObject, TestCall::Rejection>;
@@ -21,8 +20,7 @@ using Outcome = std::variant<JSObject, TestCall::Rejection>;
 Outcome resolved(JSObject result);
 Outcome rejected(std::string message, std::optional<std::string> code = std::nullopt);
 
-/// Hands a call of `method` to the plugin. Afterwards it may be pending.
-TestCallRef begin(std::string_view method, std::optional<JSObject> options);
+using DeviceUnderTest::begin;
 
 /// How `call` ended. The test fails unless it was finished exactly once.
 Outcome outcomeOf(const TestCall& call);

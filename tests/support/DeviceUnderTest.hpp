@@ -1,31 +1,80 @@
 #pragma once
 
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "platform/Capacitor.hpp"
 #include "platform/LocalAuthentication.hpp"
+#include "tests/support/TestCall.hpp"
+#include "text/Bytes.hpp"
 
-/// What a test of the component's behaviour needs of the device that it is linked with, whichever that is.
-/// Each device that runs such tests brings a source file that defines these.
+/// The device under the tests of the plugin, with the plugin on it. Everything that these tests ask of the
+/// component or of what lies below it goes through the functions here, so that one set of cases runs over
+/// every device.
+///
+/// The device may be in another process, so only values cross this boundary: strings, numbers, bytes, JSON
+/// values and how a call ended. Each function is a message and its answer there. The cases count on the
+/// following, wherever the device is:
+///
+/// - A function returns when the device has done all that it asks for. `begin` returns when the entry point
+///   has, even if the platform below made it wait.
+/// - A call is finished within `begin`, on the calling thread, or within `runMainQueueUntil`, on the thread
+///   that runs the queue, and at no other time. What a prompt's answer leads to, the lookup of the key
+///   included, happens within `runMainQueueUntil` too: a test can do something else in between.
+/// - The console's lines and the prompts arrive in the order in which they were made.
+/// - A device that is gone, or does not answer within a minute, throws std::runtime_error.
+///
+/// Cases about threads, about the C++ class or about a process that stops need a device in this process;
+/// tests/plugin/CMakeLists.txt lists them apart. Such a device takes most of these functions from
+/// NativeDevice.
 namespace KavrelCrypto::DeviceUnderTest {
 
 /// A new device: no items, Face ID enrolled, not locked, prompts cancelled, no prompt shown yet.
 void startNew();
 
-/// What the sensor is and whether it can be used. Without a sensor the other two do not count.
+/// Sets the kind of sensor, and whether it can be used. Without a sensor the other two do not count.
 void setBiometrics(LABiometryType kind, bool enrolled, bool lockedOut);
 
 enum class PromptAnswer { match, noMatch, cancel };
 
-/// How the prompts are answered from now on.
+/// Sets how the prompts are answered from now on.
 void answerPrompts(PromptAnswer answer);
 
-/// The reasons of the prompts shown since startNew, in order.
+/// The reasons of the prompts shown since `startNew`, in order.
 std::vector<std::string> promptsShown();
 
-/// Runs the main queue's tasks on the calling thread until `done` answers true; `done` is asked before the
-/// first task and after each one.
+/// Hands a call of `method` to the plugin and returns when the method's entry point has returned; by then the
+/// call may be finished. `options` is the argument map, absent for a call without one. The test fails if the
+/// plugin has no entry point of this name.
+TestCallRef begin(std::string_view method, std::optional<JSObject> options);
+
+/// Runs the main queue's tasks until `done` returns true, then those that were posted before that. Gives up
+/// after a minute: a call that is never finished fails its own test and does not hold up the others.
 void runMainQueueUntil(const std::function<bool()>& done);
+
+/// The console lines that the component prints while `work` runs, each with its line feed.
+std::string printedBy(const std::function<void()>& work);
+
+// The keychain, behind the plugin's back.
+
+enum class KeyHalf { privateKey, publicKey };
+
+/// The public key of the RSA key that is kept under the application tag `tag`, as a PKCS #1 RSAPublicKey in
+/// DER. `half` says which half of a pair is looked for. Absent if there is none.
+std::optional<Bytes> keychainKey(KeyHalf half, const std::string& tag);
+
+/// Generates an RSA pair of 2048 bits, keeps its halves under the two tags, and returns the public key as
+/// `keychainKey` does.
+Bytes addKeychainPair(const std::string& privateTag, const std::string& publicTag);
+
+/// Deletes the keys under `tag`. Returns whether there were any.
+bool deleteKeychainKeys(const std::string& tag);
+
+/// Adds the generic password of `account`, which has none yet.
+void addKeychainPassword(const std::string& account, const Bytes& value);
 
 }  // namespace KavrelCrypto::DeviceUnderTest

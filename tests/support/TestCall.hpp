@@ -51,4 +51,6 @@ class TestCall final : public CAPPluginCall {
     const std::optional<JSObject> options_;
 };
 
+using TestCallRef = std::shared_ptr<TestCall>;
+
 }  // namespace KavrelCrypto

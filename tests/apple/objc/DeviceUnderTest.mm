@@ -9,6 +9,7 @@
 #include "apple/objc/Bridging.hpp"
 #include "apple/objc/Sensor.hpp"
 #include "apple/standins/StandIns.hpp"
+#include "tests/support/NativeDevice.hpp"
 
 namespace KavrelCrypto::DeviceUnderTest {
 namespace {
@@ -59,10 +60,10 @@ std::vector<std::string> promptsShown() {
     return AppleStandIns::promptsShown();
 }
 
-void runMainQueueUntil(const std::function<bool()>& done) {
+}  // namespace KavrelCrypto::DeviceUnderTest
+
+void KavrelCrypto::NativeDevice::runMainQueueUntil(const std::function<bool()>& done) {
     @autoreleasepool {
         AppleStandIns::runMainQueueUntil(done);
     }
 }
-
-}  // namespace KavrelCrypto::DeviceUnderTest
