@@ -7,8 +7,7 @@
 #include "csr/CertificateSigningRequest.hpp"
 #include "keys/SecureKeyManager.hpp"
 #include "text/Base64.hpp"
-// The identity record is the plugin's, and a plain value that depends on nothing: the one thing taken from
-// above.
+// The one header from a folder above: a plain value that depends on nothing.
 #include "plugin/UserInfo.hpp"
 
 namespace KavrelCrypto {
@@ -30,7 +29,7 @@ std::optional<KeyPair> keyManagerPair(const std::string& alias) {
         const SecKeyRef privateKey = SecureKeyManager::shared()->getOrCreatePrivateKey(alias);
         return KeyPair{privateKey, SecureKeyManager::getPublicKey(privateKey)};
     } catch (const NSError&) {
-        // Dropped on purpose: the builder has one more pair to try, and its own error for the end.
+        // Dropped on purpose: there is one more pair to try, and the builder raises only its own error.
         return std::nullopt;
     }
 }
@@ -53,8 +52,8 @@ KeyPair keyPair(const CryptoUtils& cryptoUtils, const std::string& alias) {
     return {std::move(privateKey), std::move(publicKey)};
 }
 
-/// The subject names the person by the Latin names and the national code; the other texts of the record are
-/// left out of the request on purpose.
+/// Returns the request for `user`. Its subject has six members of the record; the others are left out on
+/// purpose.
 CertificateSigningRequest requestFor(const UserInfo& user) {
     return CertificateSigningRequest({
         .commonName = user.nationalCode,
@@ -83,7 +82,7 @@ std::string CSRBuilder::buildCSR(const std::string& alias, const UserInfo& user)
     if (!pair.isComplete()) {
         throw toNSError(CSRCreationError::buildFailed);
     }
-    // The block size is asked for and decides nothing; the export tells whether the key is usable.
+    // The block size is asked for, on purpose, and not used: the sequence of the keychain's calls is fixed.
     static_cast<void>(SecKeyGetBlockSize(pair.publicKey));
     const std::optional<Bytes> publicKeyBits = SecKeyCopyExternalRepresentation(pair.publicKey, nullptr);
     if (!publicKeyBits.has_value()) {

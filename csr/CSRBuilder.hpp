@@ -8,18 +8,19 @@ namespace KavrelCrypto {
 
 struct UserInfo;
 
-/// Makes a person's certification request: chooses the key pair, fills the subject, and encodes.
+/// Builds a person's certification request: chooses the key pair, fills in the subject, and encodes the
+/// result.
 class CSRBuilder {
   public:
-    /// The instance of the process, made on first use and never destroyed.
+    /// Returns the process-wide instance, which is made on first use and never destroyed.
     static const CSRBuilder& shared();
 
-    /// The PKCS #10 request (RFC 2986) for `user`, signed by the keys of `alias`, as one line of base64 of
-    /// its DER, without PEM header or footer. Throws NSError: CSRCreationError::buildFailed, whatever went
-    /// wrong. Any thread.
+    /// Returns the PKCS #10 request (RFC 2986) for `user`, signed with a key pair of `alias`: DER as one line
+    /// of base64, without a PEM header or footer. Throws NSError: CSRCreationError::buildFailed, whatever
+    /// went wrong. Any thread may call.
     ///
-    /// The pair is the utility pair under the alias's tags if both halves are there, else the key manager's
-    /// (made if missing), else, when the key manager fails, a new utility pair.
+    /// The key pair is the utility pair of `alias` if both halves exist; otherwise the key manager's pair,
+    /// which is made if there is none; and if the key manager fails, a new utility pair.
     [[nodiscard]] std::string buildCSR(const std::string& alias, const UserInfo& user) const;
 
     CSRBuilder(const CSRBuilder&) = delete;

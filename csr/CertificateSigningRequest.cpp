@@ -9,7 +9,7 @@
 namespace KavrelCrypto {
 namespace {
 
-// Attribute types of the subject: whole OBJECT IDENTIFIERs, ready to be copied.
+// The attribute types of the subject, each a whole OBJECT IDENTIFIER.
 constexpr std::uint8_t objectCommonName[] = {0x06, 0x03, 0x55, 0x04, 0x03};         // 2.5.4.3
 constexpr std::uint8_t objectSerialNumber[] = {0x06, 0x03, 0x55, 0x04, 0x05};       // 2.5.4.5
 constexpr std::uint8_t objectSurName[] = {0x06, 0x03, 0x55, 0x04, 0x04};            // 2.5.4.4
@@ -66,8 +66,8 @@ void appendPresentPrintable(BytesView type, const std::optional<std::string>& va
     }
 }
 
-/// The Name of the subject, one attribute in each relative distinguished name. The country is a UTF8String on
-/// purpose, although X.520 wants a PrintableString.
+/// Returns the subject's Name, with one attribute in each relative distinguished name. The country is a
+/// UTF8String on purpose, although X.520 asks for a PrintableString.
 Bytes subject(const CertificateSigningRequest::Values& values) {
     Bytes name;
     name.reserve(256);
@@ -102,7 +102,7 @@ CertificateSigningRequest::CertificateSigningRequest() : CertificateSigningReque
 
 CertificateSigningRequest::CertificateSigningRequest(Values values) : values_(std::move(values)) {}
 
-const KeyAlgorithm& CertificateSigningRequest::requiredKeyAlgorithm() const {
+const KeyAlgorithm& CertificateSigningRequest::keyAlgorithm() const {
     if (!values_.keyAlgorithm.has_value()) {
         fatalError("a certification request must have a key algorithm");
     }
@@ -110,7 +110,7 @@ const KeyAlgorithm& CertificateSigningRequest::requiredKeyAlgorithm() const {
 }
 
 Bytes CertificateSigningRequest::rsaPublicKey(BytesView publicKeyBits) {
-    // A key that cannot be split is written as two empty integers; signing with it is what fails.
+    // On purpose, a key that cannot be split becomes two empty integers.
     const auto [modulus, exponent] =
         decodeRSAPublicKeyComponents(publicKeyBits).value_or(std::pair<BytesView, BytesView>());
     Bytes key;
@@ -122,7 +122,7 @@ Bytes CertificateSigningRequest::rsaPublicKey(BytesView publicKeyBits) {
 }
 
 Bytes CertificateSigningRequest::buildPublicKeyInfo(BytesView publicKeyBits) const {
-    const KeyAlgorithm& algorithm = requiredKeyAlgorithm();
+    const KeyAlgorithm& algorithm = keyAlgorithm();
     Bytes info;
     info.reserve(390);
     append(algorithm.publicKeyAlgorithm(), info);
@@ -150,7 +150,7 @@ Bytes CertificateSigningRequest::buldCertificationRequestInfo(BytesView publicKe
 std::optional<Bytes> CertificateSigningRequest::build(BytesView publicKeyBits, const SecKeyRef& privateKey,
                                                       const SecKeyRef& publicKey) const {
     const Bytes info = buldCertificationRequestInfo(publicKeyBits);
-    const KeyAlgorithm& algorithm = requiredKeyAlgorithm();
+    const KeyAlgorithm& algorithm = keyAlgorithm();
     const std::optional<Bytes> signature = sign(info, privateKey);
     if (!signature.has_value() || signature->size() > longestSignature ||
         (publicKey != nullptr && !verify(info, *signature, publicKey))) {
@@ -173,7 +173,7 @@ std::optional<Bytes> CertificateSigningRequest::build(BytesView publicKeyBits, c
 std::optional<Bytes> CertificateSigningRequest::sign(BytesView info, const SecKeyRef& privateKey) const {
     std::optional<NSError> error;
     std::optional<Bytes> signature =
-        SecKeyCreateSignature(privateKey, requiredKeyAlgorithm().signatureAlgorithm(), info, &error);
+        SecKeyCreateSignature(privateKey, keyAlgorithm().signatureAlgorithm(), info, &error);
     if (!signature.has_value() && error.has_value()) {
         print("Error in creating signature: " + error->description());
     }
@@ -183,8 +183,8 @@ std::optional<Bytes> CertificateSigningRequest::sign(BytesView info, const SecKe
 bool CertificateSigningRequest::verify(BytesView info, BytesView signature,
                                        const SecKeyRef& publicKey) const {
     std::optional<NSError> error;
-    const bool verified = SecKeyVerifySignature(publicKey, requiredKeyAlgorithm().signatureAlgorithm(), info,
-                                                signature, &error);
+    const bool verified =
+        SecKeyVerifySignature(publicKey, keyAlgorithm().signatureAlgorithm(), info, signature, &error);
     if (!verified && error.has_value()) {
         print(error->description());
     }

@@ -12,13 +12,12 @@
 
 namespace KavrelCrypto {
 
-/// A PKCS #10 certification request (RFC 2986): filled once when it is made, then encoded in DER and signed.
-/// Also the home of the few DER writers and readers that it needs. One caller at a time; building changes
-/// nothing.
+/// A PKCS #10 certification request (RFC 2986), with the few DER writers and readers that it needs. It is
+/// filled when it is made and never changes, so it can be built any number of times; each build signs anew.
 class CertificateSigningRequest {
   public:
-    /// The subject's texts (UTF-8), the algorithm and the extension flag, each with its default. An absent
-    /// text leaves the attribute out of the subject; an empty one is written empty.
+    /// The subject's strings (UTF-8), the algorithm, and whether the request asks for the extended key
+    /// usages. An absent string leaves its attribute out of the subject; an empty one is written as it is.
     struct Values {
         std::optional<std::string> commonName = std::nullopt;
         std::optional<std::string> serialNumber = std::nullopt;
@@ -39,69 +38,76 @@ class CertificateSigningRequest {
     CertificateSigningRequest();
     explicit CertificateSigningRequest(Values values);
 
-    /// The signed request in DER, or absent when signing fails, when the signature is longer than 256 bytes
-    /// or when `publicKey` (which may be null: then nothing is checked) does not verify it. `publicKeyBits`
-    /// is the public key's external representation: RSAPublicKey DER (RFC 8017) or the point 04 || X || Y.
-    /// May block while the platform asks for authentication.
+    /// Returns the signed request in DER. Absent if signing fails, if the signature is longer than 256 bytes,
+    /// or if `publicKey` does not verify it; nothing is verified if `publicKey` is null. `publicKeyBits` is
+    /// the public key's external representation: an RSAPublicKey (RFC 8017) in DER or an uncompressed point
+    /// (X9.62). Stops the process if there is no key algorithm. May block while the platform authenticates
+    /// the person.
     [[nodiscard]] std::optional<Bytes> build(BytesView publicKeyBits, const SecKeyRef& privateKey,
                                              const SecKeyRef& publicKey) const;
 
-    /// The CertificationRequestInfo in DER. The name is spelt so and stays so.
+    /// Returns the CertificationRequestInfo in DER. The name is spelt like this on purpose.
     [[nodiscard]] Bytes buldCertificationRequestInfo(BytesView publicKeyBits) const;
 
-    /// The SubjectPublicKeyInfo in DER (RFC 5280). An RSA key that cannot be split gives two empty integers;
-    /// an EC key is cut to its first 65 bytes, and a shorter one stops the process, as does an absent
-    /// algorithm.
+    /// Returns the SubjectPublicKeyInfo (RFC 5280) in DER. An RSA key that cannot be split is written as two
+    /// empty integers, and an elliptic-curve key is cut to its first 65 bytes. Stops the process if there are
+    /// fewer, or if there is no key algorithm.
     [[nodiscard]] Bytes buildPublicKeyInfo(BytesView publicKeyBits) const;
 
-    // DER (X.690) on byte strings that the caller owns. A negative length and a read past the end stop the
-    // process.
+    // Writers and readers of DER (X.690). "On purpose" refers to "Fixed contract" in docs/design.md: the
+    // bytes are fixed for every input.
 
-    /// Appends the length octets of `length`, up to 32767. From 32768 on appends nothing, on purpose.
+    /// Appends the length octets of `length`. From 32768 on it appends nothing, on purpose. Stops the process
+    /// if `length` is negative.
     static void appendDERLength(std::int64_t length, Bytes& out);
 
-    /// Puts `tag` and the length in front of the content of `data`.
+    /// Puts `tag` and the length of `data` in front of `data`.
     static void enclose(Bytes& data, std::uint8_t tag);
 
-    /// Puts one byte in front of the content of `data`.
+    /// Puts `byte` in front of `data`.
     static void prependByte(std::uint8_t byte, Bytes& data);
 
-    /// Appends a BIT STRING. `content` begins with its count of unused bits.
+    /// Appends a BIT STRING. `content` begins with the number of unused bits.
     static void appendBITSTRING(BytesView content, Bytes& out);
 
-    /// Appends a PrintableString: the text in ASCII, "?" where ASCII has no character; the length written is
-    /// 0 when there was such a character, on purpose: the component passes digits.
+    /// Appends a PrintableString: `string` in ASCII, with one "?" for each character that is not in ASCII. If
+    /// there is such a character, the length that is written is 0, on purpose.
     static void appendPrintableString(const std::string& string, Bytes& out);
 
-    /// Appends the text's UTF-8 bytes under `tag`: UTF8String, or IA5String without a check.
+    /// Appends the UTF-8 bytes of `string` with `tag`, which is UTF8String's or IA5String's. Whether they are
+    /// ASCII is not checked.
     static void appendUTF8String(const std::string& string, Bytes& out, std::uint8_t tag);
 
-    /// Appends a relative distinguished name of one attribute. `what` is the attribute type's whole OBJECT
-    /// IDENTIFIER, 5 or 11 bytes long; of any other length, prints a line and appends nothing.
+    /// Appends a relative distinguished name with one attribute. `what` is the whole OBJECT IDENTIFIER of the
+    /// attribute type. If it does not have 5 or 11 bytes, prints a line and appends nothing.
     static void appendSubjectItem(BytesView what, const std::string& value, Bytes& out, std::uint8_t tag);
 
-    /// The same with a PrintableString.
+    /// Does the same with a PrintableString.
     static void appendSubjectItemPrintable(BytesView what, const std::string& value, Bytes& out);
 
-    /// Reads the length octets at `index` and moves it past them. 0x80 is the length 128, on purpose.
+    /// Reads the length octets at `index`, advances `index` past them, and returns the length. 0x80 is the
+    /// length 128, on purpose. Stops the process if the octets do not lie within the data or overflow 63
+    /// bits.
     static std::int64_t derEncodingGetSizeFrom(BytesView data, std::int64_t& index);
 
-    /// Checks an elliptic-curve point: gives the number of its bytes, and prints a line when it is not of the
-    /// uncompressed form. `index` and `numOfBytes` are ignored. Empty data stops the process.
+    /// Returns the number of bytes of an elliptic-curve point, and prints a line if the point is not
+    /// uncompressed. `index` and `numOfBytes` are ignored. Stops the process if `data` is empty.
     static std::int64_t derEncodingSpecificSize(BytesView data, std::int64_t index, std::int64_t numOfBytes);
 
   private:
-    /// Splits an RSAPublicKey, in a BIT STRING or not, into views of modulus and exponent, as stored.
+    /// Splits an RSAPublicKey, which may be wrapped in a BIT STRING, into its modulus and its exponent. They
+    /// are views of `data`. Absent if `data` is malformed; stops the process if a length in it is cut off or
+    /// overflows.
     static std::optional<std::pair<BytesView, BytesView>> decodeRSAPublicKeyComponents(BytesView data);
 
-    /// The RSAPublicKey (RFC 8017) in DER, written anew from its parts.
+    /// Returns the RSAPublicKey (RFC 8017) in DER, written anew from its parts.
     static Bytes rsaPublicKey(BytesView publicKeyBits);
 
     [[nodiscard]] std::optional<Bytes> sign(BytesView info, const SecKeyRef& privateKey) const;
     [[nodiscard]] bool verify(BytesView info, BytesView signature, const SecKeyRef& publicKey) const;
 
-    /// The algorithm; stops the process when there is none.
-    [[nodiscard]] const KeyAlgorithm& requiredKeyAlgorithm() const;
+    /// Returns the key algorithm. Stops the process if there is none.
+    [[nodiscard]] const KeyAlgorithm& keyAlgorithm() const;
 
     const Values values_;
 };

@@ -26,6 +26,8 @@ CFDictionary generationParameters(const KeyAlgorithm& algorithm, std::int64_t ke
                                   const std::string& tagPrivate, const std::string& tagPublic) {
     CFDictionary privateAttributes = halfAttributes(tagPrivate);
     if (algorithm.isEC()) {
+        // Named, because GCC 12 at -O3 warns that a temporary moved from here may be uninitialised. It is
+        // not.
         const CFDictionaryEntry usage{kSecAttrAccessControl, privateKeyUsage()};
         privateAttributes.push_back(usage);
     }
@@ -42,7 +44,7 @@ CFDictionary generationParameters(const KeyAlgorithm& algorithm, std::int64_t ke
     return parameters;
 }
 
-/// The key that a lookup answered with; null when it answered with none.
+/// Returns the key that a lookup found, or null if it returned something else.
 SecKeyRef keyOf(const SecItemResult& result) {
     const SecKeyRef* key = std::get_if<SecKeyRef>(&result);
     return key == nullptr ? nullptr : *key;

@@ -11,32 +11,33 @@
 
 namespace KavrelCrypto {
 
-/// Keychain keys under whole application tags (UTF-8), for the request builder's fallback pair. It never
-/// touches the keys of SecureKeyManager, never throws, and any thread may call.
+/// Finds and makes keychain keys by their whole application tags (UTF-8), for the request builder's utility
+/// pair. It never touches the keys of SecureKeyManager and never throws. Any thread may call.
 class CryptoUtils {
   public:
     CryptoUtils();
 
-    /// The first RSA key under the tag `name`, private or public; null when there is none. An EC key is not
-    /// found here, on purpose: the builder signs with RSA only.
+    /// Returns the first RSA key with the tag `name`, private or public, or null if there is none. On
+    /// purpose, it does not find an elliptic-curve key.
     [[nodiscard]] SecKeyRef loadKey(const std::string& name) const;
 
-    /// Makes a pair of `keySize` bits and stores its halves under the two tags, beside whatever is there. An
-    /// EC pair is asked of the Secure Enclave, with an access control. Gives (private, public); a half that
-    /// could not be had is null, and a console line says why. Stops the process when no access control can be
-    /// made.
+    /// Makes a key pair of `keySize` bits and stores its halves under the two tags, without deleting what is
+    /// there. An elliptic-curve pair is made in the Secure Enclave, with an access control. Returns the
+    /// private and the public key; one that is not available is null, and a console line says why if the
+    /// platform does. Stops the process if the access control cannot be made.
     [[nodiscard]] std::pair<SecKeyRef, SecKeyRef> generateKeysAndStoreInKeychain(
         const KeyAlgorithm& algorithm, std::int64_t keySize, const std::string& tagPrivate,
         const std::string& tagPublic) const;
 
-    /// The private key's tag for an alias: the prefix and the alias run together, without a dot between them.
+    /// Returns the private key's tag for `alias`: the prefix and the alias, on purpose without a dot between
+    /// them.
     [[nodiscard]] std::string privateTag(const std::string& alias) const;
 
-    /// The public key's tag for an alias, made the same way.
+    /// Returns the public key's tag for `alias`, which is made in the same way.
     [[nodiscard]] std::string publicTag(const std::string& alias) const;
 
   private:
-    // Part of what the utility is made of, beside the prefixes; neither operation needs it.
+    // One of the three members that the class is fixed to have. Neither operation uses it.
     [[maybe_unused]] const std::shared_ptr<const SecureKeyManager> keyManager;
     const std::string privateTagPrefix;
     const std::string publicTagPrefix;

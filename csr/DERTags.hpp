@@ -4,7 +4,7 @@
 
 namespace KavrelCrypto {
 
-// The tags (X.690) of what a certification request is made of.
+// The tags (X.690) in a certification request.
 inline constexpr std::uint8_t integerTag = 0x02;
 inline constexpr std::uint8_t bitStringTag = 0x03;
 inline constexpr std::uint8_t utf8StringTag = 0x0C;

@@ -9,8 +9,8 @@
 
 namespace KavrelCrypto {
 
-/// The kind of key pair of a certification request and the digest of its signature, with everything that
-/// follows from the two. Every property is a lookup that cannot fail; the views refer to constants.
+/// The kind of key pair that a certification request is for and the digest of its signature, with everything
+/// that follows from the two. No property can fail, and the views refer to constants.
 class KeyAlgorithm {
   public:
     enum class Signature : std::uint8_t { sha1, sha256, sha512 };
@@ -22,27 +22,27 @@ class KeyAlgorithm {
         return {Kind::ec, signatureType};
     }
 
-    /// "RSA" or "EC".
+    /// Returns "RSA" or "EC".
     [[nodiscard]] std::string_view type() const;
 
-    /// The key type under which the keychain keeps such a key.
+    /// Returns the value of kSecAttrKeyType for such a key.
     [[nodiscard]] SecConstant secKeyAttrType() const;
 
-    /// The key sizes allowed, in bits.
+    /// Returns the allowed key sizes in bits.
     [[nodiscard]] std::span<const std::int64_t> availableKeySizes() const;
 
-    /// The algorithm that signs: the platform hashes the message itself.
+    /// Returns the algorithm of the signature. The platform hashes the message itself.
     [[nodiscard]] SecKeyAlgorithm signatureAlgorithm() const;
 
-    /// The AlgorithmIdentifier of the request's signature, whole, in DER (RFC 5280; RFC 3279 and RFC 5758 for
-    /// the parameters). That of `ec` with `sha1` is malformed, on purpose.
+    /// Returns the whole AlgorithmIdentifier (RFC 5280) of the signature in DER, with the parameters of RFC
+    /// 3279 and RFC 5758. The one of `ec` with `sha1` is malformed, on purpose.
     [[nodiscard]] BytesView signatureAlgorithmIdentifier() const;
 
-    /// The AlgorithmIdentifier's content in the SubjectPublicKeyInfo: object identifier and parameters, in
-    /// DER (RFC 3279, RFC 5480), without the SEQUENCE around them. It does not depend on the digest.
+    /// Returns what the SEQUENCE of the public key's AlgorithmIdentifier contains in DER: the object
+    /// identifier and the parameters (RFC 3279, RFC 5480). It does not depend on the digest.
     [[nodiscard]] BytesView publicKeyAlgorithm() const;
 
-    /// Whether the keys are elliptic-curve keys (P-256); otherwise they are RSA keys.
+    /// Returns whether the keys are elliptic-curve keys (P-256) and not RSA keys.
     [[nodiscard]] bool isEC() const;
 
   private:

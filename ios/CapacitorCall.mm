@@ -5,9 +5,9 @@
 #include "ios/JSValues.hpp"
 #include "platform/apple/NSString.hpp"
 
-// The runtime has these in Swift. The header that declares them to Objective-C is made where the runtime is
-// built, and like Capacitor.h it asks for C++ modules in an Objective-C++ file. So they are declared here;
-// the selectors are what counts, and those are fixed by the runtime's `@objc` extension of the class.
+// The runtime defines these in Swift. The header that declares them in Objective-C is generated when the
+// runtime is built and, like Capacitor.h, cannot be included in Objective-C++ without C++ modules. So they
+// are declared here. Only the selectors matter, and the runtime's `@objc` extension of the class fixes those.
 @interface CAPPluginCall (Finishing)
 - (void)resolve:(nonnull NSDictionary<NSString*, id>*)data;
 // clang-format off

@@ -3,8 +3,8 @@
 
 /// The plugin "DigitalSign", as the Capacitor runtime meets it. The runtime makes it by its name, reads
 /// pluginMethods, and performs each method by its name: `- (void)hasKey:(CAPPluginCall*)call` and so on. An
-/// entry point takes one call and finishes it exactly once. "setStyle" is in the table and has no entry
-/// point, on purpose.
+/// entry point takes one call and settles it exactly once. On purpose, "setStyle" is in the table and has no
+/// entry point.
 @interface DigitalSignPlugin : CAPPlugin <CAPBridgedPlugin>
 
 @property (nonnull, readonly) NSArray<CAPPluginMethod*>* pluginMethods;

@@ -1,9 +1,9 @@
 #import <Capacitor/CAPBridgedPlugin.h>
 
-// `npx cap sync` learns the names of an app's plugins from the text of its plugins' .m files: it takes what
-// follows "CAP_PLUGIN" and a parenthesis. It reads no .mm file, so the plugin's name stands here:
+// `npx cap sync` finds an app's plugins by searching the .m files of its packages for "CAP_PLUGIN", a
+// parenthesis and a name. It does not read .mm files, so the plugin's name is here:
 //
 //     CAP_PLUGIN(DigitalSignPlugin, "DigitalSign")
 //
-// The macro itself must not be used: it defines a category with the members pluginMethods, identifier and
-// jsName, which would replace those of the class.
+// The macro itself must not be used. It defines a category whose members pluginMethods, identifier and jsName
+// would replace those of the class.

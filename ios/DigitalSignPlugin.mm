@@ -6,8 +6,8 @@
 
 namespace {
 
-/// The component behind every instance of the class: no entry point looks at the instance that it is called
-/// on. Never destroyed, since a prompt may still be answered while the app ends.
+/// Returns the component, which all instances of the class share: no entry point uses the instance that it is
+/// called on. It is never destroyed, since a prompt may still be answered while the app ends.
 const KavrelCrypto::DigitalSignPlugin& component() {
     static const auto& instance = *new KavrelCrypto::DigitalSignPlugin;
     return instance;
@@ -37,7 +37,7 @@ NSArray<CAPPluginMethod*>* methodTable() {
     return [super init];
 }
 
-// Deprecated by the runtime, which still has it.
+// The runtime deprecates this initialiser and still has it.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-implementations"
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"

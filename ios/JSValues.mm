@@ -11,8 +11,7 @@
 namespace KavrelCrypto {
 namespace {
 
-// No argument that the component reads lies deeper than two levels, and a page can nest deeper than a stack
-// is.
+// The component reads no argument deeper than two levels, and a page can nest deeper than the stack allows.
 constexpr int deepestLevel = 64;
 
 JSObject toJSObject(NSDictionary* dictionary, int level);

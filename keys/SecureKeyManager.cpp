@@ -20,7 +20,7 @@ CFDictionary deletionQuery(Bytes tag, SecConstant keyClass) {
 }  // namespace
 
 const std::shared_ptr<const SecureKeyManager>& SecureKeyManager::shared() {
-    // Never destroyed: a prompt may still be answered while the process ends.
+    // Never destroyed, since a prompt may still be answered while the process ends.
     static const auto& instance = *new std::shared_ptr<const SecureKeyManager>(make());
     return instance;
 }
@@ -41,8 +41,8 @@ Bytes SecureKeyManager::publicTag(const std::string& alias) const {
 }
 
 SecKeyRef SecureKeyManager::generateKeyPair(const std::string& alias) const {
-    // No Secure Enclave and no access control: `sign` is the gate. The public half names no accessibility and
-    // gets the platform's default.
+    // No Secure Enclave and no access control, on purpose: `sign` is the gate. The public half names no
+    // accessibility, so it gets the platform's default.
     const CFDictionary parameters = {
         {kSecAttrKeyType, kSecAttrKeyTypeRSA},
         {kSecAttrKeySizeInBits, std::int64_t{2048}},
@@ -71,7 +71,7 @@ SecKeyRef SecureKeyManager::generateKeyPair(const std::string& alias) const {
 }
 
 SecKeyRef SecureKeyManager::loadPrivateKey(const std::string& alias, const LAContextRef& context) const {
-    // The private tag alone picks the private half, so the query names no key class.
+    // Only the private half has this tag, so the query names no key class.
     CFDictionary query = {
         {kSecClass, kSecClassKey},
         {kSecAttrApplicationTag, privateTag(alias)},
@@ -93,7 +93,7 @@ SecKeyRef SecureKeyManager::loadPrivateKey(const std::string& alias, const LACon
 void SecureKeyManager::forceDeleteAllKeys(const std::string& alias) const {
     const OSStatus privateStatus = SecItemDelete(deletionQuery(privateTag(alias), kSecAttrKeyClassPrivate));
     const OSStatus publicStatus = SecItemDelete(deletionQuery(publicTag(alias), kSecAttrKeyClassPublic));
-    // The two labels are of one length: "public" is followed by two blanks.
+    // Two blanks follow "public", so that both labels have the same length.
     print("🔑 forceDeleteAllKeys private status: " + std::to_string(privateStatus));
     print("🔑 forceDeleteAllKeys public  status: " + std::to_string(publicStatus));
 }
@@ -110,7 +110,7 @@ SecKeyRef SecureKeyManager::getOrCreatePrivateKey(const std::string& alias) cons
     if (SecKeyRef privateKey = loadPrivateKey(alias, nullptr)) {
         return privateKey;
     }
-    // What an interrupted generation left behind must not end up beside the new pair.
+    // What an interrupted generation left must not lie beside the new pair.
     forceDeleteAllKeys(alias);
     return generateKeyPair(alias);
 }

@@ -6,8 +6,8 @@
 
 namespace KavrelCrypto {
 
-/// The errors that the key manager makes itself. There is no -3, and the gap stays: a code keeps its meaning
-/// once it is out.
+/// The errors that the key manager makes itself, numbered by their codes. There is no -3, and the gap stays:
+/// a code keeps its meaning once it has been used.
 enum class SecureKeyManagerError : std::int8_t {
     keyGenerationFailed = -1,
     publicKeyNotAvailable = -2,
@@ -17,8 +17,8 @@ enum class SecureKeyManagerError : std::int8_t {
     biometricsFailed = -7,
 };
 
-/// Returns the error as the platform's: domain "SecureKeyManager", the enumerator's number as the code, and
-/// its message under NSLocalizedDescriptionKey.
+/// Returns `error` with the domain "SecureKeyManager", its number as the code, and its message under
+/// NSLocalizedDescriptionKey.
 NSError toNSError(SecureKeyManagerError error);
 
 }  // namespace KavrelCrypto

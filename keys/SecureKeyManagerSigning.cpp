@@ -9,7 +9,7 @@ namespace KavrelCrypto {
 
 void SecureKeyManager::sign(const std::string& alias, Bytes data,
                             std::function<void(SigningResult)> completion) const {
-    // Always the prompt first: whether the person has a key is told to nobody who has not been recognised.
+    // The prompt always comes first: only a person who has been recognised learns whether there is a key.
     authenticateWithBiometrics(
         "Authenticate to sign",
         [weakManager = weak_from_this(), alias, data = std::move(data),
@@ -29,7 +29,7 @@ void SecureKeyManager::sign(const std::string& alias, Bytes data,
 void SecureKeyManager::authenticateWithBiometrics(
     const std::string& reason, std::function<void(const AuthenticationResult&)> completion) {
     constexpr LAPolicy policy = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
-    // A context remembers that it was evaluated, so each request gets its own.
+    // A context remembers that it has been evaluated, so each request needs its own.
     const LAContextRef context = makeLAContext();
     std::optional<NSError> error;
     if (!canEvaluatePolicy(*context, policy, &error)) {
@@ -56,8 +56,8 @@ SecureKeyManager::SigningResult SecureKeyManager::signature(const std::string& a
         return toNSError(SecureKeyManagerError::privateKeyNotFound);
     }
     std::optional<NSError> error;
-    // A message algorithm: what arrives here is hashed once more, also when it is a digest already. Verifiers
-    // count on it.
+    // On purpose a message algorithm: `data` is hashed here, even if it is a digest itself. Verifiers expect
+    // that.
     std::optional<Bytes> bytes =
         SecKeyCreateSignature(privateKey, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256, data, &error);
     if (bytes.has_value()) {

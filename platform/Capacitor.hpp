@@ -12,20 +12,21 @@
 
 #include "platform/Foundation.hpp"
 
-/// What the component uses of the plugin runtime (Capacitor). The host of the component brings the calls.
+/// What the component uses of the plugin runtime, which is Capacitor on the phone. A host (Capacitor's class,
+/// `kavrel`, a test) brings the calls.
 namespace KavrelCrypto {
 
 struct JSMember;
 class JSValue;
 using JSArray = std::vector<JSValue>;
 
-/// A map from text keys to values that keeps its members in the order in which they were put, so that a
-/// result prints in the order in which it is documented.
+/// A map from strings to values. It keeps its members in the order in which they were added, so that a result
+/// prints in the order in which it is documented.
 class JSObject {
   public:
     JSObject();
     JSObject(std::initializer_list<JSMember> members);
-    /// The keys in `members` are all different.
+    /// No two members may have the same key.
     explicit JSObject(std::vector<JSMember> members);
     JSObject(const JSObject&);
     JSObject(JSObject&&) noexcept;
@@ -33,7 +34,8 @@ class JSObject {
     JSObject& operator=(JSObject&&) noexcept;
     ~JSObject();
 
-    /// The value under `key`, compared byte for byte; null when there is none. The object owns it.
+    /// Returns the value of `key`, which is compared byte for byte, or null if there is none. The object owns
+    /// the value.
     [[nodiscard]] const JSValue* find(std::string_view key) const;
 
     [[nodiscard]] const std::vector<JSMember>& members() const;
@@ -44,8 +46,8 @@ class JSObject {
     std::vector<JSMember> members_;
 };
 
-/// A JSON-like value: null, boolean, number, text (UTF-8), array or object. Nothing is ever converted into
-/// anything else.
+/// A JSON-like value: null, boolean, number, string (UTF-8), array or object. No value is ever converted to
+/// another type.
 class JSValue {
   public:
     JSValue(std::nullptr_t = nullptr);
@@ -62,7 +64,7 @@ class JSValue {
         return storage_;
     }
 
-    /// The value as a T (one of the alternatives of Storage), or null when it is something else.
+    /// Returns the value if it is a T, which is one of the alternatives of Storage, or null if it is not.
     template <typename T>
     [[nodiscard]] const T* as() const {
         return std::get_if<T>(&storage_);
@@ -89,8 +91,8 @@ struct CAPPluginMethod {
     friend bool operator==(const CAPPluginMethod&, const CAPPluginMethod&) = default;
 };
 
-/// One pending call of the web layer. It is finished exactly once, by `resolve` or by `reject`; a method that
-/// finishes it later keeps a share of it until then. The host implements it.
+/// One pending call of a page, which the host implements. It is settled exactly once, by `resolve` or by
+/// `reject`. A method that settles it later holds on to it until then.
 class CAPPluginCall {
   public:
     CAPPluginCall() = default;
@@ -98,30 +100,30 @@ class CAPPluginCall {
     CAPPluginCall& operator=(const CAPPluginCall&) = delete;
     virtual ~CAPPluginCall() = default;
 
-    /// The call's whole argument map, owned by the call; null when the call came without one.
+    /// Returns the call's whole argument map, which the call owns, or null if the call came without one.
     [[nodiscard]] virtual const JSObject* options() const = 0;
 
-    /// The argument under `key`. Absent when the key is missing or its value is not a text.
+    /// Returns the argument `key`. Absent if there is none or if it is not a string.
     [[nodiscard]] std::optional<std::string> getString(std::string_view key) const;
 
-    /// Finishes the call successfully.
+    /// Settles the call with a result.
     virtual void resolve(JSObject result) = 0;
 
-    /// Finishes the call with a failure.
+    /// Settles the call with a failure.
     virtual void reject(std::string message, std::optional<std::string> code, std::optional<NSError> error,
                         std::optional<JSObject> data) = 0;
 };
 
 using CAPPluginCallRef = std::shared_ptr<CAPPluginCall>;
 
-/// The runtime's side of a plugin. Only the runtime completes the type.
+/// The runtime, as a plugin sees it. Only the runtime defines the class.
 class CAPBridgeProtocol;
 
-/// The runtime's base class of plugins.
+/// The runtime's base class for plugins.
 class CAPPlugin {
   public:
     CAPPlugin() = default;
-    /// `bridge` is the runtime's; the plugin only refers to it.
+    /// The runtime owns `bridge`; the plugin only refers to it.
     CAPPlugin(CAPBridgeProtocol* bridge, std::string pluginId, std::string pluginName);
     CAPPlugin(const CAPPlugin&) = delete;
     CAPPlugin& operator=(const CAPPlugin&) = delete;

@@ -7,7 +7,7 @@
 namespace KavrelCrypto {
 namespace {
 
-const std::string* message(const NSError& error) {
+const std::string* messageOf(const NSError& error) {
     const auto entry = std::find_if(error.userInfo.begin(), error.userInfo.end(),
                                     [](const auto& e) { return e.first == NSLocalizedDescriptionKey; });
     return entry == error.userInfo.end() ? nullptr : &entry->second;
@@ -16,7 +16,7 @@ const std::string* message(const NSError& error) {
 }  // namespace
 
 std::string NSError::localizedDescription() const {
-    if (const std::string* text = message(*this)) {
+    if (const std::string* text = messageOf(*this)) {
         return *text;
     }
     return "The operation couldn’t be completed. (" + domain + " error " + std::to_string(code) + ".)";
@@ -26,7 +26,7 @@ std::string NSError::description() const {
     if (!printedForm.empty()) {
         return printedForm;
     }
-    const std::string* text = message(*this);
+    const std::string* text = messageOf(*this);
     std::string printed = "Error Domain=" + domain + " Code=" + std::to_string(code) + " \"" +
                           (text != nullptr ? *text : "(null)") + "\"";
     if (!userInfo.empty()) {

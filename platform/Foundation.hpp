@@ -6,34 +6,34 @@
 #include <utility>
 #include <vector>
 
-/// What the component uses of Foundation: the error value, the console, and the way to stop.
+/// What the component uses of Foundation: the error value, the console, and a way to stop the process.
 namespace KavrelCrypto {
 
 /// The user-info key under which an error carries its message.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
 
-/// An error of the platform or of the component: a plain value, copied freely, and what operations throw.
+/// An error of the platform or of the component. It is a plain value, and it is what operations throw.
 struct NSError {
     std::string domain;
     std::int64_t code = 0;
-    /// Texts in UTF-8, in the order in which they were put.
+    /// Strings in UTF-8, in the order in which they were added.
     std::vector<std::pair<std::string, std::string>> userInfo{};
-    /// How the platform itself prints an error that it made. Empty for an error made here.
+    /// The platform's own printed form of an error that the platform made. Empty for an error made here.
     std::string printedForm{};
 
-    /// The text under NSLocalizedDescriptionKey; without one, the sentence that Foundation words for the
-    /// domain and the code: "The operation couldn’t be completed. (DOMAIN error CODE.)".
+    /// Returns the message under NSLocalizedDescriptionKey. Without one, returns Foundation's generic
+    /// sentence: "The operation couldn’t be completed. (DOMAIN error CODE.)".
     [[nodiscard]] std::string localizedDescription() const;
 
-    /// The printed form for console lines: the platform's own where there is one, else as Foundation words
-    /// it: `Error Domain=DOMAIN Code=CODE "TEXT" UserInfo={KEY=TEXT}`.
+    /// Returns the printed form for console lines: the platform's own if there is one, otherwise Foundation's
+    /// `Error Domain=DOMAIN Code=CODE "MESSAGE" UserInfo={KEY=VALUE}`.
     [[nodiscard]] std::string description() const;
 
     friend bool operator==(const NSError&, const NSError&) = default;
 };
 
-/// Writes one console line and its line feed. The device defines it; any thread may call it, and lines do
-/// not mix. `line` is UTF-8 without a line feed. Never fails.
+/// Writes `line`, which is UTF-8 without a line feed, and a line feed to the console. Never fails. Any thread
+/// may call, and lines do not mix. The device defines this.
 void print(const std::string& line);
 
 /// Stops the process: prints "precondition failed: " and `precondition`, which says what must hold, on

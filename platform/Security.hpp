@@ -14,11 +14,11 @@
 
 /// What the component uses of the Security framework: one function for each of the framework's, with its name
 /// and its arguments. The device defines every operation. All of them are synchronous, and any thread may
-/// call them. Where an operation takes `error`, a null pointer means that the caller does not want the
-/// reason; on success `*error` is left as it was, and on failure it is set where the device gives a reason.
+/// call them. An operation that takes `error` sets `*error` if it fails and the device has a reason, and
+/// leaves it alone otherwise; `error` may be null.
 namespace KavrelCrypto {
 
-/// The framework's names for attributes and for their fixed values.
+/// The framework's names for attributes and their fixed values.
 enum SecConstant : std::uint8_t {
     kSecClass,
     kSecClassKey,
@@ -39,7 +39,7 @@ enum SecConstant : std::uint8_t {
     kSecAttrAccessControl,
 
     kSecAttrAccessible,
-    kSecAttrAccessibleWhenUnlocked,  // what an item gets that names no accessibility
+    kSecAttrAccessibleWhenUnlocked,  // the default
     kSecAttrAccessibleWhenUnlockedThisDeviceOnly,
     kSecAttrAccessibleAfterFirstUnlock,
     kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly,
@@ -57,8 +57,8 @@ enum SecConstant : std::uint8_t {
     kSecUseAuthenticationUIAllow,
 };
 
-/// The message algorithms: the platform computes the digest over the bytes it is given, then signs it. RSA is
-/// RSASSA-PKCS1-v1_5 (RFC 8017); ECDSA signatures are the X9.62 DER SEQUENCE of r and s.
+/// The message algorithms: the platform computes the digest of the bytes that it is given, then signs it. RSA
+/// signatures are RSASSA-PKCS1-v1_5 (RFC 8017); ECDSA signatures are the X9.62 DER SEQUENCE of r and s.
 enum SecKeyAlgorithm : std::uint8_t {
     kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1,
     kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
@@ -75,7 +75,7 @@ inline constexpr OSStatus errSecDuplicateItem = -25299;
 inline constexpr OSStatus errSecItemNotFound = -25300;
 inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
 
-/// Handles, shared by reference counting. Only the device completes the types.
+/// Handles, shared by reference counting. Only the device defines the classes.
 class SecKey;
 class SecCertificate;
 class SecPolicy;
@@ -87,12 +87,12 @@ using SecPolicyRef = std::shared_ptr<const SecPolicy>;
 using SecTrustRef = std::shared_ptr<const SecTrust>;
 using SecAccessControlRef = std::shared_ptr<const SecAccessControl>;
 
-/// A query, a parameter map or a map of attributes. The platform does not care for the order of the entries;
-/// it is kept so that a whole map can be compared with what was meant.
+/// A query, a parameter map or a map of attributes. The platform does not care about the order of the
+/// entries; it is kept so that a test can compare whole maps.
 struct CFDictionaryEntry;
 using CFDictionary = std::vector<CFDictionaryEntry>;
 
-/// A map's value. Texts are UTF-8.
+/// A map's value. Strings are UTF-8.
 using CFValue = std::variant<bool, std::int64_t, std::string, Bytes, SecConstant, CFDictionary, LAContextRef,
                              SecAccessControlRef>;
 
@@ -103,60 +103,64 @@ struct CFDictionaryEntry {
     friend bool operator==(const CFDictionaryEntry&, const CFDictionaryEntry&) = default;
 };
 
-/// What a keychain operation gives back: nothing, a key (kSecReturnRef) or the item's value (kSecReturnData).
+/// What a keychain operation returns of an item: nothing, the key (kSecReturnRef) or the value
+/// (kSecReturnData).
 using SecItemResult = std::variant<std::monostate, SecKeyRef, Bytes>;
 
 /// Adds one item. Returns errSecSuccess, or the status that says why nothing was added (errSecDuplicateItem
-/// if there is an item of the same identity). `result` may be null; then nothing is given back.
+/// if there is an item of the same identity). `result` may be null; then only the status is returned.
 OSStatus SecItemAdd(const CFDictionary& attributes, SecItemResult* result);
 
 /// Looks up the first item that matches `query`, in the order in which they were stored. Returns
 /// errSecSuccess with `*result` set, or another status with `*result` as it was (errSecItemNotFound if
 /// nothing matches, errSecInteractionNotAllowed if the item cannot be read while the device is locked).
-/// `result` may be null; then nothing is given back, and the status still says whether there is a match.
+/// `result` may be null; then only the status is returned, which still says whether there is a match.
 OSStatus SecItemCopyMatching(const CFDictionary& query, SecItemResult* result);
 
-/// Deletes every item that matches `query`. errSecSuccess, or the status that says why nothing was deleted
-/// (errSecItemNotFound when nothing matches).
+/// Deletes every item that matches `query`. Returns errSecSuccess, or the status that says why nothing was
+/// deleted (errSecItemNotFound if nothing matches).
 OSStatus SecItemDelete(const CFDictionary& query);
 
-/// Generates a key pair and gives the private key back, or null. Halves whose attributes say
-/// kSecAttrIsPermanent are stored in the keychain under their tags.
+/// Generates a key pair and returns the private key, or null on failure. Stores each half whose attributes
+/// contain kSecAttrIsPermanent in the keychain, under its tag.
 SecKeyRef SecKeyCreateRandomKey(const CFDictionary& parameters, std::optional<NSError>* error);
 
-/// The public half of a private key, or null where it cannot be derived.
+/// Returns the public half of a private key, or null if it cannot be derived.
 SecKeyRef SecKeyCopyPublicKey(const SecKeyRef& key);
 
-/// The key's external representation: the PKCS #1 RSAPublicKey DER of an RSA public key (RFC 8017), the
-/// uncompressed point 04 || X || Y of a P-256 one (X9.62). Absent when the key cannot be exported.
+/// Returns the key's external representation: the RSAPublicKey (RFC 8017) of an RSA public key in DER, or the
+/// uncompressed point 04 || X || Y (X9.62) of an elliptic-curve public key. Absent if the key cannot be
+/// exported.
 std::optional<Bytes> SecKeyCopyExternalRepresentation(const SecKeyRef& key, std::optional<NSError>* error);
 
-/// The key's block size in bytes: 256 for RSA of 2048 bits. 0 when the key cannot be read.
+/// Returns the key's block size in bytes, which is 256 for RSA with 2048 bits, or 0 if the key cannot be
+/// read.
 std::size_t SecKeyGetBlockSize(const SecKeyRef& key);
 
-/// Signs `dataToSign` with a private key. Absent on failure.
+/// Returns the signature of `dataToSign` by the private key `key`. Absent on failure.
 std::optional<Bytes> SecKeyCreateSignature(const SecKeyRef& key, SecKeyAlgorithm algorithm,
                                            BytesView dataToSign, std::optional<NSError>* error);
 
-/// Whether `signature` is `key`'s signature of `signedData`, with the public key given.
+/// Returns whether `signature` is a signature of `signedData` by the private half of the public key `key`.
 bool SecKeyVerifySignature(const SecKeyRef& key, SecKeyAlgorithm algorithm, BytesView signedData,
                            BytesView signature, std::optional<NSError>* error);
 
 using SecAccessControlCreateFlags = std::uint64_t;
 inline constexpr SecAccessControlCreateFlags kSecAccessControlPrivateKeyUsage = 1U << 30;
 
-/// An access control for a key item of the accessibility `protection`, or null.
+/// Returns an access control for a key with the accessibility `protection`, or null on failure.
 SecAccessControlRef SecAccessControlCreateWithFlags(SecConstant protection, SecAccessControlCreateFlags flags,
                                                     std::optional<NSError>* error);
 
-/// Returns the X.509 certificate (RFC 5280) that `data` begins with, or null unless that is one in DER. Bytes
-/// behind it are not looked at.
+/// Returns the X.509 certificate (RFC 5280) that `data` begins with, or null if it does not begin with one in
+/// DER. What follows the certificate is ignored.
 SecCertificateRef SecCertificateCreateWithData(BytesView data);
 
-/// The policy that checks an X.509 chain and no name.
+/// Returns the policy for an X.509 chain whose names are not checked.
 SecPolicyRef SecPolicyCreateBasicX509();
 
-/// A trust object for one certificate and one policy. errSecSuccess with `*trust` set, or another status.
+/// Makes a trust object of a certificate and a policy. Returns errSecSuccess with `*trust` set, or another
+/// status.
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef& policy,
                                         SecTrustRef* trust);
 

@@ -12,7 +12,7 @@ const char* statusText(bool enabled, const std::optional<NSError>& error) {
     if (enabled) {
         return "BIOMETRIC_SUCCESS";
     }
-    // A refusal without an error and one with an unknown error are told apart, on purpose.
+    // On purpose, a refusal without an error and one with an unknown error have different words.
     if (!error.has_value()) {
         return "UNKNOWN";
     }
@@ -35,7 +35,7 @@ void DigitalSignPlugin::getBiometricStatus(const CAPPluginCallRef& call) const {
     std::optional<NSError> error;
     const bool enabled =
         canEvaluatePolicy(*context, LAPolicy::deviceOwnerAuthenticationWithBiometrics, &error);
-    // The kind is known only once the policy was checked.
+    // The kind is known only after the policy has been checked.
     const LABiometryType type = biometryType(*context);
     call->resolve({
         {"enabled", enabled},

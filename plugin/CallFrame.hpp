@@ -8,14 +8,14 @@
 
 namespace KavrelCrypto {
 
-/// Finishes `call` with a failure: the short word that tells it and, where an error is behind it, the error's
-/// description in the place of the code. Web layers read it so, and find neither an error object nor data.
+/// Rejects `call` with a fixed word as the message and, if an error is behind it, the error's description as
+/// the code. On purpose, a rejection never has an error object or data.
 inline void reject(CAPPluginCall& call, const char* message, std::optional<std::string> code = std::nullopt) {
     call.reject(message, std::move(code), std::nullopt, std::nullopt);
 }
 
-/// The text argument "nationalCode". Where it is absent the call has been rejected.
-inline std::optional<std::string> requiredNationalCode(CAPPluginCall& call) {
+/// Returns the string argument "nationalCode". If there is none, rejects `call` and returns nothing.
+inline std::optional<std::string> nationalCodeOrReject(CAPPluginCall& call) {
     std::optional<std::string> nationalCode = call.getString("nationalCode");
     if (!nationalCode.has_value()) {
         reject(call, "nationalCode required");

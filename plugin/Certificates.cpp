@@ -8,7 +8,7 @@
 namespace KavrelCrypto {
 
 void DigitalSignPlugin::storeCertificate(const CAPPluginCallRef& call) const {
-    const auto nationalCode = requiredNationalCode(*call);
+    const auto nationalCode = nationalCodeOrReject(*call);
     if (!nationalCode.has_value()) {
         return;
     }
@@ -26,15 +26,15 @@ void DigitalSignPlugin::storeCertificate(const CAPPluginCallRef& call) const {
         reject(*call, "Certificate is not valid");
         return;
     }
-    // Whether the keychain took it is not asked, on purpose: who must be sure reads it back with
-    // "getCertificate".
+    // On purpose, the call resolves even if the keychain refused. A page that must be sure reads the
+    // certificate back with "getCertificate".
     static_cast<void>(CSRStorage::shared().saveCSR(*certPem));
     call->resolve({{"stored", true}});
 }
 
 void DigitalSignPlugin::getCertificate(const CAPPluginCallRef& call) const {
-    // The code must be there and is not used: the slot holds one certificate for the whole app, whoever asks.
-    if (!requiredNationalCode(*call).has_value()) {
+    // On purpose, the code is demanded but not used: the app has one slot, whoever asks.
+    if (!nationalCodeOrReject(*call).has_value()) {
         return;
     }
     const std::optional<std::string> certificate = CSRStorage::shared().getCSR();

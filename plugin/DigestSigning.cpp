@@ -10,7 +10,7 @@
 namespace KavrelCrypto {
 
 void DigitalSignPlugin::signDigest(const CAPPluginCallRef& call) const {
-    const auto nationalCode = requiredNationalCode(*call);
+    const auto nationalCode = nationalCodeOrReject(*call);
     if (!nationalCode.has_value()) {
         return;
     }
@@ -20,7 +20,7 @@ void DigitalSignPlugin::signDigest(const CAPPluginCallRef& call) const {
         reject(*call, "invalid digestB64");
         return;
     }
-    // Any length is signed, and whether the person has a key shows only after the prompt.
+    // Any length is signed. Whether the person has a key shows only after the prompt.
     SecureKeyManager::shared()->sign(
         *nationalCode, *std::move(digest),
         [call, digestB64 = *std::move(digestB64)](const SecureKeyManager::SigningResult& result) {
@@ -31,7 +31,7 @@ void DigitalSignPlugin::signDigest(const CAPPluginCallRef& call) const {
                     {"digestB64", digestB64},
                 });
             } else {
-                // Why it failed stays here, on purpose: the page learns nothing about keys it may not use.
+                // On purpose, the page does not learn the reason.
                 reject(*call, "sign_failed");
             }
         });

@@ -1,4 +1,4 @@
-// "ensureKey", "hasKey", "deleteKey", "getKeyInfo", and the public key that the plugin exports.
+// "ensureKey", "hasKey", "deleteKey", "getKeyInfo", and the export of the public key.
 
 #include <cstdint>
 
@@ -11,13 +11,13 @@
 namespace KavrelCrypto {
 
 void DigitalSignPlugin::ensureKey(const CAPPluginCallRef& call) const {
-    const auto nationalCode = requiredNationalCode(*call);
+    const auto nationalCode = nationalCodeOrReject(*call);
     if (!nationalCode.has_value()) {
         return;
     }
     const SecureKeyManager& keyManager = *SecureKeyManager::shared();
-    // In spite of the name the key is always replaced; "createCSR" is the one that keeps a key. Should the
-    // deletion not take, the key that is found is kept.
+    // On purpose, and in spite of the name, the key is always replaced. (If the keychain refuses to delete
+    // it, the key is found and kept.)
     keyManager.forceDeleteAllKeys(*nationalCode);
     try {
         static_cast<void>(keyManager.getOrCreatePrivateKey(*nationalCode));
@@ -29,7 +29,7 @@ void DigitalSignPlugin::ensureKey(const CAPPluginCallRef& call) const {
 }
 
 void DigitalSignPlugin::hasKey(const CAPPluginCallRef& call) const {
-    const auto nationalCode = requiredNationalCode(*call);
+    const auto nationalCode = nationalCodeOrReject(*call);
     if (!nationalCode.has_value()) {
         return;
     }
@@ -38,18 +38,18 @@ void DigitalSignPlugin::hasKey(const CAPPluginCallRef& call) const {
 }
 
 void DigitalSignPlugin::deleteKey(const CAPPluginCallRef& call) const {
-    const auto nationalCode = requiredNationalCode(*call);
+    const auto nationalCode = nationalCodeOrReject(*call);
     if (!nationalCode.has_value()) {
         return;
     }
     SecureKeyManager::shared()->forceDeleteAllKeys(*nationalCode);
-    // The slot is everybody's: another person's certificate goes too, on purpose.
+    // On purpose, the slot is emptied whoever the certificate belongs to.
     CSRStorage::shared().deleteCSR();
     call->resolve({{"deleted", true}});
 }
 
 void DigitalSignPlugin::getKeyInfo(const CAPPluginCallRef& call) const {
-    const auto nationalCode = requiredNationalCode(*call);
+    const auto nationalCode = nationalCodeOrReject(*call);
     if (!nationalCode.has_value()) {
         return;
     }
@@ -63,8 +63,8 @@ void DigitalSignPlugin::getKeyInfo(const CAPPluginCallRef& call) const {
         return;
     }
     const std::optional<std::string> certificate = CSRStorage::shared().getCSR();
-    // Algorithm, time and hardware are constants: they say what kind of key the manager makes, and no time is
-    // recorded anywhere. The key is "alg" here and "algo" for a signature; web layers know both.
+    // On purpose, "alg", "createdAt" and "hardwareBacked" are constants: the manager makes one kind of key
+    // and records no time. It is "alg" here and "algo" for a signature.
     call->resolve({
         {"alias", *nationalCode},
         {"alg", "RSA_2048"},

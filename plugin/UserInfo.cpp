@@ -1,4 +1,4 @@
-// How the plugin reads an identity record.
+// How the plugin reads an identity record from the argument "userInfo".
 
 #include "plugin/UserInfo.hpp"
 
@@ -31,7 +31,7 @@ constexpr Field fields[] = {
 
 }  // namespace
 
-/// All fourteen keys are required, those that the request never uses too: a record is whole or it is none.
+// On purpose, all fourteen members are required, even those that the request does not use.
 std::optional<UserInfo> DigitalSignPlugin::userInfo(const JSObject& from) {
     UserInfo user;
     for (const Field& field : fields) {

@@ -4,8 +4,8 @@
 
 namespace KavrelCrypto {
 
-/// A person's identity record: fourteen texts (UTF-8), each named as its key in the web layer. Any text may
-/// be empty, and each is kept as it arrived. It is a plain value that depends on nothing.
+/// A person's identity record: fourteen strings (UTF-8), each with the name that pages use. Any of them may
+/// be empty, and none is changed in any way. It is a plain value that depends on nothing.
 struct UserInfo {
     std::string identificationId;
     std::string nationalCode;

@@ -17,8 +17,8 @@ CFDictionary slot(const std::string& account) {
     };
 }
 
-/// The public key of a certificate in DER, or null. The trust object is only the way to the key and is never
-/// evaluated.
+/// Returns the public key of the certificate `der`, or null. The trust object only leads to the key; it is
+/// never evaluated, on purpose.
 SecKeyRef certificatePublicKey(BytesView der) {
     const SecCertificateRef certificate = SecCertificateCreateWithData(der);
     if (certificate == nullptr) {
@@ -39,8 +39,8 @@ const CSRStorage& CSRStorage::shared() {
 CSRStorage::CSRStorage() : keychainKey("com.ios.kavrel.cachedCSR") {}
 
 bool CSRStorage::saveCSR(const std::string& text) const {
-    // Deleting before adding, and never updating, is how the slot is replaced; a missing item is no failure
-    // here.
+    // The slot is replaced by deleting and adding, never by updating. If there is nothing to delete, that is
+    // not a failure.
     static_cast<void>(SecItemDelete(slot(keychainKey)));
     CFDictionary item = slot(keychainKey);
     item.push_back({kSecValueData, bytesOf(text)});

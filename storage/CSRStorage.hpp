@@ -7,30 +7,30 @@
 
 namespace KavrelCrypto {
 
-/// The one certificate slot of the app, a generic password in the keychain, and the check that a certificate
-/// carries a given public key.
+/// The app's one certificate slot, which is a generic password in the keychain, and the check whether a
+/// certificate is for a given public key.
 ///
-/// The names speak of a cached request; the slot holds the issued certificate. All persons share it: storing
-/// for one replaces what was stored for another. Both are part of the stored layout and stay. Nothing here
-/// throws or prints; any thread may call, and no lock is taken.
+/// The names speak of a cached request, but the slot holds the issued certificate. All persons share it, so
+/// storing one person's certificate replaces another's. Both are part of the stored layout and stay ("Fixed
+/// contract" in docs/design.md). Nothing here throws or prints. No lock is taken, and any thread may call.
 class CSRStorage {
   public:
-    /// The instance of the process, made on first use and never destroyed.
+    /// Returns the process-wide instance, which is made on first use and never destroyed.
     static const CSRStorage& shared();
 
-    /// Replaces the slot's text (UTF-8) by deleting, then adding. True when it is stored now. When the adding
-    /// fails the earlier text is gone.
+    /// Replaces what the slot holds with `text` (UTF-8): deletes, then adds. Returns whether `text` is stored
+    /// now. What the slot held before is lost even if the addition fails.
     [[nodiscard]] bool saveCSR(const std::string& text) const;
 
-    /// The slot's text. Absent when there is none, when it cannot be read, or when it is not UTF-8.
+    /// Returns what the slot holds. Absent if it is empty or cannot be read, or if the bytes are not UTF-8.
     [[nodiscard]] std::optional<std::string> getCSR() const;
 
-    /// Empties the slot. True when a text was deleted.
+    /// Empties the slot. Returns whether anything was deleted.
     bool deleteCSR() const;
 
-    /// Whether the X.509 certificate in `certPem` (PEM, or the bare base64 of its DER) carries the public key
-    /// whose external representation is `publicKeyData`. Chain, dates, issuer and usage are not looked at:
-    /// the issuer answers for them, and this asks only whether the certificate belongs to the key.
+    /// Returns whether the X.509 certificate in `certPem` (PEM, or just the base64 of its DER) is for the
+    /// public key whose external representation is `publicKeyData`. The chain, the dates, the issuer and the
+    /// purposes are not checked: the issuer answers for them.
     static bool verifyCertificateMatchesKey(const std::string& certPem, BytesView publicKeyData);
 
     CSRStorage(const CSRStorage&) = delete;

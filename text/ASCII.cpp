@@ -15,14 +15,14 @@ bool isContinuation(char c) {
 
 }  // namespace
 
-std::size_t asciiLength(std::string_view text) {
-    return std::all_of(text.begin(), text.end(), isASCII) ? text.size() : 0;
+std::size_t asciiLength(std::string_view string) {
+    return std::all_of(string.begin(), string.end(), isASCII) ? string.size() : 0;
 }
 
-std::string lossyASCII(std::string_view text) {
+std::string lossyASCII(std::string_view string) {
     std::string ascii;
-    ascii.reserve(text.size());
-    for (const char c : text) {
+    ascii.reserve(string.size());
+    for (const char c : string) {
         if (isASCII(c)) {
             ascii += c;
         } else if (!isContinuation(c)) {

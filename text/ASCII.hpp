@@ -4,14 +4,13 @@
 #include <string>
 #include <string_view>
 
-/// Texts (UTF-8) as ASCII.
+/// Strings (UTF-8) in ASCII.
 namespace KavrelCrypto {
 
-/// The number of bytes of `text` in ASCII: its length, or 0 when it holds a character that ASCII cannot
-/// carry.
-std::size_t asciiLength(std::string_view text);
+/// Returns the number of bytes of `string` in ASCII, or 0 if it contains a character that is not in ASCII.
+std::size_t asciiLength(std::string_view string);
 
-/// `text` with each character that ASCII cannot carry replaced by one "?".
-std::string lossyASCII(std::string_view text);
+/// Returns `string` with each character that is not in ASCII replaced by one "?".
+std::string lossyASCII(std::string_view string);
 
 }  // namespace KavrelCrypto

@@ -19,42 +19,42 @@ constexpr std::array<std::uint8_t, 256> digits = [] {
     return table;
 }();
 
-std::size_t paddingLength(std::string_view text) {
-    if (text.ends_with("==")) {
+std::size_t paddingLength(std::string_view base64) {
+    if (base64.ends_with("==")) {
         return 2;
     }
-    return text.ends_with('=') ? 1 : 0;
+    return base64.ends_with('=') ? 1 : 0;
 }
 
 }  // namespace
 
 std::string base64Encode(BytesView bytes) {
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
+    std::string base64;
+    base64.reserve((bytes.size() + 2) / 3 * 4);
     for (std::size_t i = 0; i < bytes.size(); i += 3) {
         const std::size_t count = bytes.size() - i < 3 ? bytes.size() - i : 3;
         std::uint32_t group = static_cast<std::uint32_t>(bytes[i]) << 16U;
         group |= count > 1 ? static_cast<std::uint32_t>(bytes[i + 1]) << 8U : 0U;
         group |= count > 2 ? bytes[i + 2] : 0U;
-        text += alphabet[group >> 18U];
-        text += alphabet[group >> 12U & 63U];
-        text += count > 1 ? alphabet[group >> 6U & 63U] : '=';
-        text += count > 2 ? alphabet[group & 63U] : '=';
+        base64 += alphabet[group >> 18U];
+        base64 += alphabet[group >> 12U & 63U];
+        base64 += count > 1 ? alphabet[group >> 6U & 63U] : '=';
+        base64 += count > 2 ? alphabet[group & 63U] : '=';
     }
-    return text;
+    return base64;
 }
 
-std::optional<Bytes> base64Decode(std::string_view text) {
-    if (text.size() % 4 != 0) {
+std::optional<Bytes> base64Decode(std::string_view base64) {
+    if (base64.size() % 4 != 0) {
         return std::nullopt;
     }
-    const std::size_t padding = paddingLength(text);
+    const std::size_t padding = paddingLength(base64);
     Bytes bytes;
-    bytes.reserve(text.size() / 4 * 3);
+    bytes.reserve(base64.size() / 4 * 3);
     std::uint32_t group = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool padded = i >= text.size() - padding;
-        const std::uint8_t digit = padded ? 0 : digits[static_cast<std::uint8_t>(text[i])];
+    for (std::size_t i = 0; i < base64.size(); ++i) {
+        const bool padded = i >= base64.size() - padding;
+        const std::uint8_t digit = padded ? 0 : digits[static_cast<std::uint8_t>(base64[i])];
         if (digit == noDigit) {
             return std::nullopt;
         }

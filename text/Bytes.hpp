@@ -10,7 +10,7 @@ namespace KavrelCrypto {
 /// An owned, growable sequence of bytes. DER is written by appending to one.
 using Bytes = std::vector<std::uint8_t>;
 
-/// A read-only view of bytes that somebody else owns.
+/// A read-only view of bytes that belong to somebody else.
 using BytesView = std::span<const std::uint8_t>;
 
 /// Returns the bytes of a string.

@@ -36,13 +36,14 @@ constexpr std::string_view wideWhiteSpace[] = {
     "\xE3\x80\x80",  // U+3000 ideographic space
 };
 
-/// The length of the white space at the start of `text`, which is not empty; 0 when it starts otherwise.
+/// Returns the length of the white space that `text`, which is not empty, begins with; 0 if it begins with
+/// something else.
 std::size_t whiteSpaceLength(std::string_view text) {
     const auto first = static_cast<unsigned char>(text.front());
     if (first == ' ' || (first >= '\t' && first <= '\r')) {
         return 1;
     }
-    if (first < 0xC2 || first > 0xE3) {  // no entry of the table begins so
+    if (first < 0xC2 || first > 0xE3) {  // no string in the table begins with such a byte
         return 0;
     }
     for (const std::string_view space : wideWhiteSpace) {
@@ -80,9 +81,9 @@ std::string publicKeyPEM(BytesView publicKey) {
     return pem;
 }
 
-std::string certificatePEMBody(std::string_view text) {
+std::string certificatePEMBody(std::string_view pem) {
     return withoutWhiteSpace(
-        without(without(text, "-----BEGIN CERTIFICATE-----"), "-----END CERTIFICATE-----"));
+        without(without(pem, "-----BEGIN CERTIFICATE-----"), "-----END CERTIFICATE-----"));
 }
 
 }  // namespace KavrelCrypto

@@ -7,7 +7,7 @@
 namespace KavrelCrypto {
 namespace {
 
-// RFC 3629, section 4: what may follow each first byte. All bytes after the second are 80..BF.
+// RFC 3629, section 4: the sequences of more than one byte. Every byte after the second is 80..BF.
 struct Sequence {
     std::uint8_t firstFrom, firstTo;
     std::uint8_t secondFrom, secondTo;
@@ -20,7 +20,8 @@ constexpr Sequence sequences[] = {
     {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
 };
 
-/// The length of the well-formed sequence at the start of `bytes`, which are not empty; 0 when there is none.
+/// Returns the length of the well-formed sequence that `bytes`, which are not empty, begin with; 0 if they
+/// begin with something else.
 std::size_t sequenceLength(std::string_view bytes) {
     const auto at = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
     if (at(0) < 0x80) {

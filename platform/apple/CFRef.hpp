@@ -6,18 +6,18 @@
 
 namespace KavrelCrypto {
 
-/// Owns one reference to a CoreFoundation object, or none. It is the only place that retains and releases.
+/// Owns one reference to a CoreFoundation object, or none. Nothing else here retains or releases.
 template <typename Ref>
 class CFRef {
   public:
     CFRef() = default;
 
-    /// Takes over the reference that a function with Create or Copy in its name gave.
+    /// Takes over a reference, which a function with Create or Copy in its name returned.
     static CFRef adopting(Ref reference) {
         return CFRef(reference);
     }
 
-    /// Shares an object that somebody else owns: what a Get function gave, or a constant.
+    /// Shares an object that belongs to somebody else: a constant, or what a Get function returned.
     static CFRef retaining(Ref reference) {
         if (reference != nullptr) {
             CFRetain(reference);
@@ -48,12 +48,13 @@ class CFRef {
         return reference_ != nullptr;
     }
 
-    /// Where a function that gives a reference through a pointer is to put it. Only while nothing is owned.
+    /// Returns the place for a reference that a function returns through a pointer. Use it only while nothing
+    /// is owned.
     Ref* receive() {
         return &reference_;
     }
 
-    /// Gives the reference up; the caller owns it then.
+    /// Hands the reference over to the caller.
     [[nodiscard]] Ref release() {
         return std::exchange(reference_, nullptr);
     }

@@ -28,7 +28,7 @@ void appendUTF8(std::uint32_t codePoint, std::string& utf8) {
     append(0x80 | (codePoint & 0x3F));
 }
 
-/// Makes the CoreFoundation object for each kind of value; null when it cannot be made.
+/// Makes the CoreFoundation object for each kind of value, or null if it cannot be made.
 struct MakeValue {
     CFRef<CFTypeRef> operator()(bool value) const {
         return CFRef<CFTypeRef>::retaining(value ? kCFBooleanTrue : kCFBooleanFalse);
@@ -59,7 +59,7 @@ struct MakeValue {
 }  // namespace
 
 CFRef<CFStringRef> makeCFString(const std::string& utf8) {
-    // As an external representation, the string would lose a U+FEFF that it begins with.
+    // A string in external representation would lose a U+FEFF that it begins with.
     constexpr Boolean isExternalRepresentation = false;
     return CFRef<CFStringRef>::adopting(CFStringCreateWithBytes(
         kCFAllocatorDefault, reinterpret_cast<const UInt8*>(utf8.data()), static_cast<CFIndex>(utf8.size()),

@@ -8,7 +8,7 @@
 #include "platform/apple/CFRef.hpp"
 #include "text/Bytes.hpp"
 
-/// The values that cross the seam, as CoreFoundation has them, and back.
+/// The values that cross the seam, converted to CoreFoundation's and back.
 namespace KavrelCrypto {
 
 /// Returns a string with the code points of `utf8`, all of them, or null if that is not well-formed UTF-8.
@@ -16,7 +16,7 @@ CFRef<CFStringRef> makeCFString(const std::string& utf8);
 
 CFRef<CFDataRef> makeCFData(BytesView bytes);
 
-/// Returns a dictionary with the entries of `map`, put in their order. Null if one of the values cannot be
+/// Returns a dictionary with the entries of `map`, added in their order. Null if one of the values cannot be
 /// made: a string that is not UTF-8, or a context or an access control that is null.
 CFRef<CFDictionaryRef> makeCFDictionary(const CFDictionary& map);
 

@@ -8,7 +8,7 @@
 #include "platform/Security.hpp"
 #include "platform/apple/CFRef.hpp"
 
-/// The handles of the seam, completed: each owns one reference to the framework's object.
+/// The handles of the seam. Each owns one reference to the framework's object.
 namespace KavrelCrypto {
 
 class SecKey {
@@ -36,20 +36,20 @@ class SecAccessControl {
     CFRef<::SecAccessControlRef> reference;
 };
 
-/// The object is an Objective-C LAContext. Objective-C objects can stand wherever CoreFoundation ones can,
-/// which is how the context gets into a query.
+/// Its object is an Objective-C LAContext. An Objective-C object can be used wherever a CoreFoundation object
+/// can; that is how the context gets into a query.
 class LAContext {
   public:
     CFRef<CFTypeRef> reference;
 };
 
-/// The handle for a reference of one's own; null for none.
+/// Returns a handle that owns `reference`, or null if there is none.
 template <typename Handle, typename Ref>
 std::shared_ptr<const Handle> makeHandle(CFRef<Ref> reference) {
     return reference ? std::make_shared<const Handle>(Handle{std::move(reference)}) : nullptr;
 }
 
-/// The framework's object behind a handle, which keeps owning it; null for none.
+/// Returns the framework's object, which `handle` still owns, or null if `handle` is null.
 template <typename Handle>
 auto referenceOf(const std::shared_ptr<Handle>& handle) {
     return handle == nullptr ? nullptr : handle->reference.get();

@@ -27,7 +27,7 @@ std::optional<NSError> toNSError(::NSError* error) {
 
 }  // namespace
 
-// Each operation has a pool of its own, since the thread that calls it need not have one.
+// Each operation has an autorelease pool of its own, because the calling thread may not have one.
 
 LAContextRef makeLAContext() {
     @autoreleasepool {
@@ -50,7 +50,7 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy policy, std::optional<NSErro
 
 void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::string& localizedReason,
                     LAReply reply) {
-    const LAContextRef kept = context;  // a context that goes away takes its prompt with it
+    const LAContextRef kept = context;  // a context that is released takes its prompt with it
     const LAReply answer = std::move(reply);
     @autoreleasepool {
         [objectOf(*context) evaluatePolicy:static_cast<::LAPolicy>(policy)

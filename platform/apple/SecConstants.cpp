@@ -1,5 +1,6 @@
-// The names of attributes, of their fixed values and of algorithms. They are looked up when they are asked
-// for: a table of them would have to be filled while the app starts, since the framework exports variables.
+// The framework's names of attributes, of their fixed values and of algorithms. They are variables, so a
+// table of them would have to be filled while the app starts. These functions look each one up when it is
+// needed.
 
 #include <Security/Security.h>
 
@@ -7,7 +8,7 @@
 
 namespace KavrelCrypto {
 
-// kSecUseAuthenticationUI and its value are deprecated and do what they always did.
+// One of the names below is deprecated and still does what it always did.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 

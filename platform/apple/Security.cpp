@@ -9,18 +9,19 @@
 namespace KavrelCrypto {
 namespace {
 
-/// A map that is no dictionary is refused as the framework refuses bad parameters.
+/// Returns the framework's error for bad parameters, which is also the error for a map that is not a
+/// dictionary.
 NSError badParameters() {
     return {.domain = "NSOSStatusErrorDomain", .code = errSecParam};
 }
 
-void report(const CFRef<CFErrorRef>& failure, std::optional<NSError>* error) {
+void setError(const CFRef<CFErrorRef>& failure, std::optional<NSError>* error) {
     if (error != nullptr && failure) {
         *error = toNSError(failure.get());
     }
 }
 
-/// What a keychain operation gave back. An object of any other type is nothing that was asked for.
+/// Returns what a keychain operation found, or nothing if that has a type that was not asked for.
 SecItemResult itemOf(CFRef<CFTypeRef> object) {
     if (!object) {
         return {};
@@ -30,7 +31,7 @@ SecItemResult itemOf(CFRef<CFTypeRef> object) {
         return bytesOf(static_cast<CFDataRef>(object.get()));
     }
     if (type == SecKeyGetTypeID()) {
-        // The framework's own type for keys is a pointer to something that is not const.
+        // The framework's type for keys is a pointer to something that is not const.
         auto* key = static_cast<::SecKeyRef>(const_cast<void*>(object.release()));
         return makeHandle<SecKey>(CFRef<::SecKeyRef>::adopting(key));
     }
@@ -81,7 +82,7 @@ SecKeyRef SecKeyCreateRandomKey(const CFDictionary& parameters, std::optional<NS
     CFRef<CFErrorRef> failure;
     auto key = CFRef<::SecKeyRef>::adopting(::SecKeyCreateRandomKey(dictionary.get(), failure.receive()));
     if (!key) {
-        report(failure, error);
+        setError(failure, error);
     }
     return makeHandle<SecKey>(std::move(key));
 }
@@ -95,7 +96,7 @@ std::optional<Bytes> SecKeyCopyExternalRepresentation(const SecKeyRef& key, std:
     const auto data =
         CFRef<CFDataRef>::adopting(::SecKeyCopyExternalRepresentation(referenceOf(key), failure.receive()));
     if (!data) {
-        report(failure, error);
+        setError(failure, error);
         return std::nullopt;
     }
     return bytesOf(data.get());
@@ -112,7 +113,7 @@ std::optional<Bytes> SecKeyCreateSignature(const SecKeyRef& key, SecKeyAlgorithm
     const auto signature = CFRef<CFDataRef>::adopting(
         ::SecKeyCreateSignature(referenceOf(key), constantOf(algorithm), data.get(), failure.receive()));
     if (!signature) {
-        report(failure, error);
+        setError(failure, error);
         return std::nullopt;
     }
     return bytesOf(signature.get());
@@ -126,7 +127,7 @@ bool SecKeyVerifySignature(const SecKeyRef& key, SecKeyAlgorithm algorithm, Byte
     const bool verified = ::SecKeyVerifySignature(referenceOf(key), constantOf(algorithm), data.get(),
                                                   signatureData.get(), failure.receive()) != 0;
     if (!verified) {
-        report(failure, error);
+        setError(failure, error);
     }
     return verified;
 }
@@ -138,7 +139,7 @@ SecAccessControlRef SecAccessControlCreateWithFlags(SecConstant protection, SecA
         kCFAllocatorDefault, constantOf(protection), static_cast<::SecAccessControlCreateFlags>(flags),
         failure.receive()));
     if (!accessControl) {
-        report(failure, error);
+        setError(failure, error);
     }
     return makeHandle<SecAccessControl>(std::move(accessControl));
 }
@@ -154,7 +155,7 @@ SecPolicyRef SecPolicyCreateBasicX509() {
 
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef& policy,
                                         SecTrustRef* trust) {
-    // One certificate and one policy may stand where the framework takes arrays of them.
+    // The framework takes arrays, or one certificate and one policy.
     CFRef<::SecTrustRef> object;
     const OSStatus status =
         ::SecTrustCreateWithCertificates(referenceOf(certificate), referenceOf(policy), object.receive());

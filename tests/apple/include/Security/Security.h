@@ -49,7 +49,7 @@ extern const CFStringRef kSecReturnData;
 extern const CFStringRef kSecMatchLimit;
 extern const CFStringRef kSecMatchLimitOne;
 extern const CFStringRef kSecUseAuthenticationContext;
-extern const CFStringRef kSecUseAuthenticationUI __attribute__((deprecated));
+extern const CFStringRef kSecUseAuthenticationUI;
 extern const CFStringRef kSecUseAuthenticationUIAllow __attribute__((deprecated));
 
 OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef* result);
