@@ -69,6 +69,10 @@ class JSValue {
     [[nodiscard]] const T* as() const {
         return std::get_if<T>(&storage_);
     }
+    template <typename T>
+    [[nodiscard]] T* as() {
+        return std::get_if<T>(&storage_);
+    }
 
     friend bool operator==(const JSValue&, const JSValue&);
 

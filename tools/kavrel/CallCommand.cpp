@@ -28,9 +28,9 @@ void checkMethod(std::string_view method) {
 
 JSObject parseOptions(const std::string& text, const std::string& source) {
     try {
-        const JSValue value = parseJSON(text);
-        if (const auto* object = value.as<JSObject>()) {
-            return *object;
+        JSValue value = parseJSON(text);
+        if (auto* object = value.as<JSObject>()) {
+            return std::move(*object);
         }
     } catch (const JSONError& error) {
         throw CommandError(source + " cannot be read as JSON: " + error.what());

@@ -4,9 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
-#include <optional>
+#include <numeric>
 #include <type_traits>
-#include <unordered_map>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -41,19 +40,26 @@ std::string reason(const json::exception& error) {
     return std::string(tail.substr(0, tail.find("; last read")));
 }
 
+/// Leaves one of the members of each name: the first, with the value of the last.
 std::vector<JSMember> withoutDuplicates(std::vector<JSMember> members) {
-    std::unordered_map<std::string_view, std::size_t> firsts;
-    std::vector<JSMember> unique;
-    unique.reserve(members.size());  // so that the keys seen so far stay where they are
-    for (JSMember& member : members) {
-        if (const auto first = firsts.find(member.key); first != firsts.end()) {
-            unique[first->second].value = std::move(member.value);
-        } else {
-            unique.push_back(std::move(member));
-            firsts.emplace(unique.back().key, unique.size() - 1);
+    std::vector<std::size_t> byName(members.size());
+    std::iota(byName.begin(), byName.end(), std::size_t{0});
+    std::stable_sort(byName.begin(), byName.end(),
+                     [&](std::size_t a, std::size_t b) { return members[a].key < members[b].key; });
+    std::vector<bool> isRepetition(members.size());
+    for (std::size_t i = 1, first = 0; i < byName.size(); ++i) {
+        if (members[byName[i]].key != members[byName[first]].key) {
+            first = i;
+            continue;
         }
+        members[byName[first]].value = std::move(members[byName[i]].value);
+        isRepetition[byName[i]] = true;
     }
-    return unique;
+    const JSMember* const begin = members.data();
+    std::erase_if(members, [&](const JSMember& member) {
+        return isRepetition[static_cast<std::size_t>(&member - begin)];
+    });
+    return members;
 }
 
 /// Builds the value while the text is read, so that a big text needs no second tree and no recursion.
@@ -91,27 +97,24 @@ class Builder final : public nlohmann::json_sax<json> {
         return false;  // JSON texts have none
     }
     bool start_object(std::size_t) override {
-        return open();
+        return open(Members());
     }
     bool key(string_t& name) override {
-        open_.back().key = std::move(name);
+        std::get<Members>(open_.back()).key = std::move(name);
         return true;
     }
     bool end_object() override {
-        return close([](Container& c) { return JSObject(withoutDuplicates(std::move(c.members))); });
+        Members object = std::get<Members>(std::move(open_.back()));
+        open_.pop_back();
+        return add(JSObject(withoutDuplicates(std::move(object.members))));
     }
     bool start_array(std::size_t) override {
-        return open();
+        return open(JSArray());
     }
     bool end_array() override {
-        return close([](Container& c) {
-            JSArray elements;
-            elements.reserve(c.members.size());
-            for (JSMember& member : c.members) {
-                elements.push_back(std::move(member.value));
-            }
-            return elements;
-        });
+        JSArray array = std::get<JSArray>(std::move(open_.back()));
+        open_.pop_back();
+        return add(std::move(array));
     }
     bool parse_error(std::size_t position, const std::string&, const json::exception& error) override {
         error_ = place(text_, position == 0 ? 0 : position - 1) + reason(error);
@@ -119,38 +122,35 @@ class Builder final : public nlohmann::json_sax<json> {
     }
 
   private:
-    /// An object or an array that is not closed yet; an array's elements have no keys.
-    struct Container {
-        std::string key;
+    /// The members of an object that is not closed yet, and the key of the one that comes next.
+    struct Members {
         std::vector<JSMember> members;
+        std::string key;
     };
 
     bool add(JSValue value) {
         if (open_.empty()) {
             root_ = std::move(value);
+        } else if (auto* array = std::get_if<JSArray>(&open_.back())) {
+            array->push_back(std::move(value));
         } else {
-            open_.back().members.push_back({std::move(open_.back().key), std::move(value)});
+            auto& object = std::get<Members>(open_.back());
+            object.members.push_back({std::move(object.key), std::move(value)});
         }
         return true;
     }
-    bool open() {
+    bool open(std::variant<JSArray, Members> container) {
         if (open_.size() == deepestLevel) {
             error_ = "values are nested deeper than " + std::to_string(deepestLevel) + " levels";
             return false;
         }
-        open_.emplace_back();
+        open_.push_back(std::move(container));
         return true;
-    }
-    template <typename Finish>
-    bool close(Finish finish) {
-        Container container = std::move(open_.back());
-        open_.pop_back();
-        return add(finish(container));
     }
 
     std::string_view text_;
     JSValue root_;
-    std::vector<Container> open_;
+    std::vector<std::variant<JSArray, Members>> open_;
     std::string error_;
 };
 
