@@ -28,6 +28,8 @@ firstUnlock=true'
     assert_equal "$(state)" 'biometry=touchID enrolled=true lockedOut=false locked=false firstUnlock=true'
     kavrel device set enrolled=false lockedOut=true
     assert_equal "$(state)" 'biometry=touchID enrolled=false lockedOut=true locked=false firstUnlock=true'
+    kavrel device set biometry=opticID
+    assert_equal "$(state)" 'biometry=opticID enrolled=false lockedOut=true locked=false firstUnlock=true'
     kavrel device set biometry=none locked=true
     assert_equal "$(state)" 'biometry=none enrolled=false lockedOut=true locked=true firstUnlock=true'
 }
@@ -58,10 +60,10 @@ firstUnlock=true'
 
 @test "a wrong name or value is refused, and nothing is changed" {
     local assignment
-    for assignment in biometry=opticID biometry=FaceID biometry= biometry enrolled=1 enrolled=TRUE enrolled enrolled= \
+    for assignment in biometry=irisID biometry=FaceID biometry= biometry enrolled=1 enrolled=TRUE enrolled enrolled= \
         lockedOut=no locked=maybe firstUnlock=2 Locked=true colour=red =true = '' 'locked= true'; do
         run --separate-stderr kavrel device set enrolled=false "$assignment"
-        assert_refused "\"$assignment\" cannot be set. Give biometry=none|touchID|faceID, or true or false to enrolled, lockedOut, locked or firstUnlock. Nothing was changed."
+        assert_refused "\"$assignment\" cannot be set. Give biometry=none|touchID|faceID|opticID, or true or false to enrolled, lockedOut, locked or firstUnlock. Nothing was changed."
         assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=false firstUnlock=true'
     done
     run --separate-stderr kavrel device set
@@ -78,6 +80,7 @@ firstUnlock=true'
     done <<'END'
 biometry=faceID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":2}
 biometry=touchID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":1}
+biometry=opticID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":4}
 biometry=none {"enabled":false,"status":"BIOMETRIC_ERROR_NO_HARDWARE","type":0}
 enrolled=false {"enabled":false,"status":"BIOMETRIC_ERROR_NONE_ENROLLED","type":2}
 biometry=touchID,lockedOut=true {"enabled":false,"status":"BIOMETRIC_ERROR_LOCKOUT","type":1}

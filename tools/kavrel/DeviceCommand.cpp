@@ -1,9 +1,8 @@
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <set>
 #include <string_view>
 #include <unistd.h>
-#include <utility>
 
 #include "platform/desktop/Device.hpp"
 #include "tools/kavrel/CommandIO.hpp"
@@ -14,47 +13,46 @@ namespace {
 
 using Desktop::DeviceState;
 
-constexpr std::array<std::pair<std::string_view, LABiometryType>, 3> biometryKinds{{
+template <typename T>
+struct Named {
+    std::string_view name;
+    T value;
+};
+
+constexpr Named<LABiometryType> biometryKinds[] = {
     {"none", LABiometryType::none},
     {"touchID", LABiometryType::touchID},
     {"faceID", LABiometryType::faceID},
-}};
+    {"opticID", LABiometryType::opticID},
+};
 
-constexpr std::array<std::pair<std::string_view, bool>, 2> truthValues{{{"true", true}, {"false", false}}};
-
-constexpr std::array<std::pair<std::string_view, bool DeviceState::*>, 4> switches{{
+constexpr Named<bool DeviceState::*> switches[] = {
     {"enrolled", &DeviceState::enrolled},
     {"lockedOut", &DeviceState::lockedOut},
     {"locked", &DeviceState::locked},
     {"firstUnlock", &DeviceState::firstUnlock},
-}};
+};
 
 template <typename T, std::size_t size>
-const T* named(const std::array<std::pair<std::string_view, T>, size>& table, std::string_view name) {
-    const auto entry =
-        std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.first == name; });
-    return entry == table.end() ? nullptr : &entry->second;
-}
-
-template <typename T, std::size_t size>
-std::string_view nameOf(const std::array<std::pair<std::string_view, T>, size>& table, T value) {
-    return std::find_if(table.begin(), table.end(), [&](const auto& e) { return e.second == value; })->first;
+const T* valueNamed(const Named<T> (&table)[size], std::string_view name) {
+    const auto* const entry =
+        std::find_if(std::begin(table), std::end(table), [&](const Named<T>& e) { return e.name == name; });
+    return entry == std::end(table) ? nullptr : &entry->value;
 }
 
 /// Carries out `name`=`value` on `state`; false when there is no such name or value.
 bool assign(DeviceState& state, std::string_view name, std::string_view value) {
     if (name == "biometry") {
-        const LABiometryType* kind = named(biometryKinds, value);
+        const LABiometryType* kind = valueNamed(biometryKinds, value);
         state.biometry = kind != nullptr ? *kind : state.biometry;
         return kind != nullptr;
     }
-    const auto* member = named(switches, name);
-    const bool* truth = named(truthValues, value);
-    if (member == nullptr || truth == nullptr) {
+    const auto* member = valueNamed(switches, name);
+    if (member == nullptr || (value != "true" && value != "false")) {
         return false;
     }
-    state.*(*member) = *truth;
-    if (name == "lockedOut" && !*truth) {
+    state.*(*member) = value == "true";
+    if (name == "lockedOut" && !state.lockedOut) {
         state.failedPrompts = 0;  // otherwise the next failure would lock the sensor out again
     }
     return true;
@@ -66,9 +64,10 @@ void assignAll(DeviceState& state, const std::vector<std::string>& assignments) 
         const std::size_t sign = assignment.find('=');
         const std::string_view name = assignment.substr(0, sign);
         if (sign == std::string_view::npos || !assign(state, name, assignment.substr(sign + 1))) {
-            throw CommandError("\"" + std::string(assignment) +
-                               "\" cannot be set. Give biometry=none|touchID|faceID, or true or false to "
-                               "enrolled, lockedOut, locked or firstUnlock. Nothing was changed.");
+            throw CommandError(
+                "\"" + std::string(assignment) +
+                "\" cannot be set. Give biometry=none|touchID|faceID|opticID, or true or false to "
+                "enrolled, lockedOut, locked or firstUnlock. Nothing was changed.");
         }
         names.insert(name);
     }
@@ -88,9 +87,12 @@ int showDeviceCommand(const Settings& settings) {
     const Output output(STDERR_FILENO);
     openChosenDevice(settings);
     const DeviceState state = Desktop::deviceState();
-    std::string lines = "biometry=" + std::string(nameOf(biometryKinds, state.biometry)) + "\n";
+    std::string lines;
+    for (const auto& [name, kind] : biometryKinds) {
+        lines += kind == state.biometry ? "biometry=" + std::string(name) + "\n" : "";
+    }
     for (const auto& [name, member] : switches) {
-        lines += std::string(name) + "=" + std::string(nameOf(truthValues, state.*member)) + "\n";
+        lines += std::string(name) + (state.*member ? "=true\n" : "=false\n");
     }
     output.write(lines);
     return 0;

@@ -124,11 +124,11 @@ void addDevice(CLI::App& kavrel, CommandLine& line) {
 
     CLI::App* set = device->add_subcommand("set", "Change the state: all that is named, or nothing");
     set->add_option("NAME=VALUE", line.assignments,
-                    "biometry=none|touchID|faceID  the kind of sensor\n"
-                    "enrolled=true|false           whether the sensor knows a person\n"
-                    "lockedOut=true|false          whether too many attempts failed; false forgets them\n"
-                    "locked=true|false             while it is true, keys cannot be read\n"
-                    "firstUnlock=true|false        whether it was unlocked since it was started")
+                    "biometry=KIND           the kind of sensor: none, touchID, faceID or opticID\n"
+                    "enrolled=true|false     whether the sensor knows a person\n"
+                    "lockedOut=true|false    whether too many attempts failed; false forgets them\n"
+                    "locked=true|false       while it is true, keys cannot be read\n"
+                    "firstUnlock=true|false  whether it was unlocked since it was started")
         ->required()
         ->option_text(" ");
     set->footer(
