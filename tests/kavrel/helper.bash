@@ -20,6 +20,18 @@ call() {
     run --separate-stderr kavrel call "$@"
 }
 
+# on_terminal TYPED COMMAND: what the shell makes of COMMAND, on a terminal of its own on which TYPED is typed. What
+# the terminal shows is in $output, the exit status in $status.
+on_terminal() {
+    run bash -c 'printf "$1" | timeout 30 script --quiet --return --command "$2" /dev/null' _ "$1" "$2"
+    output=${output//$'\r'/}
+}
+
+# words WORD...: the words, quoted for a shell.
+words() {
+    printf '%q ' "$@"
+}
+
 # person [CODE]: the arguments of createCSR.
 person() {
     jq -nc --arg code "${1-0012345678}" '{userInfo: {identificationId: "1", nationalCode: $code,

@@ -130,7 +130,7 @@ assert_certifies() {
     issue <request.b64
     echo damaged >"$KAVREL_DEVICE/authority/key.pem"
     issue <request.b64
-    assert_refused "the test authority in \"$KAVREL_DEVICE/authority\" is damaged. Remove that folder, and the next certificate comes from a new one."
+    assert_refused "the test authority in \"$KAVREL_DEVICE/authority\" is damaged or encrypted. Remove that folder, and the next certificate comes from a new one."
     openssl genpkey -algorithm ed25519 -out "$KAVREL_DEVICE/authority/key.pem"
     issue <request.b64
     assert_refused_saying 'is damaged'
@@ -174,6 +174,24 @@ assert_certifies() {
     head -c 1000000 /dev/urandom >input
     issue <input
     assert_refused_saying 'certification request'
+}
+
+@test "nobody is asked for a pass phrase" {
+    # A request whose PEM text says that it is encrypted, and an authority whose key is.
+    make_request
+    sed '1a Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-256-CBC,000102030405060708090A0B0C0D0E0F\n' request.pem >encrypted.pem
+    on_terminal 'secret\n' "$(words "$KAVREL" issue) <encrypted.pem"
+    assert_equal "$status" 2
+    assert_output --partial 'or one that is damaged or encrypted.'
+    refute_output --partial 'pass phrase'
+
+    kavrel issue <request.pem
+    openssl pkey -aes256 -passout pass:secret -in "$KAVREL_DEVICE/authority/key.pem" -out encrypted.key
+    mv encrypted.key "$KAVREL_DEVICE/authority/key.pem"
+    on_terminal 'secret\n' "$(words "$KAVREL" issue) <request.pem"
+    assert_equal "$status" 2
+    assert_output --partial 'is damaged or encrypted.'
+    refute_output --partial 'pass phrase'
 }
 
 @test "extensions that cannot be read are refused" {

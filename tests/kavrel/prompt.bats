@@ -1,20 +1,15 @@
 load helper
 
-# on_terminal ANSWERS ARGUMENTS: `kavrel ARGUMENTS` on a terminal of its own, on which ANSWERS are typed. What the
-# terminal shows is in $output, the exit status in $status.
-on_terminal() {
-    local answers=$1
-    shift
-    run bash -c 'printf "$1" | timeout 30 script --quiet --return --command "$2" /dev/null' _ "$answers" \
-        "$(printf '%q ' "$KAVREL" "$@")"
-    output=${output//$'\r'/}
+# sign_on_terminal TYPED [ARGUMENTS]: a signature of the person, on a terminal on which TYPED is typed.
+sign_on_terminal() {
+    on_terminal "$1" "$(words "$KAVREL" call signDigest "$sign" "${@:2}")"
 }
 
 sign='{"nationalCode":"0012345678","digestB64":""}'
 
 @test "on a terminal the prompt shows its reason, and m is a match" {
     make_key
-    on_terminal 'm\n' call signDigest "$sign"
+    sign_on_terminal 'm\n'
     assert_success
     assert_output --partial 'Biometric prompt: Authenticate to sign'
     assert_output --partial 'Type m (match), n (no-match) or c (cancel): '
@@ -23,11 +18,11 @@ sign='{"nationalCode":"0012345678","digestB64":""}'
 
 @test "the words are understood as well" {
     make_key
-    on_terminal 'match\n' call signDigest "$sign"
+    sign_on_terminal 'match\n'
     assert_success
-    on_terminal 'no-match\n' call signDigest "$sign"
+    sign_on_terminal 'no-match\n'
     assert_equal "$status" 1
-    on_terminal 'cancel\n' call signDigest "$sign"
+    sign_on_terminal 'cancel\n'
     assert_equal "$status" 1
 }
 
@@ -35,13 +30,13 @@ sign='{"nationalCode":"0012345678","digestB64":""}'
     make_key
     local n
     for n in 1 2 3 4 5; do
-        on_terminal 'c\n' call signDigest "$sign"
+        sign_on_terminal 'c\n'
         assert_equal "$status" 1
     done
     call getBiometricStatus
     assert_resolved '{"enabled":true,"status":"BIOMETRIC_SUCCESS","type":2}'
     for n in 1 2 3 4 5; do
-        on_terminal 'n\n' call signDigest "$sign"
+        sign_on_terminal 'n\n'
         assert_equal "$status" 1
     done
     call getBiometricStatus
@@ -50,22 +45,21 @@ sign='{"nationalCode":"0012345678","digestB64":""}'
 
 @test "what is not understood is asked again" {
     make_key
-    on_terminal 'yes\n\nM\nm\n' call signDigest "$sign"
+    sign_on_terminal 'yes\n\nM\nm\n'
     assert_success
     assert_equal "$(grep -o 'Type m' <<<"$output" | wc -l)" 4
 }
 
 @test "the end of the file cancels" {
     make_key
-    on_terminal '' call signDigest "$sign"
+    sign_on_terminal ''
     assert_equal "$status" 1
     assert_output --partial '{"reject":{"message":"sign_failed","code":null}}'
 }
 
 @test "the prompt goes to the terminal, not into a result that is redirected" {
     make_key
-    run bash -c 'printf "m\n" | timeout 30 script --quiet --return --command "$1" /dev/null' _ \
-        "$(printf '%q ' "$KAVREL" call signDigest "$sign") >result"
+    on_terminal 'm\n' "$(words "$KAVREL" call signDigest "$sign") >result"
     assert_success
     assert_output --partial 'Biometric prompt'
     assert_equal "$(wc -l <result)" 1
@@ -76,23 +70,22 @@ sign='{"nationalCode":"0012345678","digestB64":""}'
 @test "arguments may come from a pipe while the terminal answers" {
     make_key
     echo "$sign" >arguments
-    run bash -c 'printf "m\n" | timeout 30 script --quiet --return --command "$1" /dev/null' _ \
-        "cat arguments | $(printf '%q ' "$KAVREL" call signDigest -)"
+    on_terminal 'm\n' "cat arguments | $(words "$KAVREL" call signDigest -)"
     assert_success
     assert_output --partial '{"resolve":{"signatureB64":'
 }
 
 @test "where nobody sits at the terminal it is asked only if --prompt ask says so" {
     make_key
-    on_terminal 'm\n' call signDigest "$sign" --prompt cancel
+    sign_on_terminal 'm\n' --prompt cancel
     assert_equal "$status" 1
     refute_output --partial 'Biometric prompt'
     local command
-    command="$(printf '%q ' "$KAVREL" call signDigest "$sign") </dev/null 2>errors"
-    run bash -c 'printf "m\n" | timeout 30 script --quiet --return --command "$1" /dev/null' _ "$command"
+    command="$(words "$KAVREL" call signDigest "$sign") </dev/null 2>errors"
+    on_terminal 'm\n' "$command"
     assert_equal "$status" 1
     refute_output --partial 'Biometric prompt'
-    run bash -c 'printf "m\n" | timeout 30 script --quiet --return --command "$1" /dev/null' _ "$command --prompt ask"
+    on_terminal 'm\n' "$command --prompt ask"
     assert_success
     assert_output --partial 'Biometric prompt'
 }

@@ -24,11 +24,12 @@ CertificationRequest fromDER(BytesView der) {
 }
 
 CertificationRequest fromPEM(std::string_view text) {
-    const BIOOwner input(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-    CertificationRequest request(PEM_read_bio_X509_REQ(input.get(), nullptr, nullptr, nullptr));
+    auto request = readPEM<CertificationRequest, &PEM_read_bio_X509_REQ>(text);
     if (!request) {
         throw CommandError(
-            "the PEM text holds no certification request (\"CERTIFICATE REQUEST\"), or a damaged one.");
+            "the PEM text holds no certification request (\"CERTIFICATE REQUEST\"), or one that is damaged "
+            "or "
+            "encrypted.");
     }
     return request;
 }

@@ -92,8 +92,7 @@ Bytes sha256(const std::string& text) {
 }
 
 Certificate readCertificate(const std::string& pem) {
-    const BIOOwner input(BIO_new_mem_buf(pem.data(), static_cast<int>(pem.size())));
-    Certificate certificate(PEM_read_bio_X509(input.get(), nullptr, nullptr, nullptr));
+    auto certificate = readPEM<Certificate, &PEM_read_bio_X509>(pem);
     if (!certificate) {
         throw DemoFailure("OpenSSL cannot read the certificate that the device keeps.");
     }

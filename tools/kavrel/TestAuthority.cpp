@@ -123,13 +123,6 @@ Extension requestedKeyUsage(X509_REQ& request) {
     return usage;
 }
 
-template <auto read, typename Owner>
-Owner readPEM(const fs::path& path) {
-    const std::string text = readFile(path.string());
-    const BIOOwner input(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-    return Owner(read(input.get(), nullptr, nullptr, nullptr));
-}
-
 }  // namespace
 
 TestAuthority::TestAuthority(const fs::path& deviceFolder) {
@@ -137,12 +130,12 @@ TestAuthority::TestAuthority(const fs::path& deviceFolder) {
     if (!fs::exists(folder)) {
         makeAuthority(folder);
     }
-    key_ = readPEM<&PEM_read_bio_PrivateKey, PrivateKey>(folder / keyFile);
-    certificate_ = readPEM<&PEM_read_bio_X509, Certificate>(folder / certificateFile);
+    key_ = readPEM<PrivateKey, &PEM_read_bio_PrivateKey>(readFile(folder / keyFile));
+    certificate_ = readPEM<Certificate, &PEM_read_bio_X509>(readFile(folder / certificateFile));
     if (!key_ || !certificate_ || X509_check_private_key(certificate_.get(), key_.get()) != 1) {
         throw CommandError(
             "the test authority in \"" + folder.string() +
-            "\" is damaged. Remove that folder, and the next certificate comes from a new one.");
+            "\" is damaged or encrypted. Remove that folder, and the next certificate comes from a new one.");
     }
 }
 
