@@ -198,9 +198,41 @@ load helper
     done
 }
 
-@test "a result that cannot be written is an error" {
-    run --separate-stderr bash -c '"$KAVREL" call hasKey "{\"nationalCode\":\"1\"}" >/dev/full'
-    assert_refused_saying 'standard output cannot be written: No space left on device'
-    run --separate-stderr bash -c '"$KAVREL" call hasKey "{\"nationalCode\":\"1\"}" >&-'
-    assert_refused_saying 'standard output cannot be used'
+@test "what cannot be written is an error" {
+    local arguments
+    for arguments in 'call hasKey {"nationalCode":"1"}' 'device show' demo --help --version 'call --help'; do
+        run --separate-stderr bash -c '"$KAVREL" $1 >/dev/full' _ "$arguments"
+        assert_refused 'standard output cannot be written: No space left on device'
+    done
+}
+
+@test "with standard output closed nothing is done" {
+    local arguments
+    for arguments in 'call ensureKey {"nationalCode":"1"}' 'device show' demo --help --version; do
+        run --separate-stderr bash -c '"$KAVREL" $1 >&-' _ "$arguments"
+        assert_refused 'standard output is closed, so there is nowhere to write the result.'
+    done
+    refute [ -e "$KAVREL_DEVICE" ]
+}
+
+@test "with standard error closed a call is made all the same" {
+    run --separate-stderr bash -c '"$KAVREL" call ensureKey "{\"nationalCode\":\"1\"}" 2>&-'
+    assert_resolved '{"ok":true}'
+    run --separate-stderr bash -c '"$KAVREL" call hasKey "{\"nationalCode\":\"1\"}" <&- 2>&-'
+    assert_resolved '{"exists":true}'
+}
+
+# unblocking STREAM ARGUMENTS: `kavrel ARGUMENTS`, with the descriptor of STREAM (STDIN or STDOUT) made one that does
+# not block.
+unblocking() {
+    perl -M'Fcntl' -e 'my $s = shift; fcntl($s eq "STDIN" ? STDIN : STDOUT, F_SETFL, O_RDWR | O_NONBLOCK); exec @ARGV' \
+        "$1" "$KAVREL" "${@:2}"
+}
+
+@test "pipes that do not block carry all of an answer, and all of the arguments" {
+    jq -nc '{nationalCode: ("x" * 1000000)}' >arguments
+    { sleep 0.5; cat arguments; } | unblocking STDIN call ensureKey - >ensured 2>/dev/null
+    assert_equal "$(cat ensured)" '{"resolve":{"ok":true}}'
+    unblocking STDOUT call getKeyInfo @arguments | { sleep 0.5; cat; } >information
+    assert_equal "$(jq '.resolve.alias | length' information)" 1000000
 }

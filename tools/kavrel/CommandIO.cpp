@@ -5,55 +5,98 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <memory>
+#include <poll.h>
 #include <unistd.h>
 
 namespace KavrelCrypto::Host {
 namespace {
 
-std::string readAll(std::FILE* file, const std::string& name) {
+/// Repeats `transfer`, a read or a write on `descriptor`, until it moves at least a byte, meets the end of
+/// the file (0) or fails (-1). Whoever opened the descriptor may have made it one that does not block: then
+/// this waits for `event`.
+template <typename Transfer>
+ssize_t repeated(int descriptor, short event, Transfer transfer) {
+    while (true) {
+        const ssize_t count = transfer();
+        if (count != -1 || (errno != EAGAIN && errno != EINTR)) {
+            return count;
+        }
+        if (errno == EAGAIN) {
+            pollfd wanted{.fd = descriptor, .events = event, .revents = 0};
+            ::poll(&wanted, 1, -1);
+        }
+    }
+}
+
+std::string readAll(int descriptor, const std::string& name) {
     std::string text;
     std::array<char, 65536> buffer{};
-    while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), file)) {
-        text.append(buffer.data(), count);
+    while (true) {
+        const ssize_t count =
+            repeated(descriptor, POLLIN, [&] { return ::read(descriptor, buffer.data(), buffer.size()); });
+        if (count == -1) {
+            throw CommandError(name + " cannot be read: " + std::strerror(errno));
+        }
+        if (count == 0) {
+            return text;
+        }
+        text.append(buffer.data(), static_cast<std::size_t>(count));
     }
-    if (std::ferror(file) != 0) {
-        throw CommandError(name + " cannot be read: " + std::strerror(errno));
-    }
-    return text;
+}
+
+bool isOpenForWriting(int descriptor) {
+    const int flags = ::fcntl(descriptor, F_GETFL);
+    return flags != -1 && (flags & O_ACCMODE) != O_RDONLY;
 }
 
 }  // namespace
 
+FileDescriptor::~FileDescriptor() {
+    if (isOpen()) {
+        ::close(number_);
+    }
+}
+
+void occupyStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(descriptor, F_GETFD) == -1) {
+            // The lowest number that is free is this one. Open the wrong way round, it fails whoever uses it.
+            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
 std::string readStandardInput() {
-    return readAll(stdin, "standard input");
+    return readAll(STDIN_FILENO, "standard input");
 }
 
 std::string readFile(const std::string& path) {
-    const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(path.c_str(), "re"),
-                                                                  &std::fclose);
-    if (!file) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.isOpen()) {
         throw CommandError("\"" + path + "\" cannot be opened: " + std::strerror(errno));
     }
-    return readAll(file.get(), "\"" + path + "\"");
+    return readAll(file.number(), "\"" + path + "\"");
 }
 
-// The copy is kept clear of the three standard descriptors, one of which may be closed.
-Output::Output(int others) : descriptor_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-    if (descriptor_ == -1 || ::dup2(others, STDOUT_FILENO) == -1) {
-        throw CommandError(std::string("standard output cannot be used: ") + std::strerror(errno));
+Output::Output(int others) : descriptor_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)) {
+    if (!descriptor_.isOpen() || !isOpenForWriting(STDOUT_FILENO)) {
+        throw CommandError("standard output is closed, so there is nowhere to write the result.");
+    }
+    if (::dup2(others, STDOUT_FILENO) == -1) {
+        throw CommandError(std::string("standard output cannot be redirected: ") + std::strerror(errno));
     }
 }
 
 Output::~Output() {
     std::fflush(stdout);
-    ::dup2(descriptor_, STDOUT_FILENO);
-    ::close(descriptor_);
+    ::dup2(descriptor_.number(), STDOUT_FILENO);
 }
 
 void Output::write(std::string_view text) const {
     while (!text.empty()) {
-        const ssize_t count = ::write(descriptor_, text.data(), text.size());
+        const ssize_t count = repeated(descriptor_.number(), POLLOUT, [&] {
+            return ::write(descriptor_.number(), text.data(), text.size());
+        });
         if (count == -1) {
             throw CommandError(std::string("standard output cannot be written: ") + std::strerror(errno));
         }

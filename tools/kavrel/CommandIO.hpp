@@ -14,7 +14,31 @@ class CommandError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// All of standard input, or of the file at `path`. Throws CommandError when it cannot be read.
+/// Owns an open file.
+class FileDescriptor {
+  public:
+    /// `number` is what open(2) returned, -1 included.
+    explicit FileDescriptor(int number) : number_(number) {}
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor();
+
+    [[nodiscard]] bool isOpen() const {
+        return number_ != -1;
+    }
+    [[nodiscard]] int number() const {
+        return number_;
+    }
+
+  private:
+    int number_;
+};
+
+/// Puts something that can be neither read nor written in the place of each standard descriptor that is
+/// closed. Otherwise the next file to be opened would take that place, and be read or written by mistake.
+void occupyStandardDescriptors();
+
+/// Reads all of standard input, or of the file at `path`. Throws CommandError when it cannot be read.
 std::string readStandardInput();
 std::string readFile(const std::string& path);
 
@@ -22,16 +46,17 @@ std::string readFile(const std::string& path);
 /// standard output (the component's console lines) goes to `others`, a file descriptor.
 class Output {
   public:
+    /// Throws CommandError when standard output is closed.
     explicit Output(int others);
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     ~Output();
 
-    /// Throws CommandError when the text cannot be written.
+    /// Writes all of `text`, however long it takes. Throws CommandError when it cannot be written.
     void write(std::string_view text) const;
 
   private:
-    int descriptor_;
+    FileDescriptor descriptor_;
 };
 
 }  // namespace KavrelCrypto::Host

@@ -1,11 +1,14 @@
 #include "tools/kavrel/PluginCall.hpp"
 
+#include <exception>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <utility>
 
 #include "platform/Dispatch.hpp"
 #include "platform/desktop/MainQueue.hpp"
+#include "tools/kavrel/CommandIO.hpp"
 
 namespace KavrelCrypto::Host {
 
@@ -44,22 +47,67 @@ void PluginCall::end(std::optional<Outcome> outcome) {
     std::exchange(ended_, nullptr)(std::move(outcome));
 }
 
-std::optional<Outcome> performCall(const DigitalSignPlugin& plugin, const std::string& method,
-                                   JSObject options) {
-    // Both are touched on this thread alone: the end of the call arrives through the main queue, and so also
-    // wakes the queue when the call was finished on another thread.
-    bool ended = false;
+namespace {
+
+/// How a delivered call ended. Only the main thread touches it: the news arrives through the main queue,
+/// which also wakes the main thread when the call was finished on another one.
+struct End {
+    bool isThere = false;
     std::optional<Outcome> outcome;
-    auto call = std::make_shared<PluginCall>(std::move(options), [&](std::optional<Outcome> how) {
-        dispatchAsyncMain([&, how = std::move(how)] {
-            outcome = how;
-            ended = true;
+    std::exception_ptr failure;
+};
+
+/// A thread that is waited for before it goes.
+class JoiningThread {
+  public:
+    explicit JoiningThread(std::thread thread) : thread_(std::move(thread)) {}
+    JoiningThread(const JoiningThread&) = delete;
+    JoiningThread& operator=(const JoiningThread&) = delete;
+    ~JoiningThread() {
+        thread_.join();
+    }
+
+  private:
+    std::thread thread_;
+};
+
+std::thread startThread(std::function<void()> task) {
+    try {
+        return std::thread(std::move(task));
+    } catch (const std::system_error& error) {
+        throw CommandError("no thread can be started for the call: " + error.code().message());
+    }
+}
+
+}  // namespace
+
+std::optional<Outcome> performCall(const DigitalSignPlugin& plugin, std::string_view method,
+                                   JSObject options) {
+    // Shared, since a call that fails here may outlive this function.
+    const auto end = std::make_shared<End>();
+    auto call = std::make_shared<PluginCall>(std::move(options), [end](std::optional<Outcome> outcome) {
+        dispatchAsyncMain([end, outcome = std::move(outcome)]() mutable {
+            end->outcome = std::move(outcome);
+            end->isThere = true;
         });
     });
-    std::thread delivery([&plugin, &method, call = std::move(call)] { plugin.perform(method, call); });
-    Desktop::runMainQueueUntil([&] { return ended; });
-    delivery.join();
-    return outcome;
+    {
+        const JoiningThread delivery(startThread([&plugin, method, end, call = std::move(call)] {
+            try {
+                plugin.perform(method, call);
+            } catch (...) {
+                dispatchAsyncMain([end, failure = std::current_exception()] {
+                    end->failure = failure;
+                    end->isThere = true;
+                });
+            }
+        }));
+        Desktop::runMainQueueUntil([&] { return end->isThere; });
+    }
+    if (end->failure) {
+        std::rethrow_exception(end->failure);
+    }
+    return std::move(end->outcome);
 }
 
 }  // namespace KavrelCrypto::Host

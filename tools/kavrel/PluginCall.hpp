@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "platform/Capacitor.hpp"
@@ -48,8 +49,9 @@ class PluginCall final : public CAPPluginCall {
 };
 
 /// Delivers one call on a thread of its own, as the runtime does, and drains the main queue until it has
-/// ended. Absent when nothing will ever finish it. Only the main thread calls this.
-std::optional<Outcome> performCall(const DigitalSignPlugin& plugin, const std::string& method,
+/// ended. Absent when nothing will ever finish it. Throws what the component threw instead of finishing it,
+/// such as std::bad_alloc. Only the main thread calls this.
+std::optional<Outcome> performCall(const DigitalSignPlugin& plugin, std::string_view method,
                                    JSObject options);
 
 }  // namespace KavrelCrypto::Host

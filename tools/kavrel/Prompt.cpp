@@ -18,26 +18,17 @@ using Desktop::PromptAnswer;
 /// The process's terminal, whatever its standard input and output are.
 class Terminal {
   public:
-    Terminal() : descriptor_(::open("/dev/tty", O_RDWR | O_CLOEXEC)) {}
-    Terminal(const Terminal&) = delete;
-    Terminal& operator=(const Terminal&) = delete;
-    ~Terminal() {
-        if (isThere()) {
-            ::close(descriptor_);
-        }
-    }
-
     [[nodiscard]] bool isThere() const {
-        return descriptor_ != -1;
+        return descriptor_.isOpen();
     }
 
     /// Shows `question` and gives the line that the person types, without its line feed. Absent at the end of
     /// the file.
     [[nodiscard]] std::optional<std::string> ask(const std::string& question) const {
-        ::dprintf(descriptor_, "%s", question.c_str());
+        ::dprintf(descriptor_.number(), "%s", question.c_str());
         std::string line;
         char character = 0;
-        while (::read(descriptor_, &character, 1) == 1) {
+        while (::read(descriptor_.number(), &character, 1) == 1) {
             if (character == '\n') {
                 return line;
             }
@@ -47,7 +38,7 @@ class Terminal {
     }
 
   private:
-    int descriptor_;
+    const FileDescriptor descriptor_{::open("/dev/tty", O_RDWR | O_CLOEXEC)};
 };
 
 std::optional<PromptAnswer> answerNamed(const std::string& name) {

@@ -1,11 +1,18 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <new>
+#include <sstream>
+#include <system_error>
+#include <unistd.h>
 
 #include "platform/desktop/Device.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
+#include "tools/kavrel/CommandIO.hpp"
 #include "tools/kavrel/Commands.hpp"
 #include "tools/kavrel/Text.hpp"
 
@@ -200,7 +207,10 @@ int run(int argc, const char* const* argv) {
     try {
         kavrel.parse(argc, argv);
     } catch (const CLI::Success& wish) {  // --help, --version
-        return kavrel.exit(wish);
+        std::ostringstream text;
+        kavrel.exit(wish, text);
+        Output(STDERR_FILENO).write(text.str());
+        return 0;
     } catch (const CLI::ParseError& error) {
         const std::vector<std::string> unread = kavrel.remaining(true);
         const bool hasUnknownWord = error.get_name() == "RequiredError" && !unread.empty();
@@ -212,16 +222,44 @@ int run(int argc, const char* const* argv) {
     return line.command();
 }
 
+/// Says in one sentence what ended the command. Asks for no memory, since there may be none.
+void report(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::bad_alloc&) {
+        std::fputs("kavrel: there is not enough memory to go on.\n", stderr);
+    } catch (const std::system_error& error) {
+        std::fprintf(stderr, "kavrel: the system refuses what is needed to go on: %s\n", error.what());
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "kavrel: %s\n", error.what());
+    }
+}
+
+/// Ends the process when nobody can catch an exception: it was thrown on a thread of the device's own, or
+/// where none may be thrown, in which case it may be unknown.
+[[noreturn]] void reportAndEnd() {
+    if (const std::exception_ptr failure = std::current_exception()) {
+        report(failure);
+    } else {
+        std::fputs("kavrel: a failure could not be dealt with, probably for want of memory.\n", stderr);
+    }
+    std::_Exit(wrongCommandLine);
+}
+
 }  // namespace
 }  // namespace KavrelCrypto::Host
 
 int main(int argc, char** argv) {
-    // A reader that goes away is an error like any other, so that what was begun is also tidied up.
+    // A reader that goes away and a limit on the size of files are errors like any other: there is a sentence
+    // about them, and what was begun is tidied up.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    KavrelCrypto::Host::occupyStandardDescriptors();
+    std::set_terminate(KavrelCrypto::Host::reportAndEnd);
     try {
         return KavrelCrypto::Host::run(argc, argv);
-    } catch (const std::exception& error) {
-        std::cerr << "kavrel: " << error.what() << "\n";
+    } catch (...) {
+        KavrelCrypto::Host::report(std::current_exception());
         return KavrelCrypto::Host::wrongCommandLine;
     }
 }
