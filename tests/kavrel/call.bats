@@ -152,13 +152,6 @@ load helper
     assert_refused_saying 'no method ""'
 }
 
-@test "the help names the methods of the table, and says which one never ends" {
-    run --separate-stderr kavrel call --help
-    assert_success
-    assert_equal "$(sed -n '/^  METHOD/,/^  OPTIONS/p' <<<"$output" | tr -s '[:space:]' ' ')" \
-        " METHOD one of hasKey, getKeyInfo, deleteKey, storeCertificate, getCertificate, createCSR, signDigest, ensureKey, getBiometricStatus; setStyle is there too, but a call of it never ends OPTIONS its arguments, a JSON object; {} without it; - reads it from standard input, "
-}
-
 @test "a wrong command line is refused, and leaves no device behind" {
     call
     assert_refused_saying 'METHOD is required'
@@ -177,25 +170,6 @@ load helper
     call hasKey '{'
     assert_refused_saying 'line 1, column 2'
     refute [ -e "$KAVREL_DEVICE" ]
-}
-
-@test "kavrel alone prints its help and fails; --help and --version succeed" {
-    run --separate-stderr kavrel
-    assert_equal "$status" 2
-    [[ "$stderr" == *"Usage: kavrel"* ]]
-    run --separate-stderr kavrel --help
-    assert_success
-    assert_output --partial 'Usage: kavrel'
-    run --separate-stderr kavrel --version
-    assert_success
-    assert_output --regexp '^kavrel [0-9]+\.[0-9]+\.[0-9]+$'
-    local command
-    for command in call demo issue device 'device show' 'device set' 'device reset'; do
-        run --separate-stderr kavrel $command --help
-        assert_success
-        assert_output --partial "Usage: kavrel $command"
-        assert_output --partial 'xample'
-    done
 }
 
 @test "what cannot be written is an error" {

@@ -10,9 +10,9 @@ setup() {
     cd "$BATS_TEST_TMPDIR"
 }
 
-# kavrel ARGUMENTS: the program, away from the terminal of whoever runs the tests.
+# kavrel ARGUMENTS: the program, away from the terminal of whoever runs the tests, and for two minutes at most.
 kavrel() {
-    setsid --wait "$KAVREL" "$@"
+    setsid --wait timeout 120 "$KAVREL" "$@"
 }
 
 # call ARGUMENTS: `kavrel call`, its standard output in $output, its standard error in $stderr.
@@ -69,6 +69,17 @@ assert_refused_saying() {
     assert_equal "$status" 2
     assert_output ""
     [[ "$stderr" == *"$1"* ]] || fail "not in standard error: $1"$'\n'"standard error: $stderr"
+}
+
+# assert_expected NAME: the output is what the file expected/NAME holds. With UPDATE_EXPECTED=1 in the environment the
+# file is written instead, so that git shows what has changed.
+assert_expected() {
+    local file=$BATS_TEST_DIRNAME/expected/$1
+    if [ "${UPDATE_EXPECTED-}" = 1 ]; then
+        printf '%s\n' "$output" >"$file"
+    fi
+    diff --unified "$file" - <<<"$output" ||
+        fail "If this is how it should be: UPDATE_EXPECTED=1 ctest --preset debug -R '^kavrel'"
 }
 
 # make_key: the person 0012345678 gets a new key.
