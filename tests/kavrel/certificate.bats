@@ -94,16 +94,31 @@ assert_kept() {
         store 0012345678 damaged
         assert_rejected 'Certificate is not valid'
     done
-    { cat whole.der; printf '\0'; } | base64 >damaged
+    { printf '\0'; cat whole.der; } | base64 >damaged
     store 0012345678 damaged
     assert_rejected 'Certificate is not valid'
     { echo "# a comment"; cat certificate.pem; } >damaged
     store 0012345678 damaged
     assert_rejected 'Certificate is not valid'
-    cat certificate.pem certificate.pem >damaged
-    store 0012345678 damaged
-    assert_rejected 'Certificate is not valid'
     assert_kept certificate.pem
+}
+
+@test "what follows a certificate is not looked at, if its base64 needs no padding" {
+    make_certificate 0012345678
+    openssl x509 -in certificate.pem -outform DER -out whole.der
+    # Zeros up to a multiple of three bytes spare the first part the padding.
+    truncate --size '%3' whole.der
+    { base64 whole.der; base64 <<<"something else"; } >followed
+    store 0012345678 followed
+    assert_resolved '{"stored":true}'
+    assert_kept followed
+    { base64 whole.der; cat certificate.pem; } >followed
+    store 0012345678 followed
+    assert_resolved '{"stored":true}'
+    assert_kept followed
+    { head -c 1 whole.der | base64; cat certificate.pem; } >followed
+    store 0012345678 followed
+    assert_rejected 'Certificate is not valid'
 }
 
 @test "a changed public key is noticed" {
