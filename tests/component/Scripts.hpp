@@ -9,26 +9,26 @@
 /// What the scripts of several suites have in common.
 namespace KavrelCrypto {
 
-/// The query with which the component looks up an RSA key by its tag.
+/// Returns the query with which the component looks an RSA key up by its tag.
 CFDictionary keyLookup(const std::string& tag);
 
-/// Expects such a lookup, which finds `key`, or nothing if that is null.
+/// Expects such a lookup, which finds `key`, or nothing if `key` is null.
 void expectKeyLookup(Script& device, const std::string& tag, SecKeyRef key);
 
 /// Expects the key manager to delete both halves of the pair of `alias`, and to print the statuses.
 void expectPairDeletion(Script& device, const std::string& alias, OSStatus privateStatus,
                         OSStatus publicStatus);
 
-/// The parameters with which the key manager generates the pair of `alias`.
+/// Returns the parameters with which the key manager generates the pair of `alias`.
 CFDictionary pairParameters(const std::string& alias);
 
-/// An error that the key manager makes itself.
+/// Returns an error that the key manager makes itself.
 NSError managerError(std::int64_t code, const std::string& message);
 
-/// An error of the platform, which it prints as "printed".
+/// Returns an error of the platform, which prints it as "printed".
 NSError errorPrintedAsPrinted();
 
-/// The error that `operation` throws. The test fails if it throws none.
+/// Returns the error that `operation` throws. If it throws none, the test fails.
 template <typename Operation>
 std::optional<NSError> thrownBy(const Operation& operation) {
     try {

@@ -1,4 +1,5 @@
-// What the plugin answers to arguments that it cannot use. None of it touches a key or the certificate slot.
+// Arguments that the plugin cannot use. It rejects the call and touches neither a key nor the certificate
+// slot.
 
 #include <gtest/gtest.h>
 #include <string>
@@ -12,16 +13,16 @@ constexpr const char* methodsAboutAPerson[] = {
     "hasKey", "getKeyInfo", "deleteKey", "storeCertificate", "getCertificate", "signDigest", "ensureKey",
 };
 
-using Arguments = WithSaraUntouched;
+using PluginArguments = WithSaraUntouched;
 
-TEST_F(Arguments, ACallWithoutAnArgumentMapIsToldThatTheNationalCodeIsRequired) {
+TEST_F(PluginArguments, ACallWithoutAnArgumentMapLacksItsNationalCode) {
     for (const char* method : methodsAboutAPerson) {
         SCOPED_TRACE(method);
         EXPECT_EQ(call(method, std::nullopt), rejected("nationalCode required"));
     }
 }
 
-TEST_F(Arguments, ACallWithoutANationalCodeIsToldThatItIsRequired) {
+TEST_F(PluginArguments, ACallWithoutANationalCodeIsRejected) {
     const JSObject everythingElse = {
         {"NationalCode", sara}, {"nationalcode", sara}, {"alias", sara},
         {"certPem", "x"},       {"digestB64", "AAAA"},  {"userInfo", identity(sara)},
@@ -33,9 +34,9 @@ TEST_F(Arguments, ACallWithoutANationalCodeIsToldThatItIsRequired) {
     }
 }
 
-TEST_F(Arguments, ANationalCodeThatIsNoTextIsToldToBeRequired) {
+TEST_F(PluginArguments, ANationalCodeThatIsNotAStringIsRejected) {
     for (const char* method : methodsAboutAPerson) {
-        for (const JSValue& value : valuesThatAreNoText()) {
+        for (const JSValue& value : valuesThatAreNotStrings()) {
             SCOPED_TRACE(std::string(method) + " with " + testing::PrintToString(value));
             const JSObject arguments = {
                 {"nationalCode", value}, {"certPem", saraCertificatePem()}, {"digestB64", "AAAA"}};
@@ -45,40 +46,40 @@ TEST_F(Arguments, ANationalCodeThatIsNoTextIsToldToBeRequired) {
     EXPECT_TRUE(promptsShown().empty());
 }
 
-TEST_F(Arguments, ACertificateThatIsNoTextIsAskedFor) {
+TEST_F(PluginArguments, ACertificateThatIsNotAStringIsRejected) {
     EXPECT_EQ(call("storeCertificate", person(sara)), rejected("Provide certPem"));
     EXPECT_EQ(call("storeCertificate", certificateOf(sara, "")), rejected("Provide certPem"));
-    for (const JSValue& value : valuesThatAreNoText()) {
+    for (const JSValue& value : valuesThatAreNotStrings()) {
         EXPECT_EQ(call("storeCertificate", with(person(sara), "certPem", value)), rejected("Provide certPem"))
             << testing::PrintToString(value);
     }
 }
 
-TEST_F(Arguments, ACertificateIsAskedForBeforeTheKeyIsLookedUp) {
+TEST_F(PluginArguments, ACertificateIsRequiredBeforeTheKeyIsLookedUp) {
     EXPECT_EQ(call("storeCertificate", person("nobody")), rejected("Provide certPem"));
 }
 
-TEST_F(Arguments, TheKeyIsLookedUpBeforeTheCertificateIsRead) {
+TEST_F(PluginArguments, TheKeyIsLookedUpBeforeTheCertificateIsRead) {
     EXPECT_EQ(call("storeCertificate", certificateOf("nobody", "this is no certificate")),
               rejected("Certificate is not valid (key missing)"));
 }
 
-TEST_F(Arguments, ADigestThatIsNoTextIsInvalid) {
+TEST_F(PluginArguments, ADigestThatIsNotAStringIsInvalid) {
     EXPECT_EQ(call("signDigest", person(sara)), rejected("invalid digestB64"));
-    for (const JSValue& value : valuesThatAreNoText()) {
+    for (const JSValue& value : valuesThatAreNotStrings()) {
         EXPECT_EQ(call("signDigest", with(person(sara), "digestB64", value)), rejected("invalid digestB64"))
             << testing::PrintToString(value);
     }
     EXPECT_TRUE(promptsShown().empty());
 }
 
-TEST_F(Arguments, ACallOfCreateCSRWithoutUserInfoIsToldThatItIsRequired) {
+TEST_F(PluginArguments, ACallOfCreateCSRWithoutUserInfoIsRejected) {
     EXPECT_EQ(call("createCSR", JSObject()), rejected("userInfo required"));
-    // Not even when all of its members are there, one level too high.
+    // Its members do not count where they stand one level too high.
     EXPECT_EQ(call("createCSR", identity(sara)), rejected("userInfo required"));
 }
 
-TEST_F(Arguments, UserInfoThatIsNoObjectIsToldToBeRequired) {
+TEST_F(PluginArguments, UserInfoThatIsNotAnObjectIsRejected) {
     const JSValue noObjects[] = {nullptr, true,      std::int64_t{7},        0.5, "", "{}",
                                  sara,    JSArray{}, JSArray{identity(sara)}};
     for (const JSValue& value : noObjects) {
@@ -87,11 +88,11 @@ TEST_F(Arguments, UserInfoThatIsNoObjectIsToldToBeRequired) {
     }
 }
 
-TEST_F(Arguments, AnEmptyIdentityRecordIsInvalid) {
+TEST_F(PluginArguments, AnEmptyIdentityRecordIsInvalid) {
     EXPECT_EQ(call("createCSR", request({})), rejected("invalid userInfo"));
 }
 
-TEST_F(Arguments, AnIdentityRecordThatLacksAMemberIsInvalid) {
+TEST_F(PluginArguments, AnIdentityRecordThatLacksAMemberIsInvalid) {
     const JSObject whole = identity(sara);
     ASSERT_EQ(whole.members().size(), 14U);
     for (const JSMember& member : whole.members()) {
@@ -100,10 +101,10 @@ TEST_F(Arguments, AnIdentityRecordThatLacksAMemberIsInvalid) {
     }
 }
 
-TEST_F(Arguments, AnIdentityRecordWithAMemberThatIsNoTextIsInvalid) {
+TEST_F(PluginArguments, AnIdentityRecordWithAMemberThatIsNotAStringIsInvalid) {
     const JSObject whole = identity(sara);
     for (const JSMember& member : whole.members()) {
-        for (const JSValue& value : valuesThatAreNoText()) {
+        for (const JSValue& value : valuesThatAreNotStrings()) {
             EXPECT_EQ(call("createCSR", request(with(whole, member.key, value))),
                       rejected("invalid userInfo"))
                 << member.key << ": " << testing::PrintToString(value);
@@ -111,24 +112,24 @@ TEST_F(Arguments, AnIdentityRecordWithAMemberThatIsNoTextIsInvalid) {
     }
 }
 
-TEST_F(Arguments, MemberNamesOfAnIdentityRecordAreComparedByteForByte) {
+TEST_F(PluginArguments, MemberNamesOfAnIdentityRecordAreComparedByteForByte) {
     const JSObject misspelt = with(without(identity(sara), "enName"), "EnName", "Sara");
     EXPECT_EQ(call("createCSR", request(misspelt)), rejected("invalid userInfo"));
 }
 
-TEST_F(Arguments, AnEmptyNationalCodeInTheIdentityRecordIsToldToBeRequired) {
+TEST_F(PluginArguments, AnEmptyNationalCodeInTheIdentityRecordIsRejected) {
     EXPECT_EQ(call("createCSR", request(identity(""))), rejected("nationalCode required"));
-    // The one outside the record stands for nothing.
+    // A national code outside the record does not count.
     EXPECT_EQ(call("createCSR", with(request(identity("")), "nationalCode", sara)),
               rejected("nationalCode required"));
     EXPECT_EQ(call("hasKey", person("")), resolved({{"exists", false}}));
 }
 
-TEST_F(Arguments, TheRecordIsCheckedBeforeItsNationalCode) {
+TEST_F(PluginArguments, TheRecordIsCheckedBeforeItsNationalCode) {
     EXPECT_EQ(call("createCSR", request(without(identity(""), "gender"))), rejected("invalid userInfo"));
 }
 
-TEST_F(Arguments, WhatNoMethodAsksForIsIgnored) {
+TEST_F(PluginArguments, ArgumentsThatNoMethodAsksForAreIgnored) {
     JSObject arguments = person(sara);
     for (const char* key : {"", "alias", "userInfo", "digestB64", "certPem", "__proto__"}) {
         arguments = with(arguments, key, JSArray{nullptr});

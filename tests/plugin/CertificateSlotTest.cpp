@@ -1,4 +1,4 @@
-// The one certificate slot, which everybody shares.
+// The certificate slot, which all persons share.
 
 #include <gtest/gtest.h>
 #include <string>
@@ -24,8 +24,9 @@ Outcome stored(const std::string& nationalCode, const std::string& certPem) {
     return call("storeCertificate", certificateOf(nationalCode, certPem));
 }
 
-/// Sara and Omid have keys, which the tests of the suite share and keep. Each test begins with an empty slot.
-class CertificateSlot : public testing::Test {
+/// Sara and Omid have keys, which the tests of the suite share and must not replace. Each test begins with an
+/// empty slot.
+class PluginCertificateSlot : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         DeviceUnderTest::startNew();
@@ -38,7 +39,7 @@ class CertificateSlot : public testing::Test {
     }
 };
 
-TEST_F(CertificateSlot, IsEmptyAtFirst) {
+TEST_F(PluginCertificateSlot, IsEmptyAtFirst) {
     EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
     const Outcome info = call("getKeyInfo", person("Sara"));
     EXPECT_EQ(info, resolved({
@@ -51,7 +52,7 @@ TEST_F(CertificateSlot, IsEmptyAtFirst) {
                     }));
 }
 
-TEST_F(CertificateSlot, IsShownToEverybody) {
+TEST_F(PluginCertificateSlot, IsShownToEverybody) {
     const std::string certPem = issuedFor("Sara");
     ASSERT_EQ(stored("Sara", certPem), resolved({{"stored", true}}));
     for (const char* anybody : {"Sara", "Omid", "nobody", ""}) {
@@ -60,14 +61,14 @@ TEST_F(CertificateSlot, IsShownToEverybody) {
     EXPECT_EQ(text(call("getKeyInfo", person("Omid")), "certificate"), certPem);
 }
 
-TEST_F(CertificateSlot, HoldsOnlyWhatWasStoredLastForWhomever) {
+TEST_F(PluginCertificateSlot, HoldsOnlyWhatWasStoredLastWhoeverItWasFor) {
     stored("Sara", issuedFor("Sara"));
     const std::string omids = issuedFor("Omid");
     ASSERT_EQ(stored("Omid", omids), resolved({{"stored", true}}));
     EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", omids}}));
 }
 
-TEST_F(CertificateSlot, KeepsItsTextWhenACertificateIsRefused) {
+TEST_F(PluginCertificateSlot, KeepsItsCertificateWhenAnotherIsRefused) {
     const std::string saras = issuedFor("Sara");
     stored("Sara", saras);
     EXPECT_EQ(stored("Omid", saras), rejected("Certificate is not valid"));
@@ -77,19 +78,19 @@ TEST_F(CertificateSlot, KeepsItsTextWhenACertificateIsRefused) {
     EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", saras}}));
 }
 
-TEST_F(CertificateSlot, StaysEmptyWhenTheFirstCertificateIsRefused) {
+TEST_F(PluginCertificateSlot, StaysEmptyWhenTheFirstCertificateIsRefused) {
     EXPECT_EQ(stored("Omid", issuedFor("Sara")), rejected("Certificate is not valid"));
     EXPECT_EQ(call("getCertificate", person("Omid")), noCertificate);
 }
 
-TEST_F(CertificateSlot, IsEmptiedWithTheKeyOfAnybody) {
+TEST_F(PluginCertificateSlot, IsEmptiedWhenAnybodysKeyIsDeleted) {
     stored("Sara", issuedFor("Sara"));
     EXPECT_EQ(call("deleteKey", person("nobody")), resolved({{"deleted", true}}));
     EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
     EXPECT_EQ(call("hasKey", person("Sara")), resolved({{"exists", true}}));
 }
 
-TEST_F(CertificateSlot, IsLeftAloneByRequestsAndSignatures) {
+TEST_F(PluginCertificateSlot, IsLeftAloneByRequestsAndSignatures) {
     const std::string certPem = issuedFor("Sara");
     stored("Sara", certPem);
     call("createCSR", request(identity("Sara")));
@@ -97,9 +98,9 @@ TEST_F(CertificateSlot, IsLeftAloneByRequestsAndSignatures) {
     EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", certPem}}));
 }
 
-using CertificateSlotOnANewDevice = OnANewDevice;
+using PluginCertificateSlotOnANewDevice = OnANewDevice;
 
-TEST_F(CertificateSlotOnANewDevice, KeepsACertificateWhoseKeyIsReplacedThoughItCouldNotBeStoredAgain) {
+TEST_F(PluginCertificateSlotOnANewDevice, KeepsACertificateWhoseKeyIsReplacedThoughItCouldNotBeStoredAgain) {
     call("ensureKey", person("Sara"));
     const std::string certPem = issuedFor("Sara");
     stored("Sara", certPem);
@@ -113,13 +114,13 @@ void fillSlot(const Bytes& bytes) {
     DeviceUnderTest::addKeychainPassword("com.ios.kavrel.cachedCSR", bytes);
 }
 
-TEST_F(CertificateSlotOnANewDevice, IsShownWhateverTextItHolds) {
+TEST_F(PluginCertificateSlotOnANewDevice, IsShownWhateverStringItHolds) {
     fillSlot(hex("4D 49 49 00 F0 9F 91 A9"));
     EXPECT_EQ(call("getCertificate", person("Sara")),
               resolved({{"certPem", std::string("MII\0\U0001F469", 8)}}));
 }
 
-TEST_F(CertificateSlotOnANewDevice, IsAsGoodAsEmptyWhenItsBytesAreNoText) {
+TEST_F(PluginCertificateSlotOnANewDevice, ReadsAsEmptyWhenItsBytesAreNotUTF8) {
     fillSlot(hex("4D 49 49 C3"));
     EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
 }

@@ -20,7 +20,7 @@ std::string replaced(std::string text, std::string_view what, std::string_view b
     return text;
 }
 
-class CertificateTexts : public WithSaraEnrolled {
+class PluginStoreCertificate : public WithSaraEnrolled {
   protected:
     static void expectStored(const std::string& certPem) {
         EXPECT_EQ(call("storeCertificate", certificateOf(sara, certPem)), resolved({{"stored", true}}));
@@ -28,14 +28,14 @@ class CertificateTexts : public WithSaraEnrolled {
     }
 };
 
-TEST_F(CertificateTexts, ACertificateForThePersonsKeyIsKeptAsItCame) {
+TEST_F(PluginStoreCertificate, ACertificateForThePersonsKeyIsKeptAsItCame) {
     const std::string issued = OpenSSL::pem(OpenSSL::certificate(saraKey(), {.subject = "Sara Mohammadi"}));
     expectStored(issued);
     EXPECT_EQ(call("getCertificate", person(sara)), resolved({{"certPem", issued}}));
     EXPECT_EQ(text(call("getKeyInfo", person(sara)), "certificate"), issued);
 }
 
-TEST_F(CertificateTexts, LineEndsAndIndentationDoNotMatter) {
+TEST_F(PluginStoreCertificate, LineEndsAndIndentationDoNotMatter) {
     const std::string clean = saraCertificatePem();
     expectStored(replaced(clean, "\n", "\r\n"));
     expectStored(replaced(clean, "\n", "\r"));
@@ -44,20 +44,20 @@ TEST_F(CertificateTexts, LineEndsAndIndentationDoNotMatter) {
     expectStored(clean.substr(0, clean.size() - 1));
 }
 
-TEST_F(CertificateTexts, TheBodyMayStandOnOneLine) {
+TEST_F(PluginStoreCertificate, TheBodyMayStandOnOneLine) {
     const std::string body = OpenSSL::base64(saraCertificate());
     expectStored("-----BEGIN CERTIFICATE-----\n" + body + "\n-----END CERTIFICATE-----\n");
     expectStored("-----BEGIN CERTIFICATE-----" + body + "-----END CERTIFICATE-----");
 }
 
-TEST_F(CertificateTexts, TheMarkersMayBeMissing) {
+TEST_F(PluginStoreCertificate, TheMarkersMayBeMissing) {
     const std::string body = OpenSSL::base64(saraCertificate());
     expectStored(body);
     expectStored("-----BEGIN CERTIFICATE-----" + body);
     expectStored(body + "-----END CERTIFICATE-----");
 }
 
-TEST_F(CertificateTexts, MarkersAreTakenOutWhereverTheyStand) {
+TEST_F(PluginStoreCertificate, MarkersAreTakenOutWhereverTheyStand) {
     const std::string begin = "-----BEGIN CERTIFICATE-----";
     const std::string end = "-----END CERTIFICATE-----";
     const std::string body = OpenSSL::base64(saraCertificate());
@@ -68,7 +68,7 @@ TEST_F(CertificateTexts, MarkersAreTakenOutWhereverTheyStand) {
     expectStored(body + "-----END " + begin + "CERTIFICATE-----");
 }
 
-TEST_F(CertificateTexts, AllWhiteSpaceOfThePlatformIsSkipped) {
+TEST_F(PluginStoreCertificate, AllWhiteSpaceOfThePlatformIsSkipped) {
     const std::vector<std::string> whiteSpace = {
         "\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\u0085", "\u00A0", "\u1680",
         "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
@@ -84,11 +84,11 @@ TEST_F(CertificateTexts, AllWhiteSpaceOfThePlatformIsSkipped) {
     expectStored(all + body + all);
 }
 
-TEST_F(CertificateTexts, AMegabyteOfBlanksIsSkipped) {
+TEST_F(PluginStoreCertificate, AMegabyteOfBlanksIsSkipped) {
     expectStored(std::string(1'000'000, ' ') + saraCertificatePem());
 }
 
-TEST_F(CertificateTexts, BitsBehindTheLastByteAreNotLookedAt) {
+TEST_F(PluginStoreCertificate, BitsBehindTheLastByteAreNotLookedAt) {
     // A certificate whose base64 ends in "==": the last digit before it carries four bits of no byte.
     Bytes der = saraCertificate();
     for (std::string subject = "S"; der.size() % 3 != 1; subject += 'S') {
@@ -102,14 +102,14 @@ TEST_F(CertificateTexts, BitsBehindTheLastByteAreNotLookedAt) {
     expectStored(body);
 }
 
-TEST_F(CertificateTexts, DatesDoNotMatter) {
+TEST_F(PluginStoreCertificate, DatesDoNotMatter) {
     expectStored(OpenSSL::pem(
         OpenSSL::certificate(saraKey(), {.notBefore = "20000101000000Z", .notAfter = "20001231235959Z"})));
     expectStored(OpenSSL::pem(
         OpenSSL::certificate(saraKey(), {.notBefore = "20900101000000Z", .notAfter = "20991231235959Z"})));
 }
 
-TEST_F(CertificateTexts, ASelfSignedCertificateIsAsGoodAsAnother) {
+TEST_F(PluginStoreCertificate, ASelfSignedCertificateIsAsGoodAsAnother) {
     // Sara signs it herself: the plugin's signature over the part to be signed takes the authority's place.
     Bytes der = OpenSSL::certificate(saraKey(), {.subject = "Sara", .issuer = "Sara"});
     const Outcome outcome = sign(sara, OpenSSL::base64(OpenSSL::signedPart(der)));
@@ -120,18 +120,18 @@ TEST_F(CertificateTexts, ASelfSignedCertificateIsAsGoodAsAnother) {
     expectStored(OpenSSL::pem(der));
 }
 
-TEST_F(CertificateTexts, NeitherSubjectNorIssuerMatters) {
+TEST_F(PluginStoreCertificate, NeitherSubjectNorIssuerMatters) {
     expectStored(OpenSSL::pem(OpenSSL::certificate(saraKey(), {.subject = "Omid", .issuer = "somebody"})));
 }
 
-TEST_F(CertificateTexts, BytesBehindTheCertificateAreNotLookedAt) {
+TEST_F(PluginStoreCertificate, BytesBehindTheCertificateAreNotLookedAt) {
     const Bytes certificate = saraCertificate();
     for (const Bytes& behind : {hex("00"), hex("30"), hex("30 80"), Bytes(100, 0xFF), certificate}) {
         expectStored(OpenSSL::pem(certificate + behind));
     }
 }
 
-TEST_F(CertificateTexts, OfTwoJoinedCertificatesTheFirstOneCountsUnlessPaddingComesBetween) {
+TEST_F(PluginStoreCertificate, OfTwoJoinedCertificatesTheFirstOneCountsUnlessPaddingComesBetween) {
     const std::string another = OpenSSL::pem(OpenSSL::certificate(OpenSSL::authorityKey()));
     std::string subject = "S";
     for (int i = 0; i < 3; ++i, subject += 'S') {  // so that the size leaves each remainder by three
@@ -150,7 +150,7 @@ TEST_F(CertificateTexts, OfTwoJoinedCertificatesTheFirstOneCountsUnlessPaddingCo
 }
 
 /// Each text is refused, and the slot keeps what it holds.
-class OtherTexts : public WithSaraUntouched {
+class PluginStoreCertificateRefusals : public WithSaraUntouched {
   protected:
     static void expectRefused(const std::string& certPem) {
         EXPECT_EQ(call("storeCertificate", certificateOf(sara, certPem)),
@@ -159,11 +159,11 @@ class OtherTexts : public WithSaraUntouched {
     }
 };
 
-TEST_F(OtherTexts, ACertificateForAnotherKeyIsNotValid) {
+TEST_F(PluginStoreCertificateRefusals, ACertificateForAnotherKeyIsNotValid) {
     expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::authorityKey())));
 }
 
-TEST_F(OtherTexts, ACertificateForAKeyOfAnotherKindIsNotValid) {
+TEST_F(PluginStoreCertificateRefusals, ACertificateForAKeyOfAnotherKindIsNotValid) {
     for (const char* kind : {"ED25519", "ED448", "X25519"}) {
         SCOPED_TRACE(kind);
         expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::newKey(kind))));
@@ -175,19 +175,19 @@ TEST_F(OtherTexts, ACertificateForAKeyOfAnotherKindIsNotValid) {
     expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::newRSAKey(1024))));
 }
 
-TEST_F(OtherTexts, ThePersonsModulusAloneMakesNoKeyOfThePerson) {
+TEST_F(PluginStoreCertificateRefusals, ThePersonsModulusAloneIsNotThePersonsKey) {
     expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::withExponent(saraKey(), 3))));
     expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::forPSSOnly(saraKey()))));
 }
 
-TEST_F(OtherTexts, LowerCaseMarkersAreNoMarkers) {
+TEST_F(PluginStoreCertificateRefusals, LowerCaseMarkersAreNotRemoved) {
     const std::string clean = saraCertificatePem();
     expectRefused(replaced(replaced(clean, "BEGIN CERTIFICATE", "begin certificate"), "END CERTIFICATE",
                            "end certificate"));
     expectRefused(replaced(clean, "-----END CERTIFICATE-----", "-----End Certificate-----"));
 }
 
-TEST_F(OtherTexts, OtherMarkersAreNoMarkers) {
+TEST_F(PluginStoreCertificateRefusals, OtherMarkersAreNotRemoved) {
     const std::string clean = saraCertificatePem();
     expectRefused(replaced(clean, "CERTIFICATE", "X509 CERTIFICATE"));
     expectRefused(replaced(clean, "CERTIFICATE", "TRUSTED CERTIFICATE"));
@@ -199,7 +199,7 @@ TEST_F(OtherTexts, OtherMarkersAreNoMarkers) {
                   "-----BEGIN -----END CERTIFICATE-----CERTIFICATE-----");
 }
 
-TEST_F(OtherTexts, CommentsAroundTheCertificateSpoilIt) {
+TEST_F(PluginStoreCertificateRefusals, CommentsAroundACertificateMakeItInvalid) {
     const std::string clean = saraCertificatePem();
     expectRefused("subject=CN = 0012345678\n" + clean);
     expectRefused("Sara\n" + clean);
@@ -208,7 +208,7 @@ TEST_F(OtherTexts, CommentsAroundTheCertificateSpoilIt) {
                            "-----BEGIN CERTIFICATE-----\nComment: the certificate of Sara\n\n"));
 }
 
-TEST_F(OtherTexts, InvisibleCharactersThatAreNoWhiteSpaceSpoilACertificate) {
+TEST_F(PluginStoreCertificateRefusals, InvisibleCharactersThatAreNotWhiteSpaceMakeACertificateInvalid) {
     const std::string body = OpenSSL::base64(saraCertificate());
     for (const std::string& invisible : {"\u200D"s, "\uFEFF"s, "\u00AD"s, "\u180E"s, "\u200C"s, "\u200F"s,
                                          "\u2060"s, "\u0000"s, "\u001F"s}) {
@@ -218,7 +218,7 @@ TEST_F(OtherTexts, InvisibleCharactersThatAreNoWhiteSpaceSpoilACertificate) {
     }
 }
 
-TEST_F(OtherTexts, TextsThatAreNoCertificateAreNotValid) {
+TEST_F(PluginStoreCertificateRefusals, StringsThatAreNotACertificateAreNotValid) {
     const Bytes key = OpenSSL::rsaPublicKey(saraKey());
     const std::string texts[] = {
         " ",

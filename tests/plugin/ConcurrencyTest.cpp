@@ -1,4 +1,4 @@
-// Many calls at once, from threads of the runtime's choosing.
+// Many calls at once, on many threads.
 
 #include <algorithm>
 #include <functional>
@@ -31,9 +31,9 @@ bool isResolved(const Outcome& outcome) {
     return std::holds_alternative<JSObject>(outcome);
 }
 
-using ManyThreads = OnANewDevice;
+using PluginOnManyThreads = OnANewDevice;
 
-TEST_F(ManyThreads, PersonsAreEnrolledSideBySideWithoutMixingTheirKeys) {
+TEST_F(PluginOnManyThreads, PersonsAreEnrolledSideBySideWithoutMixingTheirKeys) {
     onThreads(4, [](std::size_t i) {
         const std::string who = "person " + std::to_string(i);
         EXPECT_EQ(call("hasKey", person(who)), resolved({{"exists", false}}));
@@ -53,7 +53,7 @@ TEST_F(ManyThreads, PersonsAreEnrolledSideBySideWithoutMixingTheirKeys) {
     });
 }
 
-TEST_F(ManyThreads, CallsForOnePersonInterleaveAndEachEndsInOneOfItsWays) {
+TEST_F(PluginOnManyThreads, CallsForOnePersonInterleaveAndEachEndsInOneOfItsWays) {
     call("ensureKey", person("Sara"));
     const std::string certPem = OpenSSL::pem(OpenSSL::certificate(OpenSSL::publicKey(publicKeyPem("Sara"))));
     onThreads(4, [&](std::size_t i) {
@@ -80,7 +80,7 @@ TEST_F(ManyThreads, CallsForOnePersonInterleaveAndEachEndsInOneOfItsWays) {
                                 {resolved({{"certPem", certPem}}), resolved({{"certPem", nullptr}})}));
         }
     });
-    // Nothing that they left behind stands in the way of the next key.
+    // Nothing that they left behind gets in the way of the next key.
     EXPECT_EQ(call("ensureKey", person("Sara")), resolved({{"ok", true}}));
     const Outcome created = call("createCSR", request(identity("Sara")));
     const OpenSSL::Request made = OpenSSL::parsedRequest(OpenSSL::fromBase64(text(created, "csrPem")));
@@ -88,9 +88,9 @@ TEST_F(ManyThreads, CallsForOnePersonInterleaveAndEachEndsInOneOfItsWays) {
     EXPECT_EQ(X509_REQ_verify(made.get(), OpenSSL::publicKey(publicKeyPem("Sara")).get()), 1);
 }
 
-using ManyThreadsWithSara = WithSaraEnrolled;
+using PluginOnManyThreadsWithSara = WithSaraEnrolled;
 
-TEST_F(ManyThreadsWithSara, TheSlotHoldsOneOfTheTextsWholeWhoeverIsLast) {
+TEST_F(PluginOnManyThreadsWithSara, TheSlotHoldsOneOfTheCertificatesWholeWhoeverIsLast) {
     std::vector<Outcome> shown = {resolved({{"certPem", nullptr}})};
     std::vector<std::string> texts;
     for (int i = 0; i < 4; ++i) {
@@ -108,7 +108,7 @@ TEST_F(ManyThreadsWithSara, TheSlotHoldsOneOfTheTextsWholeWhoeverIsLast) {
     EXPECT_NE(last, resolved({{"certPem", nullptr}}));
 }
 
-TEST_F(ManyThreadsWithSara, SignaturesAskedForOnManyThreadsAreAllFinishedOnTheMainOne) {
+TEST_F(PluginOnManyThreadsWithSara, SignaturesAskedForOnManyThreadsAreAllFinishedOnTheMainOne) {
     constexpr std::size_t threads = 4;
     constexpr std::size_t each = 5;
     std::vector<TestCallRef> calls(threads * each);

@@ -11,13 +11,13 @@
 namespace KavrelCrypto {
 namespace {
 
-using DamagedCertificates = WithSaraUntouched;
+using PluginStoreDamagedCertificate = WithSaraUntouched;
 
 Outcome store(const std::string& certPem) {
     return call("storeCertificate", certificateOf("0012345678", certPem));
 }
 
-TEST_F(DamagedCertificates, ACertificateThatIsCutAnywhereIsNotValid) {
+TEST_F(PluginStoreDamagedCertificate, ACertificateThatIsCutAnywhereIsNotValid) {
     const Bytes whole = saraCertificate();
     for (std::size_t size = 0; size < whole.size(); ++size) {
         EXPECT_EQ(store(OpenSSL::pem(BytesView(whole).first(size))), rejected("Certificate is not valid"))
@@ -25,7 +25,7 @@ TEST_F(DamagedCertificates, ACertificateThatIsCutAnywhereIsNotValid) {
     }
 }
 
-TEST_F(DamagedCertificates, ATextThatIsCutInItsBodyIsNotValid) {
+TEST_F(PluginStoreDamagedCertificate, ATextThatIsCutInItsBodyIsNotValid) {
     const std::string whole = saraCertificatePem();
     const std::size_t bodyEnd = whole.find("\n-----END");
     for (std::size_t size = 1; size < bodyEnd; ++size) {
@@ -33,7 +33,7 @@ TEST_F(DamagedCertificates, ATextThatIsCutInItsBodyIsNotValid) {
     }
 }
 
-TEST_F(DamagedCertificates, ATextThatIsCutInItsEndMarkerIsNotValid) {
+TEST_F(PluginStoreDamagedCertificate, ATextThatIsCutInItsEndMarkerIsNotValid) {
     const std::string whole = saraCertificatePem();
     const std::size_t marker = whole.find("-----END");
     for (std::size_t size = marker + 1; size < whole.size() - 1; ++size) {
@@ -41,13 +41,13 @@ TEST_F(DamagedCertificates, ATextThatIsCutInItsEndMarkerIsNotValid) {
     }
 }
 
-TEST_F(DamagedCertificates, BytesBeforeTheCertificateSpoilIt) {
+TEST_F(PluginStoreDamagedCertificate, BytesBeforeTheCertificateSpoilIt) {
     for (const std::uint8_t byte : hex("00 05 30 FF")) {
         EXPECT_EQ(store(OpenSSL::pem(Bytes{byte} + saraCertificate())), rejected("Certificate is not valid"));
     }
 }
 
-TEST_F(DamagedCertificates, ACertificateInBERThatIsNotDERIsNotValid) {
+TEST_F(PluginStoreDamagedCertificate, ACertificateInBERThatIsNotDERIsNotValid) {
     const Bytes whole = saraCertificate();
     ASSERT_EQ(whole[1], 0x82);
     const Bytes content(whole.begin() + 4, whole.end());
@@ -58,7 +58,7 @@ TEST_F(DamagedCertificates, ACertificateInBERThatIsNotDERIsNotValid) {
 }
 
 /// Certificates of which one part is written in another way.
-class RewrittenCertificates : public WithSaraEnrolled {
+class PluginStoreRewrittenCertificate : public WithSaraEnrolled {
   protected:
     /// Sara's certificate with `replacement` in the place of `part`, which is not within a deeper part that
     /// tells its length.
@@ -98,7 +98,7 @@ class RewrittenCertificates : public WithSaraEnrolled {
     const Bytes keyInfo = publicKeyInfo(null, key);
 };
 
-TEST_F(RewrittenCertificates, PartsThatAreNotDERSpoilACertificate) {
+TEST_F(PluginStoreRewrittenCertificate, PartsThatAreNotDERSpoilACertificate) {
     EXPECT_EQ(storeWith(serialNumber, serialNumber), isStored);
     EXPECT_EQ(storeWith(serialNumber, hex("02 81 02 12 67")), isRefused);
     EXPECT_EQ(storeWith(subject,
@@ -111,7 +111,7 @@ TEST_F(RewrittenCertificates, PartsThatAreNotDERSpoilACertificate) {
               isRefused);
 }
 
-TEST_F(RewrittenCertificates, ABooleanThatIsNotDERSpoilsACertificate) {
+TEST_F(PluginStoreRewrittenCertificate, ABooleanThatIsNotDERSpoilsACertificate) {
     // keyUsage, nonRepudiation. Where DER leaves FALSE out, the platform's parser reads it all the same.
     const auto extension = [&](const Bytes& critical) {
         return keyInfo + hex("A3 12 30 10 30 0E 06 03 55 1D 0F") + critical + hex("04 04 03 02 06 40");
@@ -121,7 +121,7 @@ TEST_F(RewrittenCertificates, ABooleanThatIsNotDERSpoilsACertificate) {
     EXPECT_EQ(storeWith(keyInfo, extension(hex("01 01 01"))), isRefused);
 }
 
-TEST_F(RewrittenCertificates, AKeyThatIsNotDERSpoilsACertificate) {
+TEST_F(PluginStoreRewrittenCertificate, AKeyThatIsNotDERSpoilsACertificate) {
     ASSERT_EQ(key.size(), 270U);
     EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, key)), isStored);
     const Bytes modulus(key.begin() + 4, key.begin() + 265);
@@ -131,21 +131,21 @@ TEST_F(RewrittenCertificates, AKeyThatIsNotDERSpoilsACertificate) {
     EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, key + hex("00"))), isRefused);
 }
 
-TEST_F(RewrittenCertificates, ANegativeModulusSpoilsACertificate) {
+TEST_F(PluginStoreRewrittenCertificate, ANegativeModulusSpoilsACertificate) {
     const Bytes withoutItsSign(key.begin() + 9, key.begin() + 265);
     EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, hex("30 82 01 09 02 82 01 00") + withoutItsSign +
                                                          hex("02 03 01 00 01"))),
               isRefused);
 }
 
-TEST_F(RewrittenCertificates, TheParametersOfTheKeysAlgorithmAreNotLookedAt) {
+TEST_F(PluginStoreRewrittenCertificate, TheParametersOfTheKeysAlgorithmAreNotLookedAt) {
     // RSA has none, so nobody reads what stands in their place.
     for (const Bytes& junk : {hex("04 00"), hex("30 00"), hex("C0 00")}) {
         EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(junk, key)), isStored);
     }
 }
 
-class ChangedCertificates : public WithSaraEnrolled {
+class PluginStoreChangedCertificate : public WithSaraEnrolled {
   protected:
     /// Stores the certificate with the byte at `position` changed. Whatever the answer is, the slot goes with
     /// it.
@@ -165,7 +165,7 @@ class ChangedCertificates : public WithSaraEnrolled {
     }
 };
 
-TEST_F(ChangedCertificates, AChangeInTheKeyIsNeverAccepted) {
+TEST_F(PluginStoreChangedCertificate, AChangeInTheKeyIsNeverAccepted) {
     const Bytes whole = saraCertificate();
     const Bytes key = OpenSSL::rsaPublicKey(saraKey());
     const auto found = std::search(whole.begin(), whole.end(), key.begin(), key.end());
@@ -176,14 +176,14 @@ TEST_F(ChangedCertificates, AChangeInTheKeyIsNeverAccepted) {
     }
 }
 
-TEST_F(ChangedCertificates, AChangeInTheSignatureIsNotLookedAt) {
+TEST_F(PluginStoreChangedCertificate, AChangeInTheSignatureIsNotLookedAt) {
     const std::size_t size = saraCertificate().size();
     for (std::size_t i = size - 256; i < size; i += 5) {
         EXPECT_TRUE(isStoredWith(i, static_cast<std::uint8_t>(1U << i % 8))) << "byte " << i;
     }
 }
 
-TEST_F(ChangedCertificates, AChangeAnywhereElseIsAcceptedOrRefusedAndNothingElse) {
+TEST_F(PluginStoreChangedCertificate, AChangeAnywhereElseIsAcceptedOrRefusedAndNothingElse) {
     const std::size_t signatureStart = saraCertificate().size() - 256;
     for (std::size_t i = 0; i < signatureStart; ++i) {
         for (const std::uint8_t change : hex("01 80 FF")) {

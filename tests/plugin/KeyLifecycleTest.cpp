@@ -17,22 +17,22 @@ using DeviceUnderTest::KeyHalf;
 const std::string privateTag = "com.solbera.app.privatekey.0012345678";
 const std::string publicTag = "com.solbera.app.publickey.0012345678";
 
-using KeyLifecycle = OnANewDevice;
+using PluginKeyLifecycle = OnANewDevice;
 
-TEST_F(KeyLifecycle, APersonWithoutAKeyHasNone) {
+TEST_F(PluginKeyLifecycle, APersonWithoutAKeyHasNone) {
     EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
 }
 
-TEST_F(KeyLifecycle, APersonWithoutAKeyIsNotFoundAndIsGivenNone) {
+TEST_F(PluginKeyLifecycle, APersonWithoutAKeyIsNotFoundAndIsGivenNone) {
     EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
     EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
 }
 
-TEST_F(KeyLifecycle, DeletingTheKeyOfAPersonWhoHasNoneIsNoFailure) {
+TEST_F(PluginKeyLifecycle, DeletingTheKeyOfAPersonWhoHasNoneIsNotAFailure) {
     EXPECT_EQ(call("deleteKey", person("0012345678")), resolved({{"deleted", true}}));
 }
 
-TEST_F(KeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
+TEST_F(PluginKeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
     EXPECT_EQ(call("ensureKey", person("0012345678")), resolved({{"ok", true}}));
     EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", true}}));
     EXPECT_EQ(call("deleteKey", person("0012345678")), resolved({{"deleted", true}}));
@@ -40,14 +40,14 @@ TEST_F(KeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
     EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
 }
 
-TEST_F(KeyLifecycle, EnsureKeyReplacesTheKey) {
+TEST_F(PluginKeyLifecycle, EnsureKeyReplacesTheKey) {
     call("ensureKey", person("0012345678"));
     const std::string first = publicKeyPem("0012345678");
     EXPECT_EQ(call("ensureKey", person("0012345678")), resolved({{"ok", true}}));
     EXPECT_NE(publicKeyPem("0012345678"), first);
 }
 
-TEST_F(KeyLifecycle, CreateCSRMakesTheKeyThatIsMissingAndKeepsTheOneThatIsThere) {
+TEST_F(PluginKeyLifecycle, CreateCSRMakesTheKeyThatIsMissingAndKeepsTheOneThatIsThere) {
     const Outcome first = call("createCSR", request(identity("0012345678")));
     ASSERT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", true}}));
     const std::string made = publicKeyPem("0012345678");
@@ -55,7 +55,7 @@ TEST_F(KeyLifecycle, CreateCSRMakesTheKeyThatIsMissingAndKeepsTheOneThatIsThere)
     EXPECT_EQ(publicKeyPem("0012345678"), made);
 }
 
-TEST_F(KeyLifecycle, NoPromptIsShownForAnythingButASignature) {
+TEST_F(PluginKeyLifecycle, NoPromptIsShownForAnythingButASignature) {
     DeviceUnderTest::answerPrompts(DeviceUnderTest::PromptAnswer::match);
     call("ensureKey", person("0012345678"));
     call("hasKey", person("0012345678"));
@@ -68,14 +68,14 @@ TEST_F(KeyLifecycle, NoPromptIsShownForAnythingButASignature) {
     EXPECT_TRUE(DeviceUnderTest::promptsShown().empty());
 }
 
-TEST_F(KeyLifecycle, TheKeyIsKeptInTheKeychainUnderThePersonsTags) {
+TEST_F(PluginKeyLifecycle, TheKeyIsKeptInTheKeychainUnderThePersonsTags) {
     call("ensureKey", person("0012345678"));
     const Bytes publicKey = OpenSSL::rsaPublicKey(OpenSSL::publicKey(publicKeyPem("0012345678")));
     EXPECT_EQ(keychainKey(KeyHalf::privateKey, privateTag), publicKey);
     EXPECT_EQ(keychainKey(KeyHalf::publicKey, publicTag), publicKey);
 }
 
-TEST_F(KeyLifecycle, ALonePublicHalfIsNoKeyAndIsReplacedWithANewPair) {
+TEST_F(PluginKeyLifecycle, ALonePublicHalfIsNotAKeyAndIsReplacedWithANewPair) {
     call("ensureKey", person("0012345678"));
     const std::optional<Bytes> left = keychainKey(KeyHalf::publicKey, publicTag);
     ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(privateTag));
@@ -89,9 +89,9 @@ TEST_F(KeyLifecycle, ALonePublicHalfIsNoKeyAndIsReplacedWithANewPair) {
     EXPECT_EQ(keychainKey(KeyHalf::publicKey, publicTag), made);
 }
 
-using KeyInfo = WithSaraUntouched;
+using PluginGetKeyInfo = WithSaraUntouched;
 
-TEST_F(KeyInfo, TellsSixThingsInTheirOrder) {
+TEST_F(PluginGetKeyInfo, HasSixMembersInTheirOrder) {
     const std::string publicKey = publicKeyPem(sara);
     EXPECT_EQ(call("getKeyInfo", person(sara)), resolved({
                                                     {"alias", sara},
@@ -103,8 +103,8 @@ TEST_F(KeyInfo, TellsSixThingsInTheirOrder) {
                                                 }));
 }
 
-TEST_F(KeyInfo, ThePublicKeyIsThatOfThePersonsRequestInItsOwnPEMFormByteForByte) {
-    // The key by another way: OpenSSL takes it out of the person's request.
+TEST_F(PluginGetKeyInfo, HasThePublicKeyOfThePersonsRequestInPEMByteForByte) {
+    // OpenSSL takes the same key out of the person's request.
     const Outcome created = call("createCSR", request(identity(sara)));
     const OpenSSL::Request parsed = OpenSSL::parsedRequest(OpenSSL::fromBase64(text(created, "csrPem")));
     ASSERT_NE(parsed, nullptr);
@@ -121,7 +121,7 @@ TEST_F(KeyInfo, ThePublicKeyIsThatOfThePersonsRequestInItsOwnPEMFormByteForByte)
     EXPECT_EQ(publicKeyPem(sara), expected);
 }
 
-TEST_F(KeyInfo, ThePublicExponentIs65537) {
+TEST_F(PluginGetKeyInfo, HasAKeyWhosePublicExponentIs65537) {
     const Bytes key = OpenSSL::rsaPublicKey(saraKey());
     const Bytes end = hex("02 03 01 00 01");
     EXPECT_TRUE(std::equal(end.rbegin(), end.rend(), key.rbegin()));

@@ -31,7 +31,7 @@ std::shared_ptr<X509> parsedCertificate(BytesView der) {
     return {required(d2i_X509(nullptr, &position, static_cast<long>(der.size()))), X509_free};
 }
 
-/// What one of OpenSSL's i2d functions writes.
+/// Returns what one of OpenSSL's i2d functions writes.
 template <typename Write>
 Bytes written(Write write) {
     unsigned char* allocated = nullptr;
@@ -52,7 +52,7 @@ void setTime(ASN1_TIME* time, const std::string& text) {
     require(ASN1_TIME_set_string_X509(time, text.c_str()) == 1);
 }
 
-/// A public key of the type that OpenSSL calls `type`, with the modulus of `other`.
+/// Returns a public key with the modulus of `other`. `type` is OpenSSL's name for its type.
 Key withModulusOf(const Key& other, const char* type, unsigned long exponent) {
     BIGNUM* number = nullptr;
     require(EVP_PKEY_get_bn_param(other.get(), OSSL_PKEY_PARAM_RSA_N, &number) == 1);

@@ -1,4 +1,4 @@
-// What stops the process.
+// Calls that stop the process.
 
 #include <gtest/gtest.h>
 

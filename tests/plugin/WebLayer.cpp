@@ -104,7 +104,7 @@ JSObject without(const JSObject& object, std::string_view key) {
     return JSObject(std::move(members));
 }
 
-const std::vector<JSValue>& valuesThatAreNoText() {
+const std::vector<JSValue>& valuesThatAreNotStrings() {
     static const std::vector<JSValue> values = {
         nullptr,
         true,

@@ -11,10 +11,10 @@
 #include "tests/support/DeviceUnderTest.hpp"
 #include "tests/support/TestCall.hpp"
 
-/// The plugin as a page of the web layer meets it: calls by name, and how they end.
+/// The plugin as a page sees it: calls by name, and how they end.
 namespace KavrelCrypto {
 
-/// How a call ended: with a result or with a rejection.
+/// How a call ended.
 using Outcome = std::variant<JSObject, TestCall::Rejection>;
 
 Outcome resolved(JSObject result);
@@ -22,43 +22,44 @@ Outcome rejected(std::string message, std::optional<std::string> code = std::nul
 
 using DeviceUnderTest::begin;
 
-/// How `call` ended. The test fails unless it was finished exactly once.
+/// Returns how `call` ended. The test fails unless it was finished exactly once.
 Outcome outcomeOf(const TestCall& call);
 
-/// A call of a method that finishes it before it returns, on the calling thread; otherwise the test fails.
+/// Makes a call and returns how it ended. The test fails unless the call was finished on this thread before
+/// its entry point returned.
 Outcome call(std::string_view method, std::optional<JSObject> options);
 
-/// Runs the main queue on the calling thread until all of `calls` are finished and nothing that was posted
-/// before is left.
+/// Runs the main queue until all of `calls` are finished, then the tasks that were posted before that.
 void finish(const std::vector<TestCallRef>& calls);
 
-/// A call of "signDigest", up to its end.
+/// Makes a call of "signDigest", runs the main queue and returns how the call ended.
 Outcome sign(const std::string& nationalCode, const std::string& digestB64);
 
-/// The text under `key` in the result of a call. Where there is none, the test fails and the text is empty.
+/// Returns the string under `key` in the result of a call. If there is none, the test fails and the string is
+/// empty.
 std::string text(const Outcome& outcome, std::string_view key);
 
-/// The arguments of a call about one person.
+/// The arguments of calls about one person.
 JSObject person(std::string nationalCode);
 JSObject certificateOf(std::string nationalCode, std::string certPem);
 JSObject digestFor(std::string nationalCode, std::string digestB64);
 
-/// The identity record of a person, as the web layer sends it: fourteen texts.
+/// Returns the identity record of a person, as the web layer sends it: fourteen strings.
 JSObject identity(std::string nationalCode);
 
-/// The arguments of a call of "createCSR".
+/// Returns the arguments of a call of "createCSR".
 JSObject request(JSObject userInfo);
 
-/// `object` with `value` under `key`, in the place of the former value or at the end.
+/// Returns `object` with `value` under `key`, in the former value's place or at the end.
 JSObject with(const JSObject& object, std::string_view key, JSValue value);
 
-/// `object` without `key`.
+/// Returns `object` without `key`.
 JSObject without(const JSObject& object, std::string_view key);
 
-/// Values of each JSON type but text.
-const std::vector<JSValue>& valuesThatAreNoText();
+/// Returns values of each JSON type but string.
+const std::vector<JSValue>& valuesThatAreNotStrings();
 
-/// How a failing test shows the values.
+/// Print the values where a test fails.
 void PrintTo(const JSValue& value, std::ostream* out);
 void PrintTo(const JSObject& object, std::ostream* out);
 void PrintTo(const TestCall::Rejection& rejection, std::ostream* out);

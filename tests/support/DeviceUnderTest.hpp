@@ -26,14 +26,15 @@
 ///   that runs the queue, and at no other time. What a prompt's answer leads to, the lookup of the key
 ///   included, happens within `runMainQueueUntil` too: a test can do something else in between.
 /// - The console's lines and the prompts arrive in the order in which they were made.
-/// - A device that is gone, or does not answer within a minute, throws std::runtime_error.
+/// - If the device is gone or does not answer within a minute, a function throws std::runtime_error.
 ///
 /// Cases about threads, about the C++ class or about a process that stops need a device in this process;
 /// tests/plugin/CMakeLists.txt lists them apart. Such a device takes most of these functions from
 /// NativeDevice.
 namespace KavrelCrypto::DeviceUnderTest {
 
-/// A new device: no items, Face ID enrolled, not locked, prompts cancelled, no prompt shown yet.
+/// Makes the device a new one: no items, a face enrolled for Face ID, not locked out, prompts cancelled, no
+/// prompt shown yet.
 void startNew();
 
 /// Sets the kind of sensor, and whether it can be used. Without a sensor the other two do not count.
@@ -44,7 +45,7 @@ enum class PromptAnswer { match, noMatch, cancel };
 /// Sets how the prompts are answered from now on.
 void answerPrompts(PromptAnswer answer);
 
-/// The reasons of the prompts shown since `startNew`, in order.
+/// Returns the reasons of the prompts shown since `startNew`, in order.
 std::vector<std::string> promptsShown();
 
 /// Hands a call of `method` to the plugin and returns when the method's entry point has returned; by then the
@@ -56,15 +57,15 @@ TestCallRef begin(std::string_view method, std::optional<JSObject> options);
 /// after a minute: a call that is never finished fails its own test and does not hold up the others.
 void runMainQueueUntil(const std::function<bool()>& done);
 
-/// The console lines that the component prints while `work` runs, each with its line feed.
+/// Returns the console lines that the component prints while `work` runs, each with its line feed.
 std::string printedBy(const std::function<void()>& work);
 
 // The keychain, behind the plugin's back.
 
 enum class KeyHalf { privateKey, publicKey };
 
-/// The public key of the RSA key that is kept under the application tag `tag`, as a PKCS #1 RSAPublicKey in
-/// DER. `half` says which half of a pair is looked for. Absent if there is none.
+/// Returns the public key of the RSA key under the application tag `tag`, as a PKCS #1 RSAPublicKey in DER.
+/// `half` says which half of a pair to look for. Absent if there is none.
 std::optional<Bytes> keychainKey(KeyHalf half, const std::string& tag);
 
 /// Generates an RSA pair of 2048 bits, keeps its halves under the two tags, and returns the public key as

@@ -8,7 +8,7 @@
 
 namespace KavrelCrypto {
 
-/// The bytes that `text` spells in hexadecimal, with blanks between them.
+/// Returns the bytes that `text` spells in hexadecimal, separated by blanks.
 inline Bytes hex(const std::string& text) {
     Bytes bytes;
     std::istringstream words(text);

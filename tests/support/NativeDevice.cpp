@@ -34,7 +34,7 @@ TestCallRef begin(std::string_view method, std::optional<JSObject> options) {
 void runMainQueueUntil(const std::function<bool()>& done) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     const auto isOver = [&] { return done() || std::chrono::steady_clock::now() > deadline; };
-    // The queue waits for tasks as long as it takes; a task that keeps coming back lets it see the deadline.
+    // The device waits for tasks without a bound. A task that posts itself again lets it notice the deadline.
     const std::function<void()> lookAgain = [&] {
         if (!isOver()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -2,9 +2,9 @@
 
 #include <functional>
 
-/// The part of DeviceUnderTest that all devices in this process have in common: NativeDevice.cpp defines the
-/// calls, the main queue's bound, the console and the keychain, over the component and the operations of
-/// platform/. The device's own source file defines the rest, and the following.
+/// What devices in the tests' own process have in common. NativeDevice.cpp defines the calls, the bounded
+/// main queue, the console and the keychain of DeviceUnderTest over the component and the operations of
+/// platform/. Each device's source file defines the rest of DeviceUnderTest, and the following.
 namespace KavrelCrypto::NativeDevice {
 
 /// Runs the main queue's tasks on the calling thread until `done` returns true, waiting for more where

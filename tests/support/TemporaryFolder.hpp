@@ -8,7 +8,7 @@
 
 namespace KavrelCrypto {
 
-/// A folder that is there as long as the object.
+/// A folder that exists as long as the object does.
 class TemporaryFolder {
   public:
     TemporaryFolder() {

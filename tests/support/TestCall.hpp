@@ -10,7 +10,8 @@
 
 namespace KavrelCrypto {
 
-/// A call of a test: brings the arguments and remembers how, how often and on which thread it was finished.
+/// A call that a test makes. It carries the arguments and records how, how often and on which thread it was
+/// finished.
 class TestCall final : public CAPPluginCall {
   public:
     struct Rejection {

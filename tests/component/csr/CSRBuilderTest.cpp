@@ -36,7 +36,7 @@ const UserInfo user = {
 
 const Bytes publicKeyBits = hex("30 06 02 01 05 02 01 03");
 
-/// What is signed for `user` with that public key.
+/// Returns the CertificationRequestInfo for `user` and that public key.
 Bytes expectedInfo() {
     return CertificateSigningRequest({
                                          .commonName = "0012345678",

@@ -199,7 +199,8 @@ TEST(DEREncodingSpecificSize, StopsTheProcessWithoutData) {
     EXPECT_DEATH(CSR::derEncodingSpecificSize({}, 0, 0), "an elliptic-curve public key must not be empty");
 }
 
-// How an RSAPublicKey is split shows in the SubjectPublicKeyInfo, which is written from the parts.
+// The method is private. How it splits an RSAPublicKey shows in the SubjectPublicKeyInfo, which is written
+// from the parts.
 
 Bytes rsaInfo(const Bytes& bits) {
     return CSR().buildPublicKeyInfo(bits);

@@ -23,8 +23,7 @@ Bytes enclosed(Bytes content, std::uint8_t tag = 0x30) {
     return content;
 }
 
-/// The CertificationRequestInfo of a request with `values` over the P-256 point, when its subject is
-/// `subject` and its attributes are `attributes`.
+/// Expects the CertificationRequestInfo for `values` and the P-256 point to hold `subject` and `attributes`.
 void expectInfo(CSR::Values values, const Bytes& subject, const Bytes& attributes = hex("A0 00")) {
     values.keyAlgorithm = ecSHA256;
     EXPECT_EQ(CSR(std::move(values)).buldCertificationRequestInfo(point),

@@ -66,7 +66,7 @@ const Row algorithms[] = {
      "30 0A 06 08 2A 86 48 CE 3D 04 03 04"},
 };
 
-/// What a view shows, in a form that can be compared and printed.
+/// Copies a view into a form that can be compared and printed.
 template <typename T>
 std::vector<T> elements(std::span<const T> view) {
     return {view.begin(), view.end()};

@@ -51,7 +51,7 @@ class SecureKeyManagerSign : public testing::Test {
         EXPECT_CALL(device, SecItemCopyMatching(query, NotNull())).WillOnce(givesBack(std::move(result)));
     }
 
-    /// The reply arrives, and nothing happens before the main queue runs.
+    /// Delivers the reply, and checks that nothing follows from it before the main queue runs.
     void answer(bool success, std::optional<NSError> error) {
         reply(success, std::move(error));
         EXPECT_TRUE(results.empty());

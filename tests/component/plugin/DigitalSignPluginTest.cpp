@@ -1,5 +1,4 @@
-// The plugin on a platform that fails, answers nothing, or answers nothing without an error; and the order in
-// which it asks.
+// The plugin on a platform that fails, with an error or without one; and the order in which it asks.
 
 #include <gmock/gmock.h>
 

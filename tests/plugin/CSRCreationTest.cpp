@@ -14,7 +14,7 @@
 namespace KavrelCrypto {
 namespace {
 
-/// One attribute of the subject: its type, its string type, its value.
+/// An attribute of the subject: its type, its string type and its value.
 using Attribute = std::tuple<std::string, int, std::string>;
 
 std::vector<Attribute> subjectOf(const OpenSSL::Request& request) {
@@ -45,13 +45,13 @@ std::vector<Attribute> subject(const std::string& nationalCode, const std::strin
     };
 }
 
-class Requests : public WithSaraUntouched {
+class PluginCreateCSR : public WithSaraUntouched {
   protected:
     static std::string csrPem(const JSObject& userInfo = identity(sara)) {
         return text(call("createCSR", request(userInfo)), "csrPem");
     }
 
-    /// The request for `userInfo`; the test fails and there is none where OpenSSL cannot read it.
+    /// Returns the request for `userInfo`, or null, and the test fails, if OpenSSL cannot read it.
     static OpenSSL::Request parsed(const JSObject& userInfo = identity(sara)) {
         OpenSSL::Request made = OpenSSL::parsedRequest(OpenSSL::fromBase64(csrPem(userInfo)));
         EXPECT_NE(made, nullptr);
@@ -59,36 +59,36 @@ class Requests : public WithSaraUntouched {
     }
 };
 
-TEST_F(Requests, TheResultIsTheRequestAlone) {
+TEST_F(PluginCreateCSR, TheResultIsTheRequestAlone) {
     const std::string request = csrPem();
     EXPECT_EQ(call("createCSR", JSObject{{"userInfo", identity(sara)}}), resolved({{"csrPem", request}}));
 }
 
-TEST_F(Requests, ARequestIsOneLineOfBase64WithoutHeaderAndFooter) {
+TEST_F(PluginCreateCSR, ARequestIsOneLineOfBase64WithoutHeaderAndFooter) {
     const std::string request = csrPem();
     EXPECT_EQ(request, OpenSSL::base64(OpenSSL::fromBase64(request)));
     EXPECT_TRUE(request.starts_with("MII"));
 }
 
-TEST_F(Requests, ARequestIsSignedByThePersonsKey) {
+TEST_F(PluginCreateCSR, ARequestIsSignedByThePersonsKey) {
     const OpenSSL::Request request = parsed();
     ASSERT_NE(request, nullptr);
     EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
     EXPECT_EQ(X509_REQ_get_signature_nid(request.get()), NID_sha256WithRSAEncryption);
 }
 
-TEST_F(Requests, ARequestIsOfTheFirstVersionAndCarriesThePersonsKey) {
+TEST_F(PluginCreateCSR, ARequestIsOfTheFirstVersionAndCarriesThePersonsKey) {
     const OpenSSL::Request request = parsed();
     ASSERT_NE(request, nullptr);
     EXPECT_EQ(X509_REQ_get_version(request.get()), X509_REQ_VERSION_1);
     EXPECT_EQ(EVP_PKEY_eq(X509_REQ_get0_pubkey(request.get()), saraKey().get()), 1);
 }
 
-TEST_F(Requests, ARequestIsTheDERThatOpenSSLWouldWriteOfIt) {
+TEST_F(PluginCreateCSR, ARequestIsTheDERThatOpenSSLWouldWriteOfIt) {
     const Bytes made = OpenSSL::fromBase64(csrPem());
     const OpenSSL::Request request = OpenSSL::parsedRequest(made);
     ASSERT_NE(request, nullptr);
-    // The part that is signed is encoded anew, and so is what stands around it.
+    // OpenSSL encodes the signed part anew, and then the whole request.
     unsigned char* signedPart = nullptr;
     const int length = i2d_re_X509_REQ_tbs(request.get(), &signedPart);
     ASSERT_GT(length, 0);
@@ -103,23 +103,23 @@ TEST_F(Requests, ARequestIsTheDERThatOpenSSLWouldWriteOfIt) {
     EXPECT_EQ(whole, made);
 }
 
-TEST_F(Requests, TheSubjectHasSevenAttributesInTheirOrder) {
+TEST_F(PluginCreateCSR, TheSubjectHasSevenAttributesInTheirOrder) {
     const OpenSSL::Request request = parsed();
     ASSERT_NE(request, nullptr);
     EXPECT_EQ(subjectOf(request), subject(sara));
 }
 
-TEST_F(Requests, TheAttributesAreTheRequestForTwoCriticalKeyPurposesByteForByte) {
+TEST_F(PluginCreateCSR, TheAttributesAreTheRequestForTwoCriticalKeyPurposesByteForByte) {
     const Bytes attributes =
         hex("A0 35 30 33 06 09 2A 86 48 86 F7 0D 01 09 0E 31 26 30 24 30 22 06 03 55 1D 25 01 01 FF 04 18 30 "
             "16 06 0A 2B 06 01 04 01 82 37 0A 03 0C 06 08 2B 06 01 05 05 07 03 02");
     const Bytes made = OpenSSL::fromBase64(csrPem());
-    // Behind them: 15 bytes of signature algorithm, 5 around the signature, 256 of signature.
+    // After them come 15 bytes of AlgorithmIdentifier, 5 of the BIT STRING, and 256 of the signature.
     ASSERT_GT(made.size(), 331U);
     EXPECT_EQ(Bytes(made.end() - 331, made.end() - 276), attributes);
 }
 
-TEST_F(Requests, OpenSSLFindsDocumentSigningAndClientAuthenticationAskedForAsCritical) {
+TEST_F(PluginCreateCSR, OpenSSLFindsDocumentSigningAndClientAuthenticationAskedForAsCritical) {
     const OpenSSL::Request request = parsed();
     ASSERT_NE(request, nullptr);
     const auto freeAll = [](STACK_OF(X509_EXTENSION) * all) {
@@ -141,11 +141,11 @@ TEST_F(Requests, OpenSSLFindsDocumentSigningAndClientAuthenticationAskedForAsCri
     EXPECT_EQ(OBJ_obj2nid(sk_ASN1_OBJECT_value(purposes.get(), 1)), NID_client_auth);
 }
 
-TEST_F(Requests, TheSameRecordGivesTheSameRequest) {
+TEST_F(PluginCreateCSR, TheSameRecordGivesTheSameRequest) {
     EXPECT_EQ(csrPem(), csrPem());
 }
 
-TEST_F(Requests, OnlySixOfTheFourteenTextsShowInTheRequest) {
+TEST_F(PluginCreateCSR, OnlySixOfTheFourteenStringsAppearInTheRequest) {
     const std::string plain = csrPem();
     for (const char* unused : {"identificationId", "name", "lastName", "phoneNumber", "birthCertificateId",
                                "birthDate", "gender", "citizenship"}) {
@@ -157,25 +157,25 @@ TEST_F(Requests, OnlySixOfTheFourteenTextsShowInTheRequest) {
     }
 }
 
-TEST_F(Requests, MembersBeyondTheFourteenChangeNothing) {
+TEST_F(PluginCreateCSR, MembersBeyondTheFourteenChangeNothing) {
     const JSObject more = with(with(identity(sara), "email", "sara@example.org"), "", std::int64_t{1});
     EXPECT_EQ(csrPem(more), csrPem());
 }
 
-TEST_F(Requests, TheOrderOfTheMembersChangesNothing) {
+TEST_F(PluginCreateCSR, TheOrderOfTheMembersChangesNothing) {
     std::vector<JSMember> members = identity(sara).members();
     std::reverse(members.begin(), members.end());
     EXPECT_EQ(csrPem(JSObject(members)), csrPem());
 }
 
-TEST_F(Requests, BlanksAroundATextStayInTheRequest) {
+TEST_F(PluginCreateCSR, BlanksAroundAStringStayInTheRequest) {
     const OpenSSL::Request request =
         parsed(with(with(identity(sara), "city", "  Tehran\t"), "postalCode", " 1193653471 "));
     ASSERT_NE(request, nullptr);
     EXPECT_EQ(subjectOf(request), subject(sara, "  Tehran\t", " 1193653471 "));
 }
 
-TEST_F(Requests, AnEmptyTextIsAnEmptyAttribute) {
+TEST_F(PluginCreateCSR, AnEmptyStringIsAnEmptyAttribute) {
     JSObject userInfo = identity(sara);
     for (const char* key : {"provinceName", "city", "enLastName", "enName", "postalCode"}) {
         userInfo = with(userInfo, key, "");
@@ -192,7 +192,7 @@ TEST_F(Requests, AnEmptyTextIsAnEmptyAttribute) {
     EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
 }
 
-TEST_F(Requests, TextsOfAnyScriptAndEvenZeroBytesAreKept) {
+TEST_F(PluginCreateCSR, StringsOfAnyScriptAndEvenZeroBytesAreKept) {
     using namespace std::string_literals;
     for (const std::string& city : {"שׁלום\u200F"s, "東京"s, "👩🏽‍💻"s, "a\0b"s,
                                     "'; DROP TABLE items; --"s, "\r\n"s, "\uFFFD"s}) {
@@ -203,7 +203,7 @@ TEST_F(Requests, TextsOfAnyScriptAndEvenZeroBytesAreKept) {
     }
 }
 
-TEST_F(Requests, TextsAroundEveryFormOfTheirLengthAreWrittenInDER) {
+TEST_F(PluginCreateCSR, StringsAroundEachFormOfALengthAreWrittenInDER) {
     for (const std::size_t size : {127U, 128U, 200U, 255U, 256U, 10'000U}) {
         const std::string city(size, 'c');
         const std::string postalCode(size, '1');
@@ -215,8 +215,8 @@ TEST_F(Requests, TextsAroundEveryFormOfTheirLengthAreWrittenInDER) {
     }
 }
 
-TEST_F(Requests, TheNationalCodeOfTheRecordNamesThePersonAndTheSubject) {
-    // The one outside the record stands for nothing.
+TEST_F(PluginCreateCSR, TheNationalCodeOfTheRecordNamesThePersonAndTheSubject) {
+    // A national code outside the record does not count.
     const Outcome outcome = call("createCSR", with(request(identity("Omid")), "nationalCode", sara));
     const OpenSSL::Request made = OpenSSL::parsedRequest(OpenSSL::fromBase64(text(outcome, "csrPem")));
     ASSERT_NE(made, nullptr);

@@ -30,7 +30,7 @@ BegunElsewhere beginElsewhere(const std::string& nationalCode) {
     return begun;
 }
 
-class SigningThreads : public WithSaraUntouched {
+class PluginSignDigestThreads : public WithSaraUntouched {
   protected:
     /// The outcome of a call that was begun elsewhere. It is finished on this thread, after it returned.
     static Outcome outcomeHere(const std::string& nationalCode) {
@@ -50,7 +50,7 @@ class SigningThreads : public WithSaraUntouched {
     }
 };
 
-TEST_F(SigningThreads, TheMainThreadFinishesACallWhosePromptWasAnswered) {
+TEST_F(PluginSignDigestThreads, TheMainThreadFinishesACallWhosePromptWasAnswered) {
     EXPECT_EQ(text(outcomeHere(sara), "algo"), "RSA_SHA256");
     EXPECT_EQ(outcomeHere("nobody"), rejected("sign_failed"));
     for (const PromptAnswer answer : {PromptAnswer::cancel, PromptAnswer::noMatch}) {
@@ -59,7 +59,7 @@ TEST_F(SigningThreads, TheMainThreadFinishesACallWhosePromptWasAnswered) {
     }
 }
 
-TEST_F(SigningThreads, TheCallersThreadFinishesACallThatCannotPrompt) {
+TEST_F(PluginSignDigestThreads, TheCallersThreadFinishesACallThatCannotPrompt) {
     DeviceUnderTest::setBiometrics(LABiometryType::faceID, false, false);
     EXPECT_EQ(outcomeThere(), rejected("sign_failed"));
     DeviceUnderTest::setBiometrics(LABiometryType::touchID, true, true);
@@ -68,7 +68,7 @@ TEST_F(SigningThreads, TheCallersThreadFinishesACallThatCannotPrompt) {
     EXPECT_EQ(outcomeThere(), rejected("sign_failed"));
 }
 
-TEST_F(SigningThreads, AFinishedCallIsReleased) {
+TEST_F(PluginSignDigestThreads, AFinishedCallIsReleased) {
     const TestCallRef call = begin("signDigest", digestFor(sara, "AAAA"));
     const std::weak_ptr<TestCall> watched = call;
     finish({call});

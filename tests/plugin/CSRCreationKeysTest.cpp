@@ -1,4 +1,4 @@
-// Which key signs a request.
+// "createCSR": which key signs the request.
 
 #include <gtest/gtest.h>
 #include <string>
@@ -14,7 +14,7 @@ const std::string sara = "0012345678";
 const std::string fallbackPrivateTag = "com.kavrel.app.privatekey" + sara;
 const std::string fallbackPublicTag = "com.kavrel.app.publickey" + sara;
 
-/// Adds a pair such as an earlier fallback of the request builder left, and returns its public key.
+/// Adds the pair that an earlier fallback of the request builder left, and returns its public key.
 Bytes addFallbackPair() {
     return DeviceUnderTest::addKeychainPair(fallbackPrivateTag, fallbackPublicTag);
 }
@@ -34,21 +34,21 @@ Bytes keyOfPerson() {
     return OpenSSL::rsaPublicKey(OpenSSL::publicKey(text(call("getKeyInfo", person(sara)), "publicKeyPem")));
 }
 
-using RequestKeys = OnANewDevice;
+using PluginCreateCSRKeys = OnANewDevice;
 
-TEST_F(RequestKeys, WithoutAnyKeyAPersonGetsOneAndItSigns) {
+TEST_F(PluginCreateCSRKeys, WithoutAnyKeyAPersonGetsOneAndItSigns) {
     const Bytes signing = keyOfRequest();
     EXPECT_EQ(signing, keyOfPerson());
 }
 
-TEST_F(RequestKeys, AWholeFallbackPairSignsInThePlaceOfThePersonsKey) {
+TEST_F(PluginCreateCSRKeys, AWholeFallbackPairSignsInThePlaceOfThePersonsKey) {
     const Bytes fallback = addFallbackPair();
     EXPECT_EQ(keyOfRequest(), fallback);
-    // The person gets a key all the same.
+    // The person gets a key even so.
     EXPECT_NE(keyOfPerson(), fallback);
 }
 
-TEST_F(RequestKeys, HalfAFallbackPairIsPassedOver) {
+TEST_F(PluginCreateCSRKeys, HalfAFallbackPairIsPassedOver) {
     const Bytes fallback = addFallbackPair();
     ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag));
     const Bytes signing = keyOfRequest();
@@ -56,14 +56,14 @@ TEST_F(RequestKeys, HalfAFallbackPairIsPassedOver) {
     EXPECT_EQ(signing, keyOfPerson());
 }
 
-TEST_F(RequestKeys, DeletingThePersonsKeyLeavesTheFallbackPair) {
+TEST_F(PluginCreateCSRKeys, DeletingThePersonsKeyLeavesTheFallbackPair) {
     const Bytes fallback = addFallbackPair();
     EXPECT_EQ(call("deleteKey", person(sara)), resolved({{"deleted", true}}));
     EXPECT_EQ(call("hasKey", person(sara)), resolved({{"exists", false}}));
     EXPECT_EQ(keyOfRequest(), fallback);
 }
 
-TEST_F(RequestKeys, ARequestLeavesTheCertificateSlotAlone) {
+TEST_F(PluginCreateCSRKeys, ARequestLeavesTheCertificateSlotAlone) {
     call("createCSR", request(identity(sara)));
     EXPECT_EQ(call("getCertificate", person(sara)), resolved({{"certPem", nullptr}}));
 }

@@ -1,4 +1,4 @@
-// The national code names a person's keys byte for byte, whatever text it is.
+// "nationalCode", which names a person's keys byte for byte, whatever string it is.
 
 #include <gtest/gtest.h>
 #include <set>
@@ -29,7 +29,7 @@ const std::vector<std::string>& unusualAliases() {
     return aliases;
 }
 
-/// Nobody's aliases, each a small step from one above.
+/// Aliases that nobody has, each of which differs a little from one above.
 const std::vector<std::string>& nearMisses() {
     static const std::vector<std::string> aliases = {
         " ",
@@ -60,9 +60,8 @@ const std::vector<std::string>& nearMisses() {
     return aliases;
 }
 
-/// The persons with the unusual aliases, each with a key; all tests of the suite share them and keep the
-/// keys.
-class Aliases : public testing::Test {
+/// The persons with the unusual aliases have keys, which the tests of the suite share and must not replace.
+class NationalCode : public testing::Test {
   protected:
     static void SetUpTestSuite() {
         DeviceUnderTest::startNew();
@@ -76,7 +75,7 @@ class Aliases : public testing::Test {
     }
 };
 
-TEST_F(Aliases, EachAliasIsGivenBackAsItCameAndHasAKeyOfItsOwn) {
+TEST_F(NationalCode, IsReturnedUnchangedAndHasAKeyOfItsOwn) {
     std::set<std::string> keys;
     for (const std::string& alias : unusualAliases()) {
         const Outcome info = call("getKeyInfo", person(alias));
@@ -86,13 +85,13 @@ TEST_F(Aliases, EachAliasIsGivenBackAsItCameAndHasAKeyOfItsOwn) {
     EXPECT_EQ(keys.size(), unusualAliases().size());
 }
 
-TEST_F(Aliases, AnAliasThatDiffersInOneCharacterNamesSomebodyElse) {
+TEST_F(NationalCode, NamesSomebodyElseWhenOneCharacterDiffers) {
     for (const std::string& alias : nearMisses()) {
         EXPECT_EQ(call("hasKey", person(alias)), resolved({{"exists", false}})) << alias.substr(0, 40);
     }
 }
 
-TEST_F(Aliases, DeletingTheKeyOfSomebodyElseLeavesThem) {
+TEST_F(NationalCode, KeepsItsKeyWhenSomebodyElsesIsDeleted) {
     for (const std::string& alias : nearMisses()) {
         EXPECT_EQ(call("deleteKey", person(alias)), resolved({{"deleted", true}})) << alias.substr(0, 40);
     }
@@ -101,7 +100,7 @@ TEST_F(Aliases, DeletingTheKeyOfSomebodyElseLeavesThem) {
     }
 }
 
-TEST_F(Aliases, EachPersonSignsWithTheOwnKey) {
+TEST_F(NationalCode, SignsWithItsOwnKey) {
     const Bytes digest(32, 0x5A);
     for (const std::string& alias : unusualAliases()) {
         SCOPED_TRACE(alias.substr(0, 40));
@@ -111,7 +110,7 @@ TEST_F(Aliases, EachPersonSignsWithTheOwnKey) {
     }
 }
 
-TEST_F(Aliases, EachPersonsCertificateIsStored) {
+TEST_F(NationalCode, GetsItsCertificateStored) {
     for (const std::string& alias : unusualAliases()) {
         SCOPED_TRACE(alias.substr(0, 40));
         const std::string pem =
@@ -121,7 +120,7 @@ TEST_F(Aliases, EachPersonsCertificateIsStored) {
     }
 }
 
-TEST_F(Aliases, EachPersonButTheOneWithoutAnAliasGetsARequestAndKeepsTheKey) {
+TEST_F(NationalCode, GetsARequestForItsKeyUnlessItIsEmpty) {
     for (const std::string& alias : unusualAliases()) {
         SCOPED_TRACE(alias.substr(0, 40));
         if (alias.empty()) {
@@ -133,9 +132,9 @@ TEST_F(Aliases, EachPersonButTheOneWithoutAnAliasGetsARequestAndKeepsTheKey) {
     }
 }
 
-using AliasesOnANewDevice = OnANewDevice;
+using NationalCodeOnANewDevice = OnANewDevice;
 
-TEST_F(AliasesOnANewDevice, DeletingOnePersonsKeyLeavesTheNeighbours) {
+TEST_F(NationalCodeOnANewDevice, LeavesTheKeysOfSimilarCodesWhenItsOwnIsDeleted) {
     const std::vector<std::string> neighbours = {"ab", "AB", "ab "};
     for (const std::string& alias : neighbours) {
         call("ensureKey", person(alias));

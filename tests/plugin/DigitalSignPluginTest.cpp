@@ -1,4 +1,4 @@
-// What the plugin tells the runtime about itself.
+// The plugin class as the runtime sees it.
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@
 namespace KavrelCrypto {
 namespace {
 
-using Registration = OnANewDevice;
+using DigitalSignPluginClass = OnANewDevice;
 
-TEST_F(Registration, TheMethodTableHasTenPromisesWithSetStyleFirst) {
+TEST_F(DigitalSignPluginClass, RegistersTenPromisesWithSetStyleFirst) {
     const std::vector<CAPPluginMethod> expected = {
         {"setStyle", "promise"},           {"hasKey", "promise"},           {"getKeyInfo", "promise"},
         {"deleteKey", "promise"},          {"storeCertificate", "promise"}, {"getCertificate", "promise"},
@@ -21,7 +21,7 @@ TEST_F(Registration, TheMethodTableHasTenPromisesWithSetStyleFirst) {
     EXPECT_EQ(DigitalSignPlugin(nullptr, "DigitalSign", "DigitalSign").pluginMethods(), expected);
 }
 
-TEST_F(Registration, TheListOfMethodsIsTheTableAndOnlySetStyleHasNoEntryPoint) {
+TEST_F(DigitalSignPluginClass, ListsItsMethodsInTheOrderOfTheTableAndOnlySetStyleWithoutAnEntryPoint) {
     const std::vector<CAPPluginMethod> table = DigitalSignPlugin().pluginMethods();
     ASSERT_EQ(DigitalSignPlugin::methods().size(), table.size());
     for (std::size_t i = 0; i < table.size(); ++i) {
@@ -31,7 +31,7 @@ TEST_F(Registration, TheListOfMethodsIsTheTableAndOnlySetStyleHasNoEntryPoint) {
     }
 }
 
-TEST_F(Registration, ThePluginNamesItselfTheSameAfterEitherConstruction) {
+TEST_F(DigitalSignPluginClass, HasTheSameNamesAfterEitherConstruction) {
     const DigitalSignPlugin plain;
     const DigitalSignPlugin bridged(nullptr, "some id", "some name");
     for (const DigitalSignPlugin* plugin : {&plain, &bridged}) {
@@ -40,7 +40,7 @@ TEST_F(Registration, ThePluginNamesItselfTheSameAfterEitherConstruction) {
     }
 }
 
-TEST_F(Registration, TheBridgeAndTheNamesReachTheRuntimesBaseClass) {
+TEST_F(DigitalSignPluginClass, HandsTheBridgeAndTheNamesToTheBaseClass) {
     int runtime = 0;
     auto* bridge = reinterpret_cast<CAPBridgeProtocol*>(&runtime);
     const DigitalSignPlugin plugin(bridge, "some id", "some name");
@@ -49,14 +49,14 @@ TEST_F(Registration, TheBridgeAndTheNamesReachTheRuntimesBaseClass) {
     EXPECT_EQ(plugin.pluginName(), "some name");
 }
 
-TEST_F(Registration, SetStyleIsAdvertisedAndHandledByNobody) {
+TEST_F(DigitalSignPluginClass, RegistersSetStyleAndDoesNotHandleIt) {
     const auto call = std::make_shared<TestCall>(JSObject{{"style", "DARK"}});
     EXPECT_FALSE(DigitalSignPlugin().perform("setStyle", call));
     EXPECT_EQ(call->timesFinished(), 0U);
     EXPECT_EQ(call.use_count(), 1);
 }
 
-TEST_F(Registration, ANameThatIsNotInTheTableFindsNoMethod) {
+TEST_F(DigitalSignPluginClass, HandlesNoMethodThatIsNotInTheTable) {
     for (const char* name : {"", "sign", "haskey", "hasKey ", "hasKey:", "hasKeys", "pluginMethods"}) {
         const auto call = std::make_shared<TestCall>(person("0012345678"));
         EXPECT_FALSE(DigitalSignPlugin().perform(name, call)) << name;
@@ -64,7 +64,7 @@ TEST_F(Registration, ANameThatIsNotInTheTableFindsNoMethod) {
     }
 }
 
-TEST_F(Registration, ACallIsLetGoOnceItIsFinished) {
+TEST_F(DigitalSignPluginClass, ACallIsReleasedOnceItIsFinished) {
     const TestCallRef call = begin("hasKey", person("0012345678"));
     EXPECT_EQ(call->timesFinished(), 1U);
     EXPECT_EQ(call.use_count(), 1);

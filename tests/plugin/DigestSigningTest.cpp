@@ -15,7 +15,7 @@ using DeviceUnderTest::PromptAnswer;
 
 const std::vector<std::string> onePrompt = {"Authenticate to sign"};
 
-class Signing : public WithSaraUntouched {
+class PluginSignDigest : public WithSaraUntouched {
   protected:
     static inline const Bytes digest = [] {
         Bytes bytes(32);
@@ -27,14 +27,14 @@ class Signing : public WithSaraUntouched {
     static inline const std::string digestB64 = OpenSSL::base64(digest);
 };
 
-TEST_F(Signing, ASignatureIsOverTheSHA256OfTheDigestAndNotOverTheDigestItself) {
+TEST_F(PluginSignDigest, ASignatureIsOverTheSHA256OfTheDigestAndNotOverTheDigestItself) {
     const Bytes signature = OpenSSL::fromBase64(text(sign(sara, digestB64), "signatureB64"));
     EXPECT_EQ(signature.size(), 256U);
     EXPECT_TRUE(OpenSSL::verifies(saraKey(), digest, signature));
     EXPECT_FALSE(OpenSSL::verifiesDigest(saraKey(), digest, signature));
 }
 
-TEST_F(Signing, TheResultIsSignatureAlgorithmAndDigestInThisOrder) {
+TEST_F(PluginSignDigest, TheResultIsSignatureAlgorithmAndDigestInThisOrder) {
     const Outcome outcome = sign(sara, digestB64);
     const std::string signature = text(outcome, "signatureB64");
     EXPECT_EQ(signature.size(), 344U);
@@ -46,14 +46,14 @@ TEST_F(Signing, TheResultIsSignatureAlgorithmAndDigestInThisOrder) {
                        }));
 }
 
-TEST_F(Signing, NoBytesAreSignedToo) {
+TEST_F(PluginSignDigest, AnEmptyDigestIsSigned) {
     const Outcome outcome = sign(sara, "");
     EXPECT_TRUE(OpenSSL::verifies(saraKey(), {}, OpenSSL::fromBase64(text(outcome, "signatureB64"))));
     EXPECT_EQ(text(outcome, "digestB64"), "");
     EXPECT_EQ(promptsShown(), onePrompt);
 }
 
-TEST_F(Signing, BytesOfAnyNumberAreSigned) {
+TEST_F(PluginSignDigest, DigestsOfAnyLengthAreSigned) {
     for (const std::size_t size : {1U, 2U, 3U, 31U, 33U, 64U, 1'000'000U}) {
         const Bytes bytes(size, 0xFF);
         const Outcome outcome = sign(sara, OpenSSL::base64(bytes));
@@ -62,27 +62,27 @@ TEST_F(Signing, BytesOfAnyNumberAreSigned) {
     }
 }
 
-TEST_F(Signing, TheDigestComesBackAsItWasSentAndNotEncodedAnew) {
-    // The last four bits of "B" belong to no byte, so that "AA==" would be the other way to write it.
+TEST_F(PluginSignDigest, TheDigestIsReturnedAsItWasSent) {
+    // The last four bits of "B" belong to no byte; encoded anew, the byte would be "AA==".
     const Outcome outcome = sign(sara, "AB==");
     EXPECT_EQ(text(outcome, "digestB64"), "AB==");
     EXPECT_TRUE(
         OpenSSL::verifies(saraKey(), Bytes{0x00}, OpenSSL::fromBase64(text(outcome, "signatureB64"))));
 }
 
-TEST_F(Signing, EachSignatureHasAPromptOfItsOwnAndTwoOfTheSameBytesAreEqual) {
+TEST_F(PluginSignDigest, EachSignatureHasAPromptOfItsOwnAndTwoOfTheSameBytesAreEqual) {
     EXPECT_EQ(sign(sara, digestB64), sign(sara, digestB64));
     EXPECT_EQ(promptsShown(), (std::vector<std::string>{"Authenticate to sign", "Authenticate to sign"}));
 }
 
-TEST_F(Signing, TheCallIsPendingUntilTheMainQueueFinishesIt) {
+TEST_F(PluginSignDigest, TheCallIsPendingUntilTheMainQueueFinishesIt) {
     const TestCallRef pending = begin("signDigest", digestFor(sara, digestB64));
     EXPECT_EQ(pending->timesFinished(), 0U);
     finish({pending});
     EXPECT_EQ(pending->results.size(), 1U);
 }
 
-TEST_F(Signing, APromptThatIsNotAnsweredWithAMatchEndsInSignFailed) {
+TEST_F(PluginSignDigest, APromptThatIsNotAnsweredWithAMatchEndsInSignFailed) {
     for (const PromptAnswer answer : {PromptAnswer::cancel, PromptAnswer::noMatch}) {
         DeviceUnderTest::answerPrompts(answer);
         EXPECT_EQ(sign(sara, digestB64), rejected("sign_failed"));
@@ -90,7 +90,7 @@ TEST_F(Signing, APromptThatIsNotAnsweredWithAMatchEndsInSignFailed) {
     EXPECT_EQ(promptsShown().size(), 2U);
 }
 
-TEST_F(Signing, APersonWithoutAKeyIsPromptedAndThenToldSignFailed) {
+TEST_F(PluginSignDigest, APersonWithoutAKeyIsPromptedBeforeTheCallIsRejected) {
     const TestCallRef pending = begin("signDigest", digestFor("nobody", digestB64));
     EXPECT_EQ(pending->timesFinished(), 0U);
     finish({pending});
@@ -99,7 +99,7 @@ TEST_F(Signing, APersonWithoutAKeyIsPromptedAndThenToldSignFailed) {
     EXPECT_EQ(call("hasKey", person("nobody")), resolved({{"exists", false}}));
 }
 
-TEST_F(Signing, WithoutUsableBiometricsTheCallerIsToldAtOnceAndNoPromptIsShown) {
+TEST_F(PluginSignDigest, WithoutUsableBiometricsTheCallIsRejectedAtOnceAndWithoutAPrompt) {
     DeviceUnderTest::setBiometrics(LABiometryType::faceID, false, false);
     EXPECT_EQ(call("signDigest", digestFor(sara, digestB64)), rejected("sign_failed"));
     DeviceUnderTest::setBiometrics(LABiometryType::touchID, true, true);
@@ -109,13 +109,13 @@ TEST_F(Signing, WithoutUsableBiometricsTheCallerIsToldAtOnceAndNoPromptIsShown) 
     EXPECT_TRUE(promptsShown().empty());
 }
 
-TEST_F(Signing, TouchIDIsAsGoodAsFaceID) {
+TEST_F(PluginSignDigest, TouchIDIsAsGoodAsFaceID) {
     DeviceUnderTest::setBiometrics(LABiometryType::touchID, true, false);
     EXPECT_EQ(text(sign(sara, digestB64), "algo"), "RSA_SHA256");
     EXPECT_EQ(promptsShown(), onePrompt);
 }
 
-TEST_F(Signing, SeveralCallsArePendingAtOnceAndEachGetsItsOwnSignature) {
+TEST_F(PluginSignDigest, SeveralCallsArePendingAtOnceAndEachGetsItsOwnSignature) {
     std::vector<TestCallRef> calls;
     for (std::uint8_t i = 0; i < 8; ++i) {
         const std::string whose = i % 4 == 3 ? "nobody" : sara;
@@ -137,9 +137,9 @@ TEST_F(Signing, SeveralCallsArePendingAtOnceAndEachGetsItsOwnSignature) {
     EXPECT_EQ(promptsShown().size(), 8U);
 }
 
-using SigningBase64 = Signing;
+using PluginSignDigestBase64 = PluginSignDigest;
 
-TEST_F(SigningBase64, WhatIsNotWholeBase64IsInvalidAndShowsNoPrompt) {
+TEST_F(PluginSignDigestBase64, WhatIsNotWholeBase64IsInvalidAndShowsNoPrompt) {
     using namespace std::string_literals;
     const std::string wrong[] = {
         "A",
@@ -222,7 +222,7 @@ TEST_F(SigningBase64, WhatIsNotWholeBase64IsInvalidAndShowsNoPrompt) {
     EXPECT_EQ(promptsShown(), onePrompt);
 }
 
-TEST_F(SigningBase64, EveryCharacterOutsideTheAlphabetIsInvalid) {
+TEST_F(PluginSignDigestBase64, EveryCharacterOutsideTheAlphabetIsInvalid) {
     const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     for (int character = 0; character < 0x80; ++character) {
         const auto c = static_cast<char>(character);
@@ -234,13 +234,13 @@ TEST_F(SigningBase64, EveryCharacterOutsideTheAlphabetIsInvalid) {
     }
 }
 
-TEST_F(SigningBase64, EveryCharacterOfTheAlphabetIsDecoded) {
+TEST_F(PluginSignDigestBase64, EveryCharacterOfTheAlphabetIsDecoded) {
     const std::string all = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     const Bytes signature = OpenSSL::fromBase64(text(sign(sara, all), "signatureB64"));
     EXPECT_TRUE(OpenSSL::verifies(saraKey(), OpenSSL::fromBase64(all), signature));
 }
 
-class SigningWhileTheKeyChanges : public OnANewDevice {
+class PluginSignDigestWhileTheKeyChanges : public OnANewDevice {
   protected:
     void SetUp() override {
         OnANewDevice::SetUp();
@@ -249,7 +249,7 @@ class SigningWhileTheKeyChanges : public OnANewDevice {
     }
 };
 
-TEST_F(SigningWhileTheKeyChanges, TheKeyIsLookedUpOnlyAfterThePrompt) {
+TEST_F(PluginSignDigestWhileTheKeyChanges, TheKeyIsLookedUpOnlyAfterThePrompt) {
     const TestCallRef pending = begin("signDigest", digestFor("0012345678", "AAAA"));
     call("ensureKey", person("0012345678"));
     finish({pending});
@@ -258,7 +258,7 @@ TEST_F(SigningWhileTheKeyChanges, TheKeyIsLookedUpOnlyAfterThePrompt) {
                                   OpenSSL::fromBase64(text(outcomeOf(*pending), "signatureB64"))));
 }
 
-TEST_F(SigningWhileTheKeyChanges, AKeyThatIsDeletedDuringThePromptSignsNothing) {
+TEST_F(PluginSignDigestWhileTheKeyChanges, AKeyThatIsDeletedDuringThePromptSignsNothing) {
     const TestCallRef pending = begin("signDigest", digestFor("0012345678", "AAAA"));
     call("deleteKey", person("0012345678"));
     finish({pending});

@@ -1,5 +1,5 @@
-// Requests for texts that a subject was never meant to hold. They come out malformed, always in the same way,
-// and the call is resolved.
+// "createCSR" for strings that a subject was never meant to hold. The request comes out malformed, always in
+// the same way, and the call is resolved.
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 namespace KavrelCrypto {
 namespace {
 
-// Around the signature: 15 bytes of algorithm, 5 of BIT STRING, 256 of signature.
+// The AlgorithmIdentifier, the start of the BIT STRING, and the signature.
 constexpr std::ptrdiff_t behindTheSignedPart = 15 + 5 + 256;
 
 bool contains(const Bytes& whole, const Bytes& part) {
@@ -26,10 +26,10 @@ Bytes created(const JSObject& userInfo) {
     return OpenSSL::fromBase64(text(call("createCSR", request(userInfo)), "csrPem"));
 }
 
-class RequestOddities : public WithSaraUntouched {
+class PluginCreateCSROddities : public WithSaraUntouched {
   protected:
-    /// Whether the last bytes are Sara's signature of what stands from `start` up to the signature's
-    /// algorithm.
+    /// Returns whether `request` ends with Sara's signature over its bytes from `start` up to the
+    /// AlgorithmIdentifier.
     static bool isSigned(const Bytes& request, std::ptrdiff_t start) {
         return std::ssize(request) > start + behindTheSignedPart &&
                OpenSSL::verifies(saraKey(),
@@ -38,7 +38,7 @@ class RequestOddities : public WithSaraUntouched {
     }
 };
 
-TEST_F(RequestOddities, APostalCodeInPersianDigitsIsQuestionMarksBehindALengthOfZero) {
+TEST_F(PluginCreateCSROddities, APostalCodeInPersianDigitsIsQuestionMarksBehindALengthOfZero) {
     const Bytes request = created(with(identity(sara), "postalCode", "۱۱۹۳۶"));
     const Bytes item = hex("31 0E 30 0C 06 03 55 04 11 13 00");
     EXPECT_TRUE(contains(request, item + bytesOf("?????")));
@@ -46,14 +46,14 @@ TEST_F(RequestOddities, APostalCodeInPersianDigitsIsQuestionMarksBehindALengthOf
     EXPECT_TRUE(isSigned(request, 4));
 }
 
-TEST_F(RequestOddities, OneCharacterOutsideASCIIIsEnoughAndBecomesOneQuestionMark) {
+TEST_F(PluginCreateCSROddities, OneCharacterOutsideASCIIIsEnoughAndBecomesOneQuestionMark) {
     const Bytes request = created(with(identity(sara), "postalCode", "1193\u00A0👩365"));
     const Bytes item = hex("31 12 30 10 06 03 55 04 11 13 00");
     EXPECT_TRUE(contains(request, item + bytesOf("1193??365")));
     EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
 }
 
-TEST_F(RequestOddities, ANationalCodeInPersianDigitsIsACommonNameAndAMalformedSerialNumber) {
+TEST_F(PluginCreateCSROddities, ANationalCodeInPersianDigitsIsACommonNameAndAMalformedSerialNumber) {
     const Bytes request = created(identity("۰۰۱۲"));
     const Bytes commonName = hex("31 11 30 0F 06 03 55 04 03 0C 08");
     const Bytes serialNumber = hex("31 0D 30 0B 06 03 55 04 05 13 00");
@@ -62,15 +62,15 @@ TEST_F(RequestOddities, ANationalCodeInPersianDigitsIsACommonNameAndAMalformedSe
     EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
 }
 
-TEST_F(RequestOddities, TheLongestTextThatHasALengthIsWrittenWithIt) {
-    // What stands around the text grows past what has a length, the text itself does not.
+TEST_F(PluginCreateCSROddities, TheLongestStringThatHasALengthIsWrittenWithIt) {
+    // What encloses the string is too long to be given a length; the string itself is not.
     const Bytes request = created(with(identity(sara), "provinceName", std::string(32'767, 'p')));
     const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C 82 7F FF");
     EXPECT_TRUE(startsWith(request, start + bytesOf(std::string(32'767, 'p'))));
     EXPECT_TRUE(isSigned(request, 1));
 }
 
-TEST_F(RequestOddities, ANameOf40000BytesStandsBehindTagsWithoutLengths) {
+TEST_F(PluginCreateCSROddities, ANameOf40000BytesFollowsTagsWithoutLengths) {
     const Bytes request = created(with(identity(sara), "provinceName", std::string(40'000, 'p')));
     const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C");
     const Bytes next = hex("31 13 30 11 06 03 55 04 07 0C 0A");
@@ -79,7 +79,7 @@ TEST_F(RequestOddities, ANameOf40000BytesStandsBehindTagsWithoutLengths) {
     EXPECT_TRUE(isSigned(request, 1));
 }
 
-TEST_F(RequestOddities, AMegabyteInEveryTextIsNoFailure) {
+TEST_F(PluginCreateCSROddities, AMegabyteInEveryStringIsNotAFailure) {
     const JSObject plain = identity(sara);
     JSObject userInfo = plain;
     for (const JSMember& member : plain.members()) {
