@@ -68,7 +68,7 @@ class PluginStoreRewrittenCertificate : public WithSaraEnrolled {
         EXPECT_NE(found, der.end());
         const Bytes behind(found + static_cast<std::ptrdiff_t>(part.size()), der.end());
         der = Bytes(der.begin(), found) + replacement + behind;
-        for (const std::size_t sequence : {0, 4}) {  // the certificate, and the part of it that is signed
+        for (const std::size_t sequence : {0U, 4U}) {  // the certificate, and the part of it that is signed
             EXPECT_EQ(der[sequence + 1], 0x82);
             const std::size_t length =
                 der[sequence + 2] * 256U + der[sequence + 3] + replacement.size() - part.size();
