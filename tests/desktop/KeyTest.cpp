@@ -10,6 +10,7 @@ namespace KavrelCrypto {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 constexpr SecKeyAlgorithm rsaSHA256 = kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256;
 
@@ -268,6 +269,57 @@ INSTANTIATE_TEST_SUITE_P(
                     [](CFDictionary& p) {
                         p.push_back({kSecMatchLimit, kSecMatchLimitOne});
                     }));
+
+#define NAMED(constant) \
+    { constant, #constant }
+constexpr std::pair<SecConstant, const char*> constants[] = {
+    NAMED(kSecClass),
+    NAMED(kSecClassKey),
+    NAMED(kSecClassGenericPassword),
+    NAMED(kSecAttrApplicationTag),
+    NAMED(kSecAttrKeyType),
+    NAMED(kSecAttrKeyTypeRSA),
+    NAMED(kSecAttrKeyTypeECSECPrimeRandom),
+    NAMED(kSecAttrKeySizeInBits),
+    NAMED(kSecAttrKeyClass),
+    NAMED(kSecAttrKeyClassPrivate),
+    NAMED(kSecAttrKeyClassPublic),
+    NAMED(kSecAttrIsPermanent),
+    NAMED(kSecAttrTokenID),
+    NAMED(kSecAttrTokenIDSecureEnclave),
+    NAMED(kSecAttrAccount),
+    NAMED(kSecAttrAccessControl),
+    NAMED(kSecAttrAccessible),
+    NAMED(kSecAttrAccessibleWhenUnlocked),
+    NAMED(kSecAttrAccessibleWhenUnlockedThisDeviceOnly),
+    NAMED(kSecAttrAccessibleAfterFirstUnlock),
+    NAMED(kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly),
+    NAMED(kSecPrivateKeyAttrs),
+    NAMED(kSecPublicKeyAttrs),
+    NAMED(kSecValueData),
+    NAMED(kSecReturnRef),
+    NAMED(kSecReturnData),
+    NAMED(kSecMatchLimit),
+    NAMED(kSecMatchLimitOne),
+    NAMED(kSecUseAuthenticationContext),
+    NAMED(kSecUseAuthenticationUI),
+    NAMED(kSecUseAuthenticationUIAllow),
+};
+#undef NAMED
+
+TEST_F(Keys, AreNotMadeWithASurplusParameterWhichTheMessageNames) {
+    for (const auto& [surplus, name] : constants) {
+        CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
+        // A value of no type that any parameter has, so that those that belong there are at fault, too.
+        parameters[2].value = CFDictionary{{surplus, CFDictionary{}}};
+        EXPECT_THAT(refusal(parameters).localizedDescription(),
+                    StartsWith("The parameter " + std::string(name) + " "));
+    }
+    CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
+    parameters.push_back({kSecMatchLimit, kSecMatchLimitOne});
+    EXPECT_EQ(refusal(parameters).localizedDescription(),
+              "The parameter kSecMatchLimit does not belong here, or is there twice.");
+}
 
 TEST_F(Keys, FoundBeforeTheyWereDeletedSayThatTheyAreGone) {
     made(kSecAttrKeyTypeRSA, 512);
