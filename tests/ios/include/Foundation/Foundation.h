@@ -1,14 +1,14 @@
 #pragma once
 
-// A stand-in for Foundation: the declarations that the plugin class, the Apple device and Capacitor's headers use, as
-// Apple documents them.
+// A stand-in for Foundation: the declarations that the plugin class, the Apple device and Capacitor's headers
+// use, as Apple documents them.
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <objc/NSObject.h>
 #include <objc/NSObjCRuntime.h>
+#include <objc/NSObject.h>
 
 #define NS_ENUM(type, name) \
-    enum name : type name; \
+    enum name : type name;  \
     enum name : type
 #define NS_ASSUME_NONNULL_BEGIN _Pragma("clang assume_nonnull begin")
 #define NS_ASSUME_NONNULL_END _Pragma("clang assume_nonnull end")
