@@ -30,23 +30,25 @@ void SecureKeyManager::authenticateWithBiometrics(
     const std::string& reason, std::function<void(const AuthenticationResult&)> completion) {
     constexpr LAPolicy policy = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
     // A context remembers that it has been evaluated, so each request needs its own.
-    const LAContextRef context = makeLAContext();
+    LAContextRef context = makeLAContext();
     std::optional<NSError> error;
     if (!canEvaluatePolicy(*context, policy, &error)) {
         completion(error.value_or(toNSError(SecureKeyManagerError::biometricsNotAvailable)));
         return;
     }
-    evaluatePolicy(
-        context, policy, reason,
-        [context, completion = std::move(completion)](bool success, const std::optional<NSError>& failure) {
-            dispatchAsyncMain([=] {
-                if (success) {
-                    completion(context);
-                } else {
-                    completion(failure.value_or(toNSError(SecureKeyManagerError::biometricsFailed)));
-                }
-            });
+    LAReply reply = [context, completion = std::move(completion)](bool success,
+                                                                  std::optional<NSError> failure) mutable {
+        // The task takes everything over, so that nothing outlives it, whoever still holds the reply.
+        dispatchAsyncMain([success, failure = std::move(failure), context = std::move(context),
+                           completion = std::move(completion)] {
+            if (success) {
+                completion(context);
+            } else {
+                completion(failure.value_or(toNSError(SecureKeyManagerError::biometricsFailed)));
+            }
         });
+    };
+    evaluatePolicy(context, policy, reason, std::move(reply));
 }
 
 SecureKeyManager::SigningResult SecureKeyManager::signature(const std::string& alias, BytesView data,

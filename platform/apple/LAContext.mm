@@ -51,13 +51,13 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy policy, std::optional<NSErro
 void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::string& localizedReason,
                     LAReply reply) {
     const LAContextRef kept = context;  // a context that is released takes its prompt with it
-    const LAReply answer = std::move(reply);
+    const auto answer = std::make_shared<const LAReply>(std::move(reply));  // blocks copy what they capture
     @autoreleasepool {
         [objectOf(*context) evaluatePolicy:static_cast<::LAPolicy>(policy)
                            localizedReason:toNSString(localizedReason)
                                      reply:^(BOOL success, ::NSError* error) {
                                        static_cast<void>(kept);
-                                       answer(success, toNSError(error));
+                                       (*answer)(success, toNSError(error));
                                      }];
     }
 }

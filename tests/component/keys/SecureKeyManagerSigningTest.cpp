@@ -1,5 +1,8 @@
+#include <functional>
 #include <gmock/gmock.h>
+#include <memory>
 #include <optional>
+#include <utility>
 #include <variant>
 
 #include "keys/SecureKeyManager.hpp"
@@ -182,10 +185,42 @@ TEST_F(SecureKeyManagerSign, KeepsTheContextUntilTheTaskHasRunAndNoLonger) {
     }
     sign();
     reply(false, std::nullopt);
-    reply = nullptr;
     EXPECT_FALSE(watched.expired());
     device.runMainQueue();
     EXPECT_TRUE(watched.expired());
+}
+
+/// A completion that holds something. Where it is destroyed, the alias and the data beside it are, too.
+class Holding {
+  public:
+    std::function<void(SecureKeyManager::SigningResult)> completion() {
+        return [held = std::exchange(held_, nullptr)](const SecureKeyManager::SigningResult&) {};
+    }
+    [[nodiscard]] long holders() const {
+        return watched_.use_count();
+    }
+
+  private:
+    std::shared_ptr<int> held_ = std::make_shared<int>();
+    const std::weak_ptr<int> watched_ = held_;
+};
+
+TEST_F(SecureKeyManagerSign, HoldsAliasDataAndCompletionOnceAndUntilTheCompletionHasRun) {
+    Holding holding;
+    expectPrompt();
+    SecureKeyManager::shared()->sign("a", data, holding.completion());
+    reply(false, std::nullopt);
+    EXPECT_EQ(holding.holders(), 1);
+    device.runMainQueue();
+    EXPECT_EQ(holding.holders(), 0);
+}
+
+TEST_F(SecureKeyManagerSign, HoldsNothingWhenItReturnsWithoutAPrompt) {
+    Holding holding;
+    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
+    EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(false));
+    SecureKeyManager::shared()->sign("a", data, holding.completion());
+    EXPECT_EQ(holding.holders(), 0);
 }
 
 }  // namespace
