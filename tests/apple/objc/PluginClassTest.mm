@@ -152,6 +152,13 @@ void expectTheThreeMembers(id<CAPBridgedPlugin> plugin) {
     EXPECT_TRUE([plugin.jsName isEqual:@"DigitalSign"]);
 }
 
+DigitalSignPlugin* pluginWithABridge(Bridge* bridge) {
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+    return [[DigitalSignPlugin alloc] initWithBridge:bridge pluginId:@"an id" pluginName:@"a name"];
+#pragma clang diagnostic pop
+}
+
 TEST_F(PluginClass, IsFoundByTheNameThatTheRuntimeIsGiven) {
     Class found = NSClassFromString(@"DigitalSignPlugin");
     EXPECT_TRUE([found isSubclassOfClass:[CAPPlugin class]]);
@@ -163,16 +170,55 @@ TEST_F(PluginClass, HasItsThreeMembersAfterInit) {
 
 TEST_F(PluginClass, HasItsThreeMembersAfterInitWithABridgeAndPassesTheArgumentsOn) {
     Bridge* bridge = [[Bridge alloc] init];
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
-    DigitalSignPlugin* plugin = [[DigitalSignPlugin alloc] initWithBridge:bridge
-                                                                 pluginId:@"an id"
-                                                               pluginName:@"a name"];
-#pragma clang diagnostic pop
+    DigitalSignPlugin* plugin = pluginWithABridge(bridge);
     expectTheThreeMembers(plugin);
     EXPECT_TRUE(plugin.bridge == bridge);
     EXPECT_TRUE([plugin.pluginId isEqual:@"an id"]);
     EXPECT_TRUE([plugin.pluginName isEqual:@"a name"]);
+}
+
+/// Lets a method of a class do something else, until the end of the scope.
+class ReplacedMethod {
+  public:
+    ReplacedMethod(Class class_, SEL selector, IMP implementation)
+        : method_(class_getInstanceMethod(class_, selector)),
+          original_(method_setImplementation(method_, implementation)) {}
+    ReplacedMethod(const ReplacedMethod&) = delete;
+    ReplacedMethod& operator=(const ReplacedMethod&) = delete;
+    ~ReplacedMethod() {
+        method_setImplementation(method_, original_);
+    }
+
+  private:
+    const Method method_;
+    const IMP original_;
+};
+
+int baseInitialisations = 0;
+
+/// Stands in for the base class's initialisers, which need the members already.
+id initialiseBase(id plugin, SEL, ...) {
+    if ([plugin isKindOfClass:[DigitalSignPlugin class]]) {
+        ++baseInitialisations;
+        expectTheThreeMembers(plugin);
+    }
+    return plugin;
+}
+
+TEST_F(PluginClass, SetsItsThreeMembersBeforeItCallsTheBaseInitialiser) {
+    baseInitialisations = 0;
+    {
+        const ReplacedMethod replaced([CAPPlugin class], @selector(init),
+                                      reinterpret_cast<IMP>(initialiseBase));
+        (void)[[DigitalSignPlugin alloc] init];
+    }
+    EXPECT_EQ(baseInitialisations, 1);
+    {
+        const ReplacedMethod replaced([CAPPlugin class], @selector(initWithBridge:pluginId:pluginName:),
+                                      reinterpret_cast<IMP>(initialiseBase));
+        (void)pluginWithABridge(nil);
+    }
+    EXPECT_EQ(baseInitialisations, 2);
 }
 
 TEST_F(PluginClass, StoresItsThreeMembersInOrderAndNothingElse) {
@@ -246,6 +292,7 @@ TEST_F(PluginClass, TellsTheBiometricStatusWithTheKindAsANumber) {
     EXPECT_TRUE([[status objectForKey:@"status"] isEqual:@"BIOMETRIC_ERROR_NONE_ENROLLED"]);
     EXPECT_TRUE([[status objectForKey:@"enabled"] isEqual:[NSNumber numberWithBool:NO]]);
     EXPECT_TRUE([[status objectForKey:@"type"] isEqual:[NSNumber numberWithInt:1]]);
+    EXPECT_EQ(AppleStandIns::contextsAlive(), 0);
 }
 
 TEST_F(PluginClass, TakesTheNationalCodeByteForByte) {
@@ -297,6 +344,16 @@ TEST_F(PluginClass, KeepsAPendingSignatureCallUntilItIsFinished) {
     EXPECT_EQ([[answer->result objectForKey:@"signatureB64"] length], 344U);
     AppleStandIns::startNewSensor();  // its thread may still be on its way out of the reply
     EXPECT_EQ(callsAlive, 0);
+    EXPECT_EQ(AppleStandIns::contextsAlive(), 0);
+}
+
+TEST_F(PluginClass, KeepsNothingOfASignatureCallThatItRejectsWithoutAPrompt) {
+    AppleStandIns::setBiometrics(LABiometryType::faceID, false, false);
+
+    const auto answer = perform(@"signDigest", @{@"nationalCode" : @"0012345678", @"digestB64" : @"AAEC"});
+    EXPECT_TRUE([messageOf(*answer) isEqual:@"sign_failed"]);
+    EXPECT_EQ(callsAlive, 0);
+    EXPECT_EQ(AppleStandIns::contextsAlive(), 0);
 }
 
 TEST_F(PluginClass, RejectsASignatureThatThePersonCancelled) {
@@ -316,15 +373,12 @@ id makeNothing(id, SEL, id, id) {
     return nil;
 }
 
-TEST_F(PluginClassDeathTest, StopsTheProcessWhenTheRuntimeMakesNoEntryForAMethod) {
-    EXPECT_DEATH(
-        {
-            method_setImplementation(
-                class_getInstanceMethod([CAPPluginMethod class], @selector(initWithName:returnType:)),
-                reinterpret_cast<IMP>(makeNothing));
-            (void)[[DigitalSignPlugin alloc] init];
-        },
-        "the runtime must make an entry for each of the plugin's methods");
+TEST_F(PluginClassDeathTest, StopsTheProcessThroughEitherInitialiserWhenTheRuntimeMakesNoEntryForAMethod) {
+    const ReplacedMethod replaced([CAPPluginMethod class], @selector(initWithName:returnType:),
+                                  reinterpret_cast<IMP>(makeNothing));
+    const char* const reason = "the runtime must make an entry for each of the plugin's methods";
+    EXPECT_DEATH((void)[[DigitalSignPlugin alloc] init], reason);
+    EXPECT_DEATH((void)pluginWithABridge(nil), reason);
 }
 
 }  // namespace
