@@ -62,7 +62,7 @@ TEST(ParseJSON, KeepsNULCharactersThatAreEscaped) {
 
 TEST(ParseJSON, RefusesANULByteEvenAfterAWholeValue) {
     EXPECT_EQ(errorOf(std::string("{}\0{", 4)),
-              "line 1, column 3: a NUL character; in JSON it is written \\u0000, within a text");
+              "line 1, column 3: a NUL character; write it \\u0000, within a string");
 }
 
 TEST(ParseJSON, CountsLinesAndCharactersToWhereItWentWrong) {

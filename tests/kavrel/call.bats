@@ -104,11 +104,11 @@ load helper
     assert_resolved '{"exists":false}'
 }
 
-@test "setStyle is delivered and never finished: exit status 3, and a sentence" {
+@test "setStyle is delivered and never settled: exit status 3, and a sentence" {
     call setStyle
     assert_equal "$status" 3
     assert_output ""
-    assert_equal "$stderr" 'kavrel: "setStyle" was delivered, and nothing will ever finish the call.'
+    assert_equal "$stderr" 'kavrel: the call of "setStyle" was delivered, but nothing will ever settle it.'
 }
 
 @test "the component's console lines go to standard error" {

@@ -26,7 +26,7 @@ setup_file() {
     kavrel call ensureKey '{"nationalCode":"0012345678"}' 2>/dev/null
     run --separate-stderr kavrel demo --device "$KAVREL_DEVICE"
     assert_success
-    assert_output --partial 'where the certificate and any earlier keys of DEMO-0000000000 are replaced now.'
+    assert_output --partial 'where the certificate and any keys of DEMO-0000000000 are now replaced.'
     call getKeyInfo '{"nationalCode":"DEMO-0000000000"}'
     assert_success
     result certificate >certificate.pem
@@ -52,7 +52,7 @@ setup_file() {
 
 @test "a reader that goes away ends it, and nothing is left behind" {
     run bash -c 'timeout 60 "$KAVREL" demo | head -n 1'
-    assert_line 'A person is enrolled for a certificate, and signs with it.'
+    assert_line 'A person enrols for a certificate and signs with it.'
     assert_equal "$(echo "$TMPDIR"/kavrel-demo*)" "$TMPDIR/kavrel-demo*"
 }
 

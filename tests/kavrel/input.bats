@@ -82,7 +82,7 @@ load helper
 @test "a NUL byte is refused, wherever it stands" {
     printf '{"nationalCode":"a\0b"}' >arguments
     call hasKey @arguments
-    assert_refused '"arguments" cannot be read as JSON: line 1, column 19: a NUL character; in JSON it is written \u0000, within a text'
+    assert_refused '"arguments" cannot be read as JSON: line 1, column 19: a NUL character; write it \u0000, within a string'
     printf '{"nationalCode":"a"}\0{' >arguments
     call hasKey @arguments
     assert_refused_saying 'column 21: a NUL character'

@@ -130,7 +130,7 @@ assert_certifies() {
     issue <request.b64
     echo damaged >"$KAVREL_DEVICE/authority/key.pem"
     issue <request.b64
-    assert_refused "the test authority in \"$KAVREL_DEVICE/authority\" is damaged or encrypted. Remove that folder, and the next certificate comes from a new one."
+    assert_refused "the test authority in \"$KAVREL_DEVICE/authority\" is damaged or encrypted. Remove that folder, and a new authority will be created."
     openssl genpkey -algorithm ed25519 -out "$KAVREL_DEVICE/authority/key.pem"
     issue <request.b64
     assert_refused_saying 'is damaged'
@@ -144,7 +144,7 @@ assert_certifies() {
     # The national code in the subject: 0012345678 becomes 0012345679.
     sed 's/0012345678/0012345679/' request.der >changed.der
     issue <changed.der
-    assert_refused 'the certification request was changed after it was signed, or not signed with its own key: its signature is wrong.'
+    assert_refused 'the signature of the certification request is wrong: the request was changed after it was signed, or it was signed with another key than the one in it. Make a new request.'
     refute [ -e "$KAVREL_DEVICE/authority" ]
 }
 
@@ -161,7 +161,7 @@ assert_certifies() {
     assert_refused_saying 'damaged'
     { cat request.der; printf '\0'; } >input
     issue <input
-    assert_refused_saying 'further bytes'
+    assert_refused_saying 'more bytes follow'
     { cat request.b64; cat request.b64; } >input
     issue <input
     assert_refused_saying 'certification request'
@@ -182,7 +182,7 @@ assert_certifies() {
     sed '1a Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-256-CBC,000102030405060708090A0B0C0D0E0F\n' request.pem >encrypted.pem
     on_terminal 'secret\n' "$(words "$KAVREL" issue) <encrypted.pem"
     assert_equal "$status" 2
-    assert_output --partial 'or one that is damaged or encrypted.'
+    assert_output --partial 'or a damaged or encrypted one.'
     refute_output --partial 'pass phrase'
 
     kavrel issue <request.pem
@@ -199,5 +199,5 @@ assert_certifies() {
     printf '[req]\ndistinguished_name=dn\nreq_extensions=ext\n[dn]\n[ext]\nextendedKeyUsage=critical,DER:0101FF\n' >config
     openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example -config config -out request.pem 2>/dev/null
     issue <request.pem
-    assert_refused 'the extensions that the certification request asks for cannot be read.'
+    assert_refused 'the extensions that the certification request asks for cannot be read. Make a new request.'
 }

@@ -92,7 +92,7 @@ sign='{"nationalCode":"0012345678","digestB64":""}'
 
 @test "--prompt ask without a terminal is refused before anything is called" {
     call ensureKey '{"nationalCode":"0012345678"}' --prompt ask
-    assert_refused '--prompt ask: there is no terminal to ask on.'
+    assert_refused '--prompt ask needs a terminal, and there is none. Give --prompt match, no-match or cancel.'
     call hasKey '{"nationalCode":"0012345678"}'
     assert_resolved '{"exists":false}'
 }

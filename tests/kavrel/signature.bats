@@ -124,7 +124,7 @@ public_key() {
     make_key
     call signDigest '{"nationalCode":"0012345678","digestB64":""}'
     assert_rejected sign_failed
-    assert_equal "$stderr" 'kavrel: there is no terminal to show the biometric prompt "Authenticate to sign" on, so it was cancelled; --prompt match answers it.'
+    assert_equal "$stderr" 'kavrel: there is no terminal to show the biometric prompt "Authenticate to sign" on, so it was cancelled. Give --prompt match to answer it.'
 }
 
 @test "without a sensor, an enrolled person or its trust, nothing is signed and nobody is asked" {

@@ -12,7 +12,7 @@
 namespace KavrelCrypto::Host {
 namespace {
 
-enum ExitStatus { resolved = 0, rejected = 1, neverFinished = 3 };
+enum ExitStatus { resolved = 0, rejected = 1, neverSettled = 3 };
 
 void checkMethod(std::string_view method) {
     std::string names;
@@ -60,9 +60,9 @@ int callCommand(const Settings& settings, const std::string& method, const std::
 
     const auto outcome = performCall(DigitalSignPlugin(), method, std::move(arguments));
     if (!outcome) {
-        std::fprintf(stderr, "kavrel: \"%s\" was delivered, and nothing will ever finish the call.\n",
+        std::fprintf(stderr, "kavrel: the call of \"%s\" was delivered, but nothing will ever settle it.\n",
                      method.c_str());
-        return neverFinished;
+        return neverSettled;
     }
     output.write(writeJSON(outcomeValue(*outcome)) + "\n");
     return std::holds_alternative<JSObject>(*outcome) ? resolved : rejected;

@@ -11,11 +11,11 @@
 namespace KavrelCrypto::Host {
 namespace {
 
-/// Repeats `transfer`, a read or a write on `descriptor`, until it moves at least a byte, meets the end of
-/// the file (0) or fails (-1). Whoever opened the descriptor may have made it one that does not block: then
-/// this waits for `event`.
+/// Repeats `transfer`, a read or a write on `descriptor`, until it has moved some bytes, has met the end of
+/// the file (0) or has failed (-1). Whoever opened the descriptor may have set it not to block, so this waits
+/// for `event`.
 template <typename Transfer>
-ssize_t repeated(int descriptor, short event, Transfer transfer) {
+ssize_t transferWhenReady(int descriptor, short event, Transfer transfer) {
     while (true) {
         const ssize_t count = transfer();
         if (count != -1 || (errno != EAGAIN && errno != EINTR)) {
@@ -32,8 +32,8 @@ std::string readAll(int descriptor, const std::string& name) {
     std::string text;
     std::array<char, 65536> buffer{};
     while (true) {
-        const ssize_t count =
-            repeated(descriptor, POLLIN, [&] { return ::read(descriptor, buffer.data(), buffer.size()); });
+        const ssize_t count = transferWhenReady(
+            descriptor, POLLIN, [&] { return ::read(descriptor, buffer.data(), buffer.size()); });
         if (count == -1) {
             throw CommandError(name + " cannot be read: " + std::strerror(errno));
         }
@@ -60,7 +60,8 @@ FileDescriptor::~FileDescriptor() {
 void occupyStandardDescriptors() {
     for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(descriptor, F_GETFD) == -1) {
-            // The lowest number that is free is this one. Open the wrong way round, it fails whoever uses it.
+            // This number is the lowest one that is free, so the file gets it. It is opened for the wrong
+            // direction.
             ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
         }
     }
@@ -94,7 +95,7 @@ Output::~Output() {
 
 void Output::write(std::string_view text) const {
     while (!text.empty()) {
-        const ssize_t count = repeated(descriptor_.number(), POLLOUT, [&] {
+        const ssize_t count = transferWhenReady(descriptor_.number(), POLLOUT, [&] {
             return ::write(descriptor_.number(), text.data(), text.size());
         });
         if (count == -1) {

@@ -4,11 +4,11 @@
 #include <string>
 #include <string_view>
 
-/// What the commands read and write.
+/// Input and output of the commands.
 namespace KavrelCrypto::Host {
 
-/// A command line or an input that is wrong. `what()` is a sentence for people: what is wrong, where, and
-/// what to do.
+/// Thrown for a command line or an input that is wrong. `what()` is a sentence for people, which says what is
+/// wrong, where, and what to do.
 class CommandError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -17,7 +17,7 @@ class CommandError : public std::runtime_error {
 /// Owns an open file.
 class FileDescriptor {
   public:
-    /// `number` is what open(2) returned, -1 included.
+    /// Takes what open(2) returned, which is -1 if the file could not be opened.
     explicit FileDescriptor(int number) : number_(number) {}
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
@@ -34,25 +34,26 @@ class FileDescriptor {
     int number_;
 };
 
-/// Puts something that can be neither read nor written in the place of each standard descriptor that is
-/// closed. Otherwise the next file to be opened would take that place, and be read or written by mistake.
+/// Occupies each standard descriptor that is closed with a file that can be used neither as input nor as
+/// output. Otherwise the next file to be opened would get that descriptor, and be read or written by mistake.
 void occupyStandardDescriptors();
 
-/// Reads all of standard input, or of the file at `path`. Throws CommandError when it cannot be read.
+/// Return all of standard input, or of the file at `path`. Throw CommandError if it cannot be read.
 std::string readStandardInput();
 std::string readFile(const std::string& path);
 
-/// Standard output, kept for what the command itself says. While it lives, whatever else is written to
+/// Reserves standard output for the command itself. While an Output lives, everything else that is written to
 /// standard output (the component's console lines) goes to `others`, a file descriptor.
 class Output {
   public:
-    /// Throws CommandError when standard output is closed.
+    /// Throws CommandError if standard output is closed.
     explicit Output(int others);
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     ~Output();
 
-    /// Writes all of `text`, however long it takes. Throws CommandError when it cannot be written.
+    /// Writes all of `text`, and waits for the reader if need be. Throws CommandError if it cannot be
+    /// written.
     void write(std::string_view text) const;
 
   private:

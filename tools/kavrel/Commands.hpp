@@ -5,32 +5,38 @@
 #include <string>
 #include <vector>
 
-/// The commands of `kavrel`. Each gives its exit status, and throws CommandError or Desktop::DeviceError,
-/// with a sentence for people, for what a person has to put right first.
+/// The commands of `kavrel`. Each returns its exit status. What a person has to put right first is thrown as
+/// a CommandError or a Desktop::DeviceError, with a sentence that says so.
 namespace KavrelCrypto::Host {
 
-/// The options that may stand before or after any command, where they were given.
+/// The options that every command takes; absent where they were not given.
 struct Settings {
     std::optional<std::string> device;
     std::optional<std::string> prompt;
 };
 
-/// Opens the device that `settings` name, or else the person's usual one, and gives its folder.
+/// Opens the device that `settings` name, or else the default one, and returns its folder.
 std::filesystem::path openChosenDevice(const Settings& settings);
 
-/// One plugin call. `options` is a JSON object, "-" for standard input, or "@" and the name of a file.
-/// 0 when it was resolved, 1 when rejected, 3 when nothing will ever finish it.
+/// Makes one plugin call and prints how it was settled. `options` is a JSON object, "-" for standard input,
+/// or "@" and the name of a file. Returns 0 if the call was resolved, 1 if it was rejected, and 3 if it will
+/// never be settled.
 int callCommand(const Settings& settings, const std::string& method, const std::string& options);
 
-/// An enrolment and a signature, step by step. 0 when all went well, 1 when a step went wrong.
+/// Shows an enrolment and a signature, step by step. Returns 0 if all went well, and 1 if a step went wrong.
 int demoCommand(const Settings& settings);
 
-/// A certification request on standard input, its certificate on standard output.
+/// Reads a certification request from standard input and prints a certificate for it.
 int issueCommand(const Settings& settings);
 
+/// Prints the state of the device.
 int showDeviceCommand(const Settings& settings);
-/// `assignments` are of the form "NAME=VALUE". All of them are carried out, or none.
+
+/// Changes the state of the device. `assignments` have the form "NAME=VALUE"; either all of them take effect
+/// or none.
 int setDeviceCommand(const Settings& settings, const std::vector<std::string>& assignments);
+
+/// Makes the device a new one, but keeps its test authority.
 int resetDeviceCommand(const Settings& settings);
 
 }  // namespace KavrelCrypto::Host

@@ -27,7 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A step that did not go as it should; `what()` says which, and how it went instead.
+/// Thrown when a step goes wrong. `what()` says which one, and what happened.
 class DemoFailure : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -53,7 +53,7 @@ JSObject person() {
             {"citizenship", "Utopia"}};
 }
 
-/// `value` with its long texts cut short.
+/// Returns `value` with its long strings cut short.
 JSValue abridged(const JSValue& value) {
     constexpr std::size_t longest = 44;
     constexpr std::size_t kept = 32;
@@ -71,16 +71,16 @@ JSValue abridged(const JSValue& value) {
     return JSObject(std::move(members));
 }
 
-/// `line` on as many lines as it needs beside the margin.
+/// Folds `line` to the width that the margin leaves.
 std::string foldedLine(const std::string& line) {
     return folded(line, 76, "   ");
 }
 
-std::string textUnder(const JSObject& result, std::string_view key) {
+std::string stringUnder(const JSObject& result, std::string_view key) {
     const JSValue* value = result.find(key);
     const auto* text = value == nullptr ? nullptr : value->as<std::string>();
     if (text == nullptr) {
-        throw DemoFailure("the result holds no text \"" + std::string(key) + "\": " + writeJSON(result));
+        throw DemoFailure("the result has no string \"" + std::string(key) + "\": " + writeJSON(result));
     }
     return *text;
 }
@@ -94,7 +94,7 @@ Bytes sha256(const std::string& text) {
 Certificate readCertificate(const std::string& pem) {
     auto certificate = readPEM<Certificate, &PEM_read_bio_X509>(pem);
     if (!certificate) {
-        throw DemoFailure("OpenSSL cannot read the certificate that the device keeps.");
+        throw DemoFailure("OpenSSL cannot read the certificate that the device has kept.");
     }
     return certificate;
 }
@@ -102,14 +102,15 @@ Certificate readCertificate(const std::string& pem) {
 std::string describeCertificate(X509& certificate) {
     const auto name = [](const X509_NAME* which) {
         return foldedLine(
-            written([&](BIO* output) { X509_NAME_print_ex(output, which, 0, XN_FLAG_ONELINE); }));
+            writeToString([&](BIO* output) { X509_NAME_print_ex(output, which, 0, XN_FLAG_ONELINE); }));
     };
     return "for:   " + name(X509_get_subject_name(&certificate)) +
            "\nfrom:  " + name(X509_get_issuer_name(&certificate)) + "\nuntil: " +
-           written([&](BIO* output) { ASN1_TIME_print(output, X509_get0_notAfter(&certificate)); });
+           writeToString([&](BIO* output) { ASN1_TIME_print(output, X509_get0_notAfter(&certificate)); });
 }
 
-/// Whether `signature` was made over SHA-256 of `bytes` (RSASSA-PKCS1-v1_5) with the key of `certificate`.
+/// Returns whether `signature` is one over SHA-256 of `bytes` (RSASSA-PKCS1-v1_5) by the key of
+/// `certificate`.
 bool isSignedBy(X509& certificate, const Bytes& signature, const Bytes& bytes) {
     const std::unique_ptr<EVP_MD_CTX, Release<&EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
     return EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr,
@@ -118,7 +119,7 @@ bool isSignedBy(X509& certificate, const Bytes& signature, const Bytes& bytes) {
                1;
 }
 
-/// The demonstration, told on `output`.
+/// The demonstration, which is told on `output`.
 class Demo {
   public:
     Demo(const Output& output, fs::path device) : output_(output), device_(std::move(device)) {}
@@ -144,10 +145,10 @@ class Demo {
         output_.write(indented(text, 7));
     }
 
-    /// Makes one plugin call, shows it, and gives its result.
+    /// Makes one plugin call, shows it, and returns its result.
     JSObject call(const std::string& method, const JSObject& options) const {
         const auto outcome = performCall(plugin_, method, options);
-        const std::string ended = outcome ? writeJSON(abridged(outcomeValue(*outcome))) : "never finished";
+        const std::string ended = outcome ? writeJSON(abridged(outcomeValue(*outcome))) : "never settled";
         show(foldedLine("kavrel call " + method + " '" + writeJSON(abridged(options)) + "'") + "\n" +
              foldedLine("-> " + ended));
         if (!outcome || !std::holds_alternative<JSObject>(*outcome)) {
@@ -159,8 +160,8 @@ class Demo {
     void makeKeys() {
         step("A key pair");
         tell(
-            "Jane Example, whom we invented, enrols on this phone. Her RSA key pair is made\n"
-            "in its keychain; the private key never leaves it.");
+            "Jane Example, whom we invented, enrols on this phone. Her RSA key pair is\n"
+            "generated in its keychain, and the private key never leaves it.");
         call("ensureKey", {{"nationalCode", nationalCode}});
     }
 
@@ -169,11 +170,11 @@ class Demo {
         tell(
             "The component writes down who Jane is and what her public key is, and signs\n"
             "that with her private key.");
-        std::string request = textUnder(call("createCSR", {{"userInfo", person()}}), "csrPem");
-        // A key purpose for which OpenSSL has no name, for the sake of the reader.
+        std::string request = stringUnder(call("createCSR", {{"userInfo", person()}}), "csrPem");
+        // OpenSSL has no name for this key purpose, and would print its number.
         OBJ_create("1.3.6.1.4.1.311.10.3.12", "documentSigning", "Document Signing");
         output_.write("\n");
-        tell("What an authority reads in it, without the long numbers of key and signature:");
+        tell("This is what an authority reads in it, without the numbers of key and signature:");
         show(describeRequest(*readRequest(request)));
         return request;
     }
@@ -181,8 +182,8 @@ class Demo {
     std::string issueCertificate(const std::string& request) {
         step("A certificate");
         tell(
-            "The request goes to an authority, which vouches with a certificate that the key\n"
-            "is Jane's. Here that is a test authority, which kavrel keeps beside the device.");
+            "The request goes to an authority, which certifies that the key is Jane's. Here\n"
+            "it is a test authority, which kavrel keeps in the folder of the device.");
         std::string pem = TestAuthority(device_).issue(*readRequest(request));
         show("kavrel issue\n" + describeCertificate(*readCertificate(pem)));
         return pem;
@@ -200,7 +201,9 @@ class Demo {
         const JSObject status = call("getBiometricStatus", {});
         if (const JSValue* enabled = status.find("enabled");
             enabled == nullptr || *enabled != JSValue(true)) {
-            throw DemoFailure("the sensor is not ready. \"kavrel device\" shows and changes its state.");
+            throw DemoFailure(
+                "the sensor is not ready. Look at its state with \"kavrel device show\", and change it with "
+                "\"kavrel device set\".");
         }
     }
 
@@ -209,19 +212,19 @@ class Demo {
         tell("Jane agrees to a contract: \"" + std::string(contract) +
              "\"\n"
              "The web app hashes it with SHA-256 and hands over the digest. Jane looks at her\n"
-             "phone, it knows her, and her private key signs (over SHA-256 of the digest).");
+             "phone, and it recognises her. Her private key signs SHA-256 of the digest.");
         return call("signDigest",
                     {{"nationalCode", nationalCode}, {"digestB64", base64Encode(sha256(contract))}});
     }
 
     void checkSignature(const JSObject& result) {
-        step("Does it hold?");
+        step("Is the signature valid?");
         tell(
-            "Whoever has the contract, the signature and the certificate can check. We ask\n"
-            "OpenSSL, which knows nothing of the component, with the certificate as kept.");
+            "Whoever has the contract, the signature and the certificate can check it. We ask\n"
+            "OpenSSL, and give it the certificate that the device has kept.");
         const std::string pem =
-            textUnder(call("getCertificate", {{"nationalCode", nationalCode}}), "certPem");
-        const auto signature = base64Decode(textUnder(result, "signatureB64"));
+            stringUnder(call("getCertificate", {{"nationalCode", nationalCode}}), "certPem");
+        const auto signature = base64Decode(stringUnder(result, "signatureB64"));
         if (!signature || !isSignedBy(*readCertificate(pem), *signature, sha256(contract))) {
             throw DemoFailure(
                 "OpenSSL does not accept the signature with the key of the stored certificate.");
@@ -237,14 +240,14 @@ class Demo {
 };
 
 std::string introduction(const Settings& settings, const std::string& folder) {
-    return "A person is enrolled for a certificate, and signs with it.\n\n"
+    return "A person enrols for a certificate and signs with it.\n\n"
            "The phone is simulated. Its keychain is in the folder " +
            folder + ",\n" +
-           (settings.device ? "where the certificate and any earlier keys of " + std::string(nationalCode) +
-                                  " are replaced now.\n"
-                            : "which is removed at the end. ") +
-           "The component in it is the one that runs on a phone.\n"
-           "Each step shows a call as a web app makes it, and what comes back.\n";
+           (settings.device ? "where the certificate and any keys of " + std::string(nationalCode) +
+                                  " are now replaced.\n"
+                            : "which will be removed at the end.\n") +
+           "The component is the one that runs on a real phone. Each step shows a call as a\n"
+           "web app makes it, and what comes back.\n";
 }
 
 void copyTo(std::FILE* to, std::FILE* from) {
@@ -257,10 +260,10 @@ void copyTo(std::FILE* to, std::FILE* from) {
 }  // namespace
 
 int demoCommand(const Settings& settings) {
-    // The console lines of the component would interrupt the tale. They are shown when something goes wrong.
+    // The component's console lines would interrupt the story. They are shown if something goes wrong.
     const std::unique_ptr<std::FILE, Release<&std::fclose>> console(std::tmpfile());
     if (!console) {
-        throw CommandError(std::string("no temporary file can be made: ") + std::strerror(errno));
+        throw CommandError(std::string("no temporary file can be created: ") + std::strerror(errno));
     }
     const Output output(::fileno(console.get()));
     std::optional<TemporaryFolder> temporary;
@@ -275,11 +278,12 @@ int demoCommand(const Settings& settings) {
     try {
         output.write(introduction(settings, folder.string()));
         Demo(output, folder).run();
-        output.write("\nThat was all. \"kavrel --help\" says how to make these calls yourself.\n");
+        output.write("\nThat was all. \"kavrel --help\" explains how to make these calls yourself.\n");
         return 0;
     } catch (const DemoFailure& failure) {
         std::fflush(stdout);
-        std::fprintf(stderr, "\nkavrel: %s\nWhat the component wrote on its console:\n", failure.what());
+        std::fprintf(stderr, "\nkavrel: %s\nThis is what the component wrote on its console:\n",
+                     failure.what());
         copyTo(stderr, console.get());
         return 1;
     }

@@ -40,7 +40,7 @@ const T* valueNamed(const Named<T> (&table)[size], std::string_view name) {
     return entry == std::end(table) ? nullptr : &entry->value;
 }
 
-/// Carries out `name`=`value` on `state`; false when there is no such name or value.
+/// Sets `name` to `value` in `state`. Returns false if there is no such name or value.
 bool assign(DeviceState& state, std::string_view name, std::string_view value) {
     if (name == "biometry") {
         const LABiometryType* kind = valueNamed(biometryKinds, value);
@@ -71,8 +71,8 @@ void assignAll(DeviceState& state, const std::vector<std::string>& assignments) 
         }
         names.insert(name);
     }
-    // A device is unlocked for the first time when it is unlocked: naming one of the two settles the other.
-    // When both are named, the device itself refuses what cannot be.
+    // Whoever unlocks a device has also unlocked it for the first time, so each of the two values can imply
+    // the other. If both were given, the device itself refuses a contradiction.
     if (names.contains("locked") && !names.contains("firstUnlock") && !state.locked) {
         state.firstUnlock = true;
     }

@@ -20,16 +20,16 @@ constexpr std::size_t deepestLevel = 512;
 
 std::string place(std::string_view text, std::size_t offset) {
     const std::string_view before = text.substr(0, offset);
-    const std::size_t lineStart = before.rfind('\n') + 1;  // 0 on the first line, where rfind gives npos
-    // Columns are counted in characters: the continuation bytes of UTF-8 do not begin one.
+    const std::size_t lineStart = before.rfind('\n') + 1;  // 0 on the first line, where rfind returns npos
+    // Columns are counted in characters, so the continuation bytes of UTF-8 are skipped.
     const auto column = std::count_if(before.begin() + static_cast<std::ptrdiff_t>(lineStart), before.end(),
                                       [](char byte) { return (byte & 0xC0) != 0x80; });
     return "line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) + ", column " +
            std::to_string(column + 1) + ": ";
 }
 
-/// The reader's own reason, without the class name and the place before it, and without the text it last read
-/// after it, which may be a megabyte long and need not be fit for a terminal.
+/// Returns the parser's reason without the class name and the place that come before it, and without the text
+/// that comes after it: what was read last may be a megabyte long, and may be unfit for a terminal.
 std::string reason(const json::exception& error) {
     constexpr int numberOutOfRange = 406;
     if (error.id == numberOutOfRange) {
@@ -40,7 +40,7 @@ std::string reason(const json::exception& error) {
     return std::string(tail.substr(0, tail.find("; last read")));
 }
 
-/// Leaves one of the members of each name: the first, with the value of the last.
+/// Keeps one member of each name: the first, with the value of the last.
 std::vector<JSMember> withoutDuplicates(std::vector<JSMember> members) {
     std::vector<std::size_t> byName(members.size());
     std::iota(byName.begin(), byName.end(), std::size_t{0});
@@ -62,7 +62,7 @@ std::vector<JSMember> withoutDuplicates(std::vector<JSMember> members) {
     return members;
 }
 
-/// Builds the value while the text is read, so that a big text needs no second tree and no recursion.
+/// Builds the value while the text is parsed, so that a long text needs neither a second tree nor recursion.
 class Builder final : public nlohmann::json_sax<json> {
   public:
     explicit Builder(std::string_view text) : text_(text) {}
@@ -94,7 +94,7 @@ class Builder final : public nlohmann::json_sax<json> {
         return add(std::move(value));
     }
     bool binary(binary_t&) override {
-        return false;  // JSON texts have none
+        return false;  // JSON has none
     }
     bool start_object(std::size_t) override {
         return open(Members());
@@ -122,7 +122,7 @@ class Builder final : public nlohmann::json_sax<json> {
     }
 
   private:
-    /// The members of an object that is not closed yet, and the key of the one that comes next.
+    /// The members so far of an object that is still open, and the key of the next one.
     struct Members {
         std::vector<JSMember> members;
         std::string key;
@@ -180,9 +180,9 @@ ordered_json toJSON(const JSValue& value) {
 }  // namespace
 
 JSValue parseJSON(std::string_view text) {
-    // The reader takes a NUL character for the end of the text and would leave unread what follows it.
+    // The parser would take a NUL character for the end of the text and ignore what follows it.
     if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
-        throw JSONError(place(text, nul) + "a NUL character; in JSON it is written \\u0000, within a text");
+        throw JSONError(place(text, nul) + "a NUL character; write it \\u0000, within a string");
     }
     Builder builder(text);
     if (!json::sax_parse(text, &builder)) {

@@ -6,22 +6,23 @@
 
 #include "platform/Capacitor.hpp"
 
-/// JSON texts (RFC 8259) and the values that cross the plugin runtime.
+/// Conversion between JSON (RFC 8259) and the values that cross the plugin runtime.
 namespace KavrelCrypto::Host {
 
-/// A text that is no JSON. `what()` says what is wrong and, where that can be told, at which line and column.
+/// Thrown for a text that is not JSON. `what()` says what is wrong and, as far as it is known, at which line
+/// and column.
 class JSONError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-/// The value that `text` (UTF-8) stands for. Of an object's members of one name the last one counts; an
-/// integer past the range of std::int64_t becomes a double. Throws JSONError for anything that is no JSON,
-/// and for values nested deeper than 512 levels.
+/// Returns the value that `text` (UTF-8) represents. If an object has several members of one name, the last
+/// one counts. An integer outside the range of std::int64_t becomes a double. Throws JSONError if `text` is
+/// not JSON, or if its values are nested deeper than 512 levels.
 JSValue parseJSON(std::string_view text);
 
-/// `value` as one line of JSON, without a line feed, characters outside ASCII as they are. Bytes that are no
-/// UTF-8 become U+FFFD. `value` is nested no deeper than parseJSON allows.
+/// Returns `value` as one line of JSON without a line feed. Characters outside ASCII are not escaped, and
+/// bytes that are not UTF-8 become U+FFFD. `value` must not be nested deeper than parseJSON allows.
 std::string writeJSON(const JSValue& value);
 
 }  // namespace KavrelCrypto::Host

@@ -11,7 +11,7 @@
 
 #include "tools/kavrel/CommandIO.hpp"
 
-/// Owners of OpenSSL's objects, and how they are read and written.
+/// Owners of OpenSSL's objects, and ways to read and write them.
 namespace KavrelCrypto::Host {
 
 template <auto release>
@@ -29,21 +29,22 @@ using Certificate = std::unique_ptr<X509, Release<&X509_free>>;
 using CertificationRequest = std::unique_ptr<X509_REQ, Release<&X509_REQ_free>>;
 using Extension = std::unique_ptr<X509_EXTENSION, Release<&X509_EXTENSION_free>>;
 
-/// Reads one object from `text` with `read`, a PEM_read_bio_… function. Returns null if `text` holds no such
-/// object or a damaged one. An encrypted one is not read either, and nobody is asked for its pass phrase.
+/// Reads one object from `text` with `read`, one of OpenSSL's PEM_read_bio_… functions. Returns null if
+/// `text` holds no such object, or if it is damaged or encrypted: nobody is asked for a pass phrase. Throws
+/// CommandError if `text` is longer than OpenSSL can count.
 template <typename Owner, auto read>
 Owner readPEM(std::string_view text) {
     if (text.size() > INT_MAX) {
-        throw CommandError("2 GiB of PEM or more are too much for OpenSSL. Give less.");
+        throw CommandError("the input is too long: OpenSSL cannot read PEM of 2 GiB and more.");
     }
     const BIOOwner input(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
     const auto noPassPhrase = [](char*, int, int, void*) { return -1; };
     return Owner(read(input.get(), nullptr, noPassPhrase, nullptr));
 }
 
-/// What `write` (a function that takes a BIO) writes.
+/// Returns what `write` writes to the BIO that it is given.
 template <typename Write>
-std::string written(Write write) {
+std::string writeToString(Write write) {
     const BIOOwner output(BIO_new(BIO_s_mem()));
     write(output.get());
     char* text = nullptr;

@@ -49,15 +49,15 @@ void PluginCall::end(std::optional<Outcome> outcome) {
 
 namespace {
 
-/// How a delivered call ended. Only the main thread touches it: the news arrives through the main queue,
-/// which also wakes the main thread when the call was finished on another one.
+/// How a call ended. Only the main thread uses it: other threads send the news through the main queue, which
+/// wakes the main thread.
 struct End {
     bool isThere = false;
     std::optional<Outcome> outcome;
     std::exception_ptr failure;
 };
 
-/// A thread that is waited for before it goes.
+/// A thread that is joined when it goes out of scope, also when an exception is on its way.
 class JoiningThread {
   public:
     explicit JoiningThread(std::thread thread) : thread_(std::move(thread)) {}
@@ -83,7 +83,7 @@ std::thread startThread(std::function<void()> task) {
 
 std::optional<Outcome> performCall(const DigitalSignPlugin& plugin, std::string_view method,
                                    JSObject options) {
-    // Shared, since a call that fails here may outlive this function.
+    // Shared, because after an exception the call may outlive this function.
     const auto end = std::make_shared<End>();
     auto call = std::make_shared<PluginCall>(std::move(options), [end](std::optional<Outcome> outcome) {
         dispatchAsyncMain([end, outcome = std::move(outcome)]() mutable {

@@ -9,26 +9,26 @@
 #include "platform/Capacitor.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 
-/// Calls of the plugin by a host that is no phone.
+/// Plugin calls made by a host that is not a phone.
 namespace KavrelCrypto::Host {
 
-/// What a rejected call is given. The plugin never gives an error object or data.
+/// What a call is rejected with. The plugin never passes an error object or data.
 struct Rejection {
     std::string message;
     std::optional<std::string> code;
 };
 
-/// How a call was finished: with a result or with a rejection.
+/// How a call was settled: with a result or with a rejection.
 using Outcome = std::variant<JSObject, Rejection>;
 
-/// `{"resolve":{…}}` or `{"reject":{"message":"…","code":null}}`.
+/// Returns `{"resolve":{…}}` or `{"reject":{"message":"…","code":null}}`.
 JSValue outcomeValue(const Outcome& outcome);
 
-/// A call that tells its host how it ended.
+/// A call that tells its host how it was settled.
 class PluginCall final : public CAPPluginCall {
   public:
-    /// Called once, on whichever thread: with the outcome or, when the last one to hold the call has let it
-    /// go unfinished, so that nothing can finish it any more, with nothing.
+    /// Called once, on any thread. The outcome is absent if nothing can settle the call any more, because
+    /// whoever held it last let it go.
     using Ended = std::function<void(std::optional<Outcome>)>;
 
     PluginCall(JSObject options, Ended ended);
@@ -48,9 +48,9 @@ class PluginCall final : public CAPPluginCall {
     Ended ended_;
 };
 
-/// Delivers one call on a thread of its own, as the runtime does, and drains the main queue until it has
-/// ended. Absent when nothing will ever finish it. Throws what the component threw instead of finishing it,
-/// such as std::bad_alloc. Only the main thread calls this.
+/// Delivers one call on a thread of its own, as the runtime does, and drains the main queue until the call
+/// has ended. Returns nothing if nothing will ever settle it. Throws what the component threw instead of
+/// settling it, such as std::bad_alloc. Must be called on the main thread.
 std::optional<Outcome> performCall(const DigitalSignPlugin& plugin, std::string_view method,
                                    JSObject options);
 

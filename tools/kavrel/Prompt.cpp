@@ -15,15 +15,15 @@ namespace {
 
 using Desktop::PromptAnswer;
 
-/// The process's terminal, whatever its standard input and output are.
+/// The terminal of the process, wherever its standard input and output lead.
 class Terminal {
   public:
     [[nodiscard]] bool isThere() const {
         return descriptor_.isOpen();
     }
 
-    /// Shows `question` and gives the line that the person types, without its line feed. Absent at the end of
-    /// the file.
+    /// Shows `question` and returns the line that the person types, without its line feed; nothing at the end
+    /// of the file.
     [[nodiscard]] std::optional<std::string> ask(const std::string& question) const {
         ::dprintf(descriptor_.number(), "%s", question.c_str());
         std::string line;
@@ -55,7 +55,7 @@ std::optional<PromptAnswer> answerNamed(const std::string& name) {
 }
 
 Desktop::PromptAnswerer askOn(std::shared_ptr<Terminal> terminal) {
-    // Prompts may come up at the same time; the terminal shows one after the other.
+    // Several prompts may come up at the same time. The terminal shows them one after the other.
     auto oneAtATime = std::make_shared<std::mutex>();
     return [terminal = std::move(terminal), oneAtATime = std::move(oneAtATime)](const std::string& reason) {
         const std::lock_guard lock(*oneAtATime);
@@ -75,8 +75,8 @@ Desktop::PromptAnswerer askOn(std::shared_ptr<Terminal> terminal) {
 
 PromptAnswer cancelUnasked(const std::string& reason) {
     std::fprintf(stderr,
-                 "kavrel: there is no terminal to show the biometric prompt \"%s\" on, so it was cancelled; "
-                 "--prompt match answers it.\n",
+                 "kavrel: there is no terminal to show the biometric prompt \"%s\" on, so it was cancelled. "
+                 "Give --prompt match to answer it.\n",
                  reason.c_str());
     return PromptAnswer::cancel;
 }
@@ -94,7 +94,8 @@ void answerPrompts(const std::optional<std::string>& how) {
     if (terminal->isThere() && (how || personIsThere)) {
         Desktop::answerPromptsWith(askOn(std::move(terminal)));
     } else if (how) {
-        throw CommandError("--prompt ask: there is no terminal to ask on.");
+        throw CommandError(
+            "--prompt ask needs a terminal, and there is none. Give --prompt match, no-match or cancel.");
     } else {
         Desktop::answerPromptsWith(cancelUnasked);
     }

@@ -3,12 +3,12 @@
 #include <optional>
 #include <string>
 
-/// Who answers the prompts of the simulated biometric sensor.
+/// Answers to the prompts of the simulated biometric sensor.
 namespace KavrelCrypto::Host {
 
-/// Has the sensor's prompts answered as `how` says: "match", "no-match", "cancel", or "ask", which asks on
-/// the terminal. Without `how` they are asked where a person sits at a terminal, and cancelled elsewhere.
-/// Throws CommandError when "ask" is wanted and there is no terminal.
+/// Sets how the sensor's prompts are answered: `how` is "match", "no-match", "cancel", or "ask" to ask on the
+/// terminal. Without `how`, they are asked if somebody sits at a terminal, and cancelled otherwise. Throws
+/// CommandError if `how` is "ask" and there is no terminal.
 void answerPrompts(const std::optional<std::string>& how);
 
 }  // namespace KavrelCrypto::Host

@@ -22,7 +22,7 @@ void remove(const std::string& path) {
 
 TemporaryFolder::TemporaryFolder(const std::string& beginning) : path_(beginning + ".XXXXXX") {
     if (::mkdtemp(path_.data()) == nullptr) {
-        throw CommandError("\"" + path_ + "\" cannot be made: " + std::strerror(errno));
+        throw CommandError("\"" + path_ + "\" cannot be created: " + std::strerror(errno));
     }
 }
 
@@ -36,7 +36,7 @@ void TemporaryFolder::removeWhenInterrupted() const {
     sigaddset(&interruptions, SIGINT);
     sigaddset(&interruptions, SIGTERM);
     sigaddset(&interruptions, SIGHUP);
-    pthread_sigmask(SIG_BLOCK, &interruptions, nullptr);  // for this thread and those that it will start
+    pthread_sigmask(SIG_BLOCK, &interruptions, nullptr);  // here, and in the threads that this one starts
     std::thread([path = path_, interruptions] {
         int signal = 0;
         sigwait(&interruptions, &signal);

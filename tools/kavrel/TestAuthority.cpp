@@ -20,9 +20,9 @@ namespace fs = std::filesystem;
 constexpr const char* keyFile = "key.pem";
 constexpr const char* certificateFile = "certificate.pem";
 
-/// `result`, unless it is what OpenSSL's functions give on failure.
+/// Returns `result`, or throws if it is what OpenSSL's functions return on failure.
 template <typename T>
-T succeeded(T result) {
+T require(T result) {
     if (!result) {
         throw CommandError(std::string("OpenSSL cannot make the certificate: ") +
                            ERR_error_string(ERR_get_error(), nullptr));
@@ -33,42 +33,43 @@ T succeeded(T result) {
 void addExtension(X509* certificate, X509* issuer, int type, const char* value) {
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    const Extension extension(succeeded(X509V3_EXT_conf_nid(nullptr, &context, type, value)));
-    succeeded(X509_add_ext(certificate, extension.get(), -1));
+    const Extension extension(require(X509V3_EXT_conf_nid(nullptr, &context, type, value)));
+    require(X509_add_ext(certificate, extension.get(), -1));
 }
 
-/// A certificate for `key`, with what all certificates of this authority have in common; not signed yet.
+/// Makes a certificate for `key` with what all certificates of this authority have in common. It is not
+/// signed yet.
 Certificate newCertificate(const X509_NAME* subject, EVP_PKEY* key) {
     constexpr int serialNumberBits = 127;     // 16 octets; RFC 5280 allows 20
     constexpr long allowanceForClocks = 300;  // seconds
-    Certificate certificate(succeeded(X509_new()));
-    const BigNumber serialNumber(succeeded(BN_new()));
-    succeeded(BN_rand(serialNumber.get(), serialNumberBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY));
-    succeeded(BN_to_ASN1_INTEGER(serialNumber.get(), X509_get_serialNumber(certificate.get())));
-    succeeded(X509_set_version(certificate.get(), X509_VERSION_3));
-    succeeded(X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -allowanceForClocks));
-    succeeded(X509_set_subject_name(certificate.get(), subject));
-    succeeded(X509_set_pubkey(certificate.get(), key));
+    Certificate certificate(require(X509_new()));
+    const BigNumber serialNumber(require(BN_new()));
+    require(BN_rand(serialNumber.get(), serialNumberBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY));
+    require(BN_to_ASN1_INTEGER(serialNumber.get(), X509_get_serialNumber(certificate.get())));
+    require(X509_set_version(certificate.get(), X509_VERSION_3));
+    require(X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -allowanceForClocks));
+    require(X509_set_subject_name(certificate.get(), subject));
+    require(X509_set_pubkey(certificate.get(), key));
     return certificate;
 }
 
 Certificate selfSignedCertificate(EVP_PKEY* key) {
-    const std::unique_ptr<X509_NAME, Release<&X509_NAME_free>> name(succeeded(X509_NAME_new()));
+    const std::unique_ptr<X509_NAME, Release<&X509_NAME_free>> name(require(X509_NAME_new()));
     const auto add = [&](const char* type, const char* text) {
-        succeeded(X509_NAME_add_entry_by_txt(name.get(), type, MBSTRING_UTF8,
-                                             reinterpret_cast<const unsigned char*>(text), -1, -1, 0));
+        require(X509_NAME_add_entry_by_txt(name.get(), type, MBSTRING_UTF8,
+                                           reinterpret_cast<const unsigned char*>(text), -1, -1, 0));
     };
     add("O", "For development and tests only");
     add("CN", "KavrelCrypto test authority");
     Certificate certificate = newCertificate(name.get(), key);
     X509* const self = certificate.get();
-    succeeded(X509_set_issuer_name(self, name.get()));
-    // How RFC 5280 writes that a certificate has no well-defined end.
-    succeeded(ASN1_TIME_set_string(X509_getm_notAfter(self), "99991231235959Z"));
+    require(X509_set_issuer_name(self, name.get()));
+    // With this date a certificate has no well-defined end (RFC 5280).
+    require(ASN1_TIME_set_string(X509_getm_notAfter(self), "99991231235959Z"));
     addExtension(self, self, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");
     addExtension(self, self, NID_key_usage, "critical,keyCertSign,cRLSign");
     addExtension(self, self, NID_subject_key_identifier, "hash");
-    succeeded(X509_sign(self, key, EVP_sha256()));
+    require(X509_sign(self, key, EVP_sha256()));
     return certificate;
 }
 
@@ -86,24 +87,25 @@ void writePrivately(const fs::path& path, const std::string& text) {
     }
 }
 
-/// Makes an authority beside `folder` and then moves it there whole, so that nobody ever meets half of one.
-/// When another process is first, its authority stays.
+/// Makes an authority beside `folder` and then moves it there as a whole, so that nobody ever finds half of
+/// one. If another process was faster, its authority stays.
 void makeAuthority(const fs::path& folder) {
     const TemporaryFolder beside(folder.string());
-    const PrivateKey key(succeeded(EVP_EC_gen("P-256")));
+    const PrivateKey key(require(EVP_EC_gen("P-256")));
     const Certificate certificate = selfSignedCertificate(key.get());
     writePrivately(
-        fs::path(beside.path()) / keyFile, written([&](BIO* output) {
-            succeeded(PEM_write_bio_PrivateKey(output, key.get(), nullptr, nullptr, 0, nullptr, nullptr));
+        fs::path(beside.path()) / keyFile, writeToString([&](BIO* output) {
+            require(PEM_write_bio_PrivateKey(output, key.get(), nullptr, nullptr, 0, nullptr, nullptr));
         }));
-    writePrivately(fs::path(beside.path()) / certificateFile,
-                   written([&](BIO* output) { succeeded(PEM_write_bio_X509(output, certificate.get())); }));
+    writePrivately(fs::path(beside.path()) / certificateFile, writeToString([&](BIO* output) {
+                       require(PEM_write_bio_X509(output, certificate.get()));
+                   }));
     if (::rename(beside.path().c_str(), folder.c_str()) != 0 && errno != EEXIST && errno != ENOTEMPTY) {
         throw fileError(folder, "made");
     }
 }
 
-/// The extended key usage that `request` asks for; null when it asks for none.
+/// Returns the extended key usage that `request` asks for, or null if it asks for none.
 Extension requestedKeyUsage(X509_REQ& request) {
     if (X509_REQ_get_attr_by_NID(&request, NID_ext_req, -1) == -1) {
         return nullptr;
@@ -118,7 +120,8 @@ Extension requestedKeyUsage(X509_REQ& request) {
     const std::unique_ptr<EXTENDED_KEY_USAGE, Release<&EXTENDED_KEY_USAGE_free>> readable(
         usage ? static_cast<EXTENDED_KEY_USAGE*>(X509V3_EXT_d2i(usage.get())) : nullptr);
     if (!requested || (usage && !readable)) {
-        throw CommandError("the extensions that the certification request asks for cannot be read.");
+        throw CommandError(
+            "the extensions that the certification request asks for cannot be read. Make a new request.");
     }
     return usage;
 }
@@ -135,7 +138,7 @@ TestAuthority::TestAuthority(const fs::path& deviceFolder) {
     if (!key_ || !certificate_ || X509_check_private_key(certificate_.get(), key_.get()) != 1) {
         throw CommandError(
             "the test authority in \"" + folder.string() +
-            "\" is damaged or encrypted. Remove that folder, and the next certificate comes from a new one.");
+            "\" is damaged or encrypted. Remove that folder, and a new authority will be created.");
     }
 }
 
@@ -145,17 +148,17 @@ std::string TestAuthority::issue(X509_REQ& request) const {
         newCertificate(X509_REQ_get_subject_name(&request), X509_REQ_get0_pubkey(&request));
     X509* const subject = certificate.get();
     X509* const issuer = certificate_.get();
-    succeeded(X509_set_issuer_name(subject, X509_get_subject_name(issuer)));
-    succeeded(X509_time_adj_ex(X509_getm_notAfter(subject), validDays, 0, nullptr));
+    require(X509_set_issuer_name(subject, X509_get_subject_name(issuer)));
+    require(X509_time_adj_ex(X509_getm_notAfter(subject), validDays, 0, nullptr));
     addExtension(subject, issuer, NID_basic_constraints, "critical,CA:FALSE");
     addExtension(subject, issuer, NID_key_usage, "critical,digitalSignature,nonRepudiation");
     if (const Extension usage = requestedKeyUsage(request)) {
-        succeeded(X509_add_ext(subject, usage.get(), -1));
+        require(X509_add_ext(subject, usage.get(), -1));
     }
     addExtension(subject, issuer, NID_subject_key_identifier, "hash");
     addExtension(subject, issuer, NID_authority_key_identifier, "keyid:always");
-    succeeded(X509_sign(subject, key_.get(), EVP_sha256()));
-    return written([&](BIO* output) { succeeded(PEM_write_bio_X509(output, subject)); });
+    require(X509_sign(subject, key_.get(), EVP_sha256()));
+    return writeToString([&](BIO* output) { require(PEM_write_bio_X509(output, subject)); });
 }
 
 }  // namespace KavrelCrypto::Host

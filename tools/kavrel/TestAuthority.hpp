@@ -7,17 +7,18 @@
 
 namespace KavrelCrypto::Host {
 
-/// The authority that issues certificates for development and tests: a P-256 key and its own certificate,
-/// which says what it is for, kept in the folder "authority" of a device.
+/// The authority that issues certificates for development and tests: a P-256 key and a self-signed
+/// certificate, in the folder "authority" of a device. The certificate's name says what it is for.
 class TestAuthority {
   public:
-    /// The authority of the device in `deviceFolder`; where there is none yet it is made, once, however many
-    /// processes ask at the same time. Throws CommandError when it can be neither read nor made.
+    /// Opens the authority of the device in `deviceFolder`. If there is none it is created, and only one,
+    /// however many processes ask at the same time. Throws CommandError if it can be neither read nor
+    /// created.
     explicit TestAuthority(const std::filesystem::path& deviceFolder);
 
-    /// A certificate (RFC 5280) in PEM for the subject and the key of `request`: valid for a year, with the
-    /// extended key usage that the request asks for, as it asks for it. Nothing else that it asks for is
-    /// granted. Throws CommandError when what it asks for cannot be read.
+    /// Issues a certificate (RFC 5280) in PEM for the subject and the key of `request`. It is valid for a
+    /// year and has the extended key usage that the request asks for, byte for byte; no other extension is
+    /// granted. Throws CommandError if the requested extensions cannot be read.
     [[nodiscard]] std::string issue(X509_REQ& request) const;
 
   private:
