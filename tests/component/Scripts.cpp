@@ -65,6 +65,16 @@ CFDictionary pairParameters(const std::string& alias) {
     };
 }
 
+JSObject createCSRArguments(const std::string& nationalCode) {
+    std::vector<JSMember> members;
+    for (const char* name : {"identificationId", "nationalCode", "name", "lastName", "enName", "enLastName",
+                             "postalCode", "phoneNumber", "birthCertificateId", "birthDate", "city",
+                             "provinceName", "gender", "citizenship"}) {
+        members.push_back({name, nationalCode});
+    }
+    return {{"userInfo", JSObject(std::move(members))}};
+}
+
 NSError managerError(std::int64_t code, const std::string& message) {
     return {.domain = "SecureKeyManager", .code = code, .userInfo = {{"NSLocalizedDescription", message}}};
 }

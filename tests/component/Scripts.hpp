@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/Capacitor.hpp"
 #include "tests/device/ScriptedDevice.hpp"
 
 /// What the scripts of several suites have in common.
@@ -21,6 +22,10 @@ void expectPairDeletion(Script& device, const std::string& alias, OSStatus priva
 
 /// Returns the parameters with which the key manager generates the pair of `alias`.
 CFDictionary pairParameters(const std::string& alias);
+
+/// Returns the arguments of a call of "createCSR", with the national code in the place of all fourteen
+/// strings.
+JSObject createCSRArguments(const std::string& nationalCode);
 
 /// Returns an error that the key manager makes itself.
 NSError managerError(std::int64_t code, const std::string& message);

@@ -94,6 +94,16 @@ class CSRBuilderBuildCSR : public testing::Test {
         EXPECT_CALL(device, SecKeyCreateRandomKey(parameters, NotNull())).WillOnce(Return(std::move(result)));
     }
 
+    void expectFallbackPublicKeyLookup(SecKeyRef result) {
+        const CFDictionary query = {
+            {kSecClass, kSecClassKey},
+            {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+            {kSecAttrApplicationTag, bytesOf("com.kavrel.app.publickeyalias")},
+            {kSecReturnRef, true},
+        };
+        EXPECT_CALL(device, SecItemCopyMatching(query, NotNull())).WillOnce(givesBack(std::move(result)));
+    }
+
     void expectExport(std::optional<Bytes> exported) {
         EXPECT_CALL(device, SecKeyGetBlockSize(publicKey)).WillOnce(Return(0));
         EXPECT_CALL(device, SecKeyCopyExternalRepresentation(publicKey, IsNull()))
@@ -138,6 +148,17 @@ TEST_F(CSRBuilderBuildCSR, UsesTheKeyManagersPairWhenThereIsNoUtilityPair) {
     expectRequest();
 }
 
+TEST_F(CSRBuilderBuildCSR, HasTheKeyManagerGenerateAPairWhenThereIsNone) {
+    expectUtilityPair(nullptr, nullptr);
+    expectKeyLookup(device, "com.solbera.app.privatekey.alias", nullptr);
+    expectPairDeletion(device, "alias", errSecItemNotFound, errSecItemNotFound);
+    EXPECT_CALL(device, SecKeyCreateRandomKey(pairParameters("alias"), NotNull()))
+        .WillOnce(Return(privateKey));
+    EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(publicKey));
+    expectSigning();
+    expectRequest();
+}
+
 TEST_F(CSRBuilderBuildCSR, IgnoresHalfAUtilityPair) {
     expectUtilityPair(newKey(), nullptr);
     expectManagerPair();
@@ -153,7 +174,7 @@ TEST_F(CSRBuilderBuildCSR, MakesANewUtilityPairInSilenceWhenTheKeyManagerHasNoPu
     expectUtilityPair(nullptr, nullptr);
     expectManagerToFail();
     expectFallbackGeneration(privateKey);
-    EXPECT_CALL(device, SecItemCopyMatching(_, NotNull())).WillOnce(givesBack(publicKey));
+    expectFallbackPublicKeyLookup(publicKey);
     expectSigning();
     expectRequest();
 }
@@ -162,9 +183,9 @@ TEST_F(CSRBuilderBuildCSR, MakesANewUtilityPairWhenTheKeyManagerCannotGenerateIt
     expectUtilityPair(nullptr, nullptr);
     expectKeyLookup(device, "com.solbera.app.privatekey.alias", nullptr);
     expectPairDeletion(device, "alias", errSecItemNotFound, errSecItemNotFound);
-    EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(nullptr));
+    EXPECT_CALL(device, SecKeyCreateRandomKey(pairParameters("alias"), NotNull())).WillOnce(Return(nullptr));
     expectFallbackGeneration(privateKey);
-    EXPECT_CALL(device, SecItemCopyMatching(_, NotNull())).WillOnce(givesBack(publicKey));
+    expectFallbackPublicKeyLookup(publicKey);
     expectSigning();
     expectRequest();
 }
@@ -195,6 +216,15 @@ TEST_F(CSRBuilderBuildCSR, FailsWhenTheRequestCannotBeSigned) {
     expectUtilityPair(privateKey, publicKey);
     expectExport(publicKeyBits);
     EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(Return(std::nullopt));
+    expectBuildFailed();
+}
+
+TEST_F(CSRBuilderBuildCSR, FailsWhenThePublicKeyIsThatOfAnotherPair) {
+    expectUtilityPair(privateKey, publicKey);
+    expectExport(publicKeyBits);
+    EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(Return(hex("AA BB")));
+    EXPECT_CALL(device, SecKeyVerifySignature(publicKey, _, _, hex("AA BB"), NotNull()))
+        .WillOnce(Return(false));
     expectBuildFailed();
 }
 

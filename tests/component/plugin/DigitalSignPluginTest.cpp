@@ -219,16 +219,6 @@ TEST_F(PluginGetCertificate, ResolvesWithNullWhenTheSlotCannotBeRead) {
     expectResult(*call(&DigitalSignPlugin::getCertificate), {{"certPem", nullptr}});
 }
 
-JSObject person() {
-    std::vector<JSMember> members;
-    for (const char* name : {"identificationId", "nationalCode", "name", "lastName", "enName", "enLastName",
-                             "postalCode", "phoneNumber", "birthCertificateId", "birthDate", "city",
-                             "provinceName", "gender", "citizenship"}) {
-        members.push_back({name, "a"});
-    }
-    return JSObject{{"userInfo", JSObject(std::move(members))}};
-}
-
 TEST_F(PluginCreateCSR, StopsTheProcessWithoutAnArgumentMap) {
     EXPECT_DEATH(plugin.createCSR(std::make_shared<TestCall>(std::nullopt)),
                  "a \"createCSR\" call must have an argument map");
@@ -239,7 +229,7 @@ TEST_F(PluginCreateCSR, RejectsWhenTheMissingKeyCannotBeMade) {
     expectDeletion();
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(failsWith<1>(errorPrintedAsPrinted(), SecKeyRef()));
     EXPECT_CALL(device, print("❌ SecKeyCreateRandomKey error: printed"));
-    expectRejection(*call(&DigitalSignPlugin::createCSR, person()),
+    expectRejection(*call(&DigitalSignPlugin::createCSR, createCSRArguments("a")),
                     {"ensure_key_failed", "The operation couldn\xE2\x80\x99t be completed. (D error 1.)"});
 }
 
@@ -249,7 +239,7 @@ TEST_F(PluginCreateCSR, RejectsWithTheGenericDescriptionWhenTheBuilderFails) {
     EXPECT_CALL(device, SecKeyGetBlockSize(key)).WillOnce(Return(256));
     EXPECT_CALL(device, SecKeyCopyExternalRepresentation).WillOnce(Return(std::nullopt));
     expectRejection(
-        *call(&DigitalSignPlugin::createCSR, person()),
+        *call(&DigitalSignPlugin::createCSR, createCSRArguments("a")),
         {"csr_failed",
          "The operation couldn\xE2\x80\x99t be completed. (KavrelCrypto.CSRCreationError error 2.)"});
 }
@@ -277,6 +267,16 @@ TEST_F(PluginSignDigest, KeepsItsCallAliveUntilTheCompletionHasRun) {
     ASSERT_FALSE(pending.expired());
     device.runMainQueue();
     EXPECT_TRUE(pending.expired());
+}
+
+TEST_F(PluginGetBiometricStatus, ReleasesItsContext) {
+    auto context = std::make_shared<LAContext>();
+    const std::weak_ptr<LAContext> watched = context;
+    EXPECT_CALL(device, makeLAContext).WillOnce(Return(testing::ByMove(std::move(context))));
+    EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(true));
+    EXPECT_CALL(device, biometryType).WillOnce(Return(LABiometryType::faceID));
+    call(&DigitalSignPlugin::getBiometricStatus, {});
+    EXPECT_TRUE(watched.expired());
 }
 
 struct StatusRow {

@@ -56,6 +56,21 @@ TEST_F(CSRStorageSaveCSR, ReturnsFalseWhenTheAdditionFails) {
     }
 }
 
+TEST_F(CSRStorageSaveCSR, LosesTheEarlierTextWhenTheAdditionFails) {
+    bool isThere = true;
+    EXPECT_CALL(device, SecItemDelete(slot)).WillOnce([&](const CFDictionary&) {
+        isThere = false;
+        return errSecSuccess;
+    });
+    EXPECT_CALL(device, SecItemAdd).WillOnce(Return(errSecInteractionNotAllowed));
+    EXPECT_CALL(device, SecItemCopyMatching(slotQuery, NotNull()))
+        .WillOnce([&](const CFDictionary& query, SecItemResult* result) {
+            return isThere ? givesBack(bytesOf("earlier"))(query, result) : errSecItemNotFound;
+        });
+    EXPECT_FALSE(storage.saveCSR("later"));
+    EXPECT_EQ(storage.getCSR(), std::nullopt);
+}
+
 TEST_F(CSRStorageGetCSR, ReturnsTheBytesAsAUTF8String) {
     EXPECT_CALL(device, SecItemCopyMatching(slotQuery, NotNull()))
         .WillOnce(givesBack(bytesOf("\xC3\xA9\r\n")));
