@@ -69,6 +69,20 @@ TEST(AppendBITSTRING, CountsExactlyWhatItIsGiven) {
     EXPECT_EQ(out, hex("EE 03 03 00 AA BB"));
 }
 
+TEST(AppendBITSTRING, WritesALengthUpTo32767) {
+    const Bytes content(32767, 0xAB);
+    Bytes out;
+    CSR::appendBITSTRING(content, out);
+    EXPECT_EQ(out, hex("03 82 7F FF") + content);
+}
+
+TEST(AppendBITSTRING, LeavesTheLengthOutFrom32768BytesOn) {
+    const Bytes content(32768, 0xAB);
+    Bytes out;
+    CSR::appendBITSTRING(content, out);
+    EXPECT_EQ(out, hex("03") + content);
+}
+
 Bytes printable(const std::string& text) {
     Bytes out;
     CSR::appendPrintableString(text, out);
