@@ -63,6 +63,18 @@ TEST_F(PluginCreateCSRKeys, DeletingThePersonsKeyLeavesTheFallbackPair) {
     EXPECT_EQ(keyOfRequest(), fallback);
 }
 
+TEST_F(PluginCreateCSRKeys, AFallbackPairOfHalvesThatDoNotBelongTogetherMakesNoRequest) {
+    DeviceUnderTest::addKeychainPair(fallbackPrivateTag, "another pair's public half");
+    DeviceUnderTest::addKeychainPair("another pair's private half", fallbackPublicTag);
+    EXPECT_EQ(call("createCSR", request(identity(sara))),
+              rejected("csr_failed",
+                       "The operation couldn’t be completed. (KavrelCrypto.CSRCreationError error 2.)"));
+    // The failure leaves all keys in place, also the one that the person was given.
+    EXPECT_EQ(call("hasKey", person(sara)), resolved({{"exists", true}}));
+    EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPrivateTag));
+    EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag));
+}
+
 TEST_F(PluginCreateCSRKeys, ARequestLeavesTheCertificateSlotAlone) {
     call("createCSR", request(identity(sara)));
     EXPECT_EQ(call("getCertificate", person(sara)), resolved({{"certPem", nullptr}}));

@@ -88,6 +88,10 @@ TEST_F(PluginCertificateSlot, IsEmptiedWhenAnybodysKeyIsDeleted) {
     EXPECT_EQ(call("deleteKey", person("nobody")), resolved({{"deleted", true}}));
     EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
     EXPECT_EQ(call("hasKey", person("Sara")), resolved({{"exists", true}}));
+
+    stored("Sara", issuedFor("Sara"));
+    EXPECT_EQ(call("deleteKey", person("")), resolved({{"deleted", true}}));
+    EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
 }
 
 TEST_F(PluginCertificateSlot, IsLeftAloneByRequestsAndSignatures) {

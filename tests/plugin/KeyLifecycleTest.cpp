@@ -40,6 +40,36 @@ TEST_F(PluginKeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
     EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
 }
 
+TEST_F(PluginKeyLifecycle, TheEmptyNationalCodeNamesAPersonLikeAnyOther) {
+    call("ensureKey", person("0012345678"));
+    EXPECT_EQ(call("ensureKey", person("")), resolved({{"ok", true}}));
+    EXPECT_EQ(call("hasKey", person("")), resolved({{"exists", true}}));
+    EXPECT_EQ(call("deleteKey", person("")), resolved({{"deleted", true}}));
+    EXPECT_EQ(call("hasKey", person("")), resolved({{"exists", false}}));
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", true}}));
+}
+
+TEST_F(PluginKeyLifecycle, ADeletionPrintsTheStatusOfEachHalf) {
+    const auto deleteKey = [] { call("deleteKey", person("0012345678")); };
+    EXPECT_EQ(DeviceUnderTest::printedBy(deleteKey),
+              "🔑 forceDeleteAllKeys private status: -25300\n"
+              "🔑 forceDeleteAllKeys public  status: -25300\n");
+    call("ensureKey", person("0012345678"));
+    ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(privateTag));
+    EXPECT_EQ(DeviceUnderTest::printedBy(deleteKey),
+              "🔑 forceDeleteAllKeys private status: -25300\n"
+              "🔑 forceDeleteAllKeys public  status: 0\n");
+}
+
+TEST_F(PluginKeyLifecycle, EnsureKeyDeletesOnceMoreBeforeItGenerates) {
+    call("ensureKey", person("0012345678"));
+    EXPECT_EQ(DeviceUnderTest::printedBy([] { call("ensureKey", person("0012345678")); }),
+              "🔑 forceDeleteAllKeys private status: 0\n"
+              "🔑 forceDeleteAllKeys public  status: 0\n"
+              "🔑 forceDeleteAllKeys private status: -25300\n"
+              "🔑 forceDeleteAllKeys public  status: -25300\n");
+}
+
 TEST_F(PluginKeyLifecycle, EnsureKeyReplacesTheKey) {
     call("ensureKey", person("0012345678"));
     const std::string first = publicKeyPem("0012345678");

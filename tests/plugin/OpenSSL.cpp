@@ -107,6 +107,10 @@ Bytes rsaPublicKey(const Key& key) {
     return written([&](unsigned char** out) { return i2d_PublicKey(key.get(), out); });
 }
 
+Bytes subjectPublicKeyInfo(const Key& key) {
+    return written([&](unsigned char** out) { return i2d_PUBKEY(key.get(), out); });
+}
+
 bool verifies(const Key& key, BytesView message, BytesView signature) {
     const std::shared_ptr<EVP_MD_CTX> context(required(EVP_MD_CTX_new()), EVP_MD_CTX_free);
     require(EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, key.get()) == 1);

@@ -26,6 +26,9 @@ Key publicKey(const std::string& publicKeyPem);
 /// Returns the PKCS #1 RSAPublicKey of `key`, in DER.
 Bytes rsaPublicKey(const Key& key);
 
+/// Returns the SubjectPublicKeyInfo of `key`, in DER.
+Bytes subjectPublicKeyInfo(const Key& key);
+
 /// Returns whether `signature` is an RSASSA-PKCS1-v1_5 signature by `key` over the SHA-256 of `message`.
 bool verifies(const Key& key, BytesView message, BytesView signature);
 

@@ -28,7 +28,7 @@
 /// - The console's lines and the prompts arrive in the order in which they were made.
 /// - If the device is gone or does not answer within a minute, a function throws std::runtime_error.
 ///
-/// Cases about threads, about the C++ class or about a process that stops need a device in this process;
+/// Cases about threads, about the C++ classes or about a process that stops need a device in this process;
 /// tests/plugin/CMakeLists.txt lists them apart. Such a device takes most of these functions from
 /// NativeDevice.
 namespace KavrelCrypto::DeviceUnderTest {
