@@ -1,3 +1,4 @@
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <dispatch/dispatch.h>
@@ -33,7 +34,9 @@ void AppleStandIns::runMainQueueUntil(const std::function<bool()>& done) {
     dispatch_queue_t queue = dispatch_get_main_queue();
     while (!done()) {
         std::unique_lock lock(queue->mutex);
-        queue->posted.wait(lock, [&] { return !queue->tasks.empty(); });
+        if (!queue->posted.wait_for(lock, std::chrono::minutes(1), [&] { return !queue->tasks.empty(); })) {
+            fault("nothing was posted to the main queue for a minute");
+        }
         const auto task = queue->tasks.front();
         queue->tasks.pop_front();
         lock.unlock();
