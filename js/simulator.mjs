@@ -1,4 +1,4 @@
-// Bundles the simulator into its entries, with everything that they need. Expects what script/wasm compiled.
+// Bundles the simulator's entries, each with everything that it needs. script/wasm must have compiled the component.
 
 import { appendFile, readFile } from 'node:fs/promises';
 import { resolve } from 'node:path';
@@ -12,7 +12,7 @@ const folder = resolve(import.meta.dirname, 'dist/simulator');
 /** The file with the licences of what is bundled. */
 const licences = 'licences.md';
 
-/** The loader as it is, and the WebAssembly, compressed, as the text of a module. */
+/** Provides Emscripten's loader as it is, and the compressed WebAssembly as a module that exports a string. */
 const component = {
   name: 'component',
   resolveId: (id) => ({ 'virtual:component': compiled('component.mjs'), 'virtual:component/wasm': '\0wasm' })[id],
@@ -41,10 +41,10 @@ const bundle = (entry, file, format, external) =>
 
 await bundle('index.ts', 'index.js', 'es');
 await bundle('index.ts', 'index.cjs', 'cjs');
-// One copy of the simulator for both entries.
+// This entry imports the other, so that there is one copy of the simulator.
 await bundle('ios.ts', 'ios.js', 'es', ['./index.js']);
 
-// What is in the WebAssembly is not known to the bundler.
+// The bundler does not know what is in the WebAssembly.
 await appendFile(
   resolve(folder, licences),
   await readFile(resolve(import.meta.dirname, 'emscripten-licences.md'), 'utf8'),

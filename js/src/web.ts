@@ -8,14 +8,14 @@ const instructions =
 
 const running = Symbol.for('kavrel-crypto.simulator');
 
-/** What the simulator leaves in its page, from the moment it begins to start until it is stopped. */
+/** The simulator's entry in its page, from the moment it begins to start until it is stopped. */
 interface Simulated {
   phone: Promise<{ call(method: string, options: unknown): Promise<never> }>;
 }
 
 /**
- * What a browser gets: the simulator's phone, if there is one, or else a refusal that says what to do. The simulator is
- * looked for at each call, since the runtime keeps the one object of this class that it made first.
+ * Hands each call in a browser to the simulator, if there is one, and otherwise refuses it and says what to do. It looks
+ * for the simulator at each call, since the runtime makes one object of this class and keeps it.
  */
 export class DigitalSignWeb extends WebPlugin implements DigitalSignPlugin {
   private readonly deliver =

@@ -17,8 +17,8 @@ function copyOf(value: unknown, ancestors: readonly unknown[]): unknown {
 }
 
 /**
- * A call's options as they arrive at the plugin: a copy, in which what JSON has no form for is null. Throws a TypeError
- * unless they are an object, and one that does not hold itself.
+ * Returns a call's options as they arrive at the plugin: a copy in which null replaces whatever JSON cannot express.
+ * Throws a TypeError unless `options` is an object that does not contain itself.
  */
 export function receivedOptions(options: unknown): object {
   if (options === undefined || options === null) return {};

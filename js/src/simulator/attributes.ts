@@ -1,7 +1,7 @@
 import type { Accessibility } from './definitions.js';
 import { Failure, status } from './failure.js';
 
-/** A query, or a map of attributes, under the platform's names. Its constants are strings with the platform's names. */
+/** A query or a map of attributes. Its keys and its constants are strings with the platform's names. */
 export type Dictionary = Record<string, unknown>;
 
 const defaultAccessibility = 'kSecAttrAccessibleWhenUnlocked';
@@ -13,7 +13,7 @@ const accessibilities: Record<string, Accessibility> = {
   kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly: 'afterFirstUnlockThisDeviceOnly',
 };
 
-/** The failure that `key` is at fault for. */
+/** Returns the failure for an entry `key` that is wrong. */
 export function wrong(key: string, what: string): Failure {
   return new Failure(status.param, `The parameter ${key} ${what}.`);
 }
@@ -31,8 +31,8 @@ type Kind = keyof typeof kinds;
 type Value<K extends Kind> = (typeof kinds)[K] extends (value: unknown) => value is infer T ? T : never;
 
 /**
- * A map as an operation reads it: entry by entry, each of the kind that belongs to it. What does not fit is a failure,
- * so that a query that the component comes to ask in another way is noticed here and not on a phone.
+ * A map as an operation reads it, entry by entry, each of its proper kind. Whatever does not fit is a failure, so that
+ * a change in the component's queries is noticed here and not first on a phone.
  */
 export class Attributes {
   private readonly untaken: Set<string>;
@@ -55,14 +55,14 @@ export class Attributes {
     return value;
   }
 
-  /** The value of `key`, which is one of the constants; absent if there is none. */
+  /** Returns the value of `key`, which must be one of the constants, or undefined if there is none. */
   oneOf(key: string, ...constants: string[]): string | undefined {
     const value = this.take(key, 'string');
     if (value !== undefined && !constants.includes(value)) throw wrong(key, 'has an unknown value');
     return value;
   }
 
-  /** A key's tag. The component makes tags of strings, so each is one. */
+  /** Returns a key's tag as a string, since the component makes tags from strings. */
   tag(): string | undefined {
     const bytes = this.take('kSecAttrApplicationTag', 'bytes');
     return bytes && new TextDecoder('utf-8', { ignoreBOM: true }).decode(bytes);
@@ -72,12 +72,12 @@ export class Attributes {
     return accessibilities[this.oneOf('kSecAttrAccessible', ...Object.keys(accessibilities)) ?? defaultAccessibility];
   }
 
-  /** Forgets an entry of whatever kind, which makes no difference here. */
+  /** Skips an entry of any kind that makes no difference here. */
   ignore(key: string): void {
     this.untaken.delete(key);
   }
 
-  /** To be called when everything known has been taken: nothing may be left. */
+  /** Throws if an entry is left over. Call it when every known entry has been taken. */
   finish(): void {
     for (const key of this.untaken) throw wrong(key, 'does not belong here, or is there twice');
   }

@@ -62,12 +62,12 @@ const universal = 1;
 const sequenceTag = 16;
 const setTag = 17;
 
-/** The elements inside a constructed element; none inside a primitive one. */
+/** Returns the elements inside a constructed element. A primitive one has none. */
 function childrenOf({ idBlock, valueBlock }: Element): Element[] {
   return idBlock.isConstructed ? (valueBlock as unknown as { value: Element[] }).value : [];
 }
 
-/** Whether `element` is of a form that DER has: no string in pieces, and each BOOLEAN 00 or FF. */
+/** Whether `element` has a form that DER allows: no string is in pieces, and each BOOLEAN is 00 or FF. */
 function isOfDERForm(element: Element): boolean {
   const { idBlock } = element;
   if (idBlock.tagClass === universal) {
@@ -77,14 +77,14 @@ function isOfDERForm(element: Element): boolean {
   return childrenOf(element).every(isOfDERForm);
 }
 
-/** Has the lengths of `element` written as DER writes them: definite, and as short as possible. */
+/** Makes the lengths of `element` those of DER: definite, and as short as possible. */
 function shortenLengths(element: Element): void {
   element.lenBlock.isIndefiniteForm = false;
   element.lenBlock.longFormUsed = false;
   childrenOf(element).forEach(shortenLengths);
 }
 
-/** The element that `data` begins with; null if it is not DER (X.690). The library itself reads all of BER. */
+/** Returns the element at the start of `data`, or null if it is not DER (X.690). The library accepts all of BER. */
 function readDER(data: Uint8Array): Element | null {
   const { offset, result } = fromBER(data);
   if (offset === -1 || !isOfDERForm(result)) return null;
@@ -93,7 +93,7 @@ function readDER(data: Uint8Array): Element | null {
   return anew.length === offset && anew.every((byte, index) => byte === data[index]) ? result : null;
 }
 
-/** A certificate's SubjectPublicKeyInfo, which is all that anybody asks of it. */
+/** The SubjectPublicKeyInfo of a certificate, the only part that is ever used. */
 export interface Certificate {
   algorithm: string;
   subjectPublicKey: Uint8Array;
@@ -111,10 +111,10 @@ function read(data: Uint8Array, schema: Sequence): Certificate | null {
   };
 }
 
-/** The X.509 certificate in DER that `data` begins with, whatever follows it; null if there is none. */
+/** Returns the X.509 certificate in DER at the start of `data`, or null if there is none. What follows is ignored. */
 export const certificateOf = (data: Uint8Array): Certificate | null => read(data, certificate());
 
-/** The key in a SubjectPublicKeyInfo that WebCrypto wrote. */
+/** Returns the key in a SubjectPublicKeyInfo that WebCrypto exported. */
 export const publicKeyOf = (data: Uint8Array): Uint8Array => {
   const info = read(data, subjectPublicKeyInfo());
   if (!info) throw new TypeError('WebCrypto exported no SubjectPublicKeyInfo.');

@@ -16,16 +16,16 @@ export interface PluginCall {
  * nothing else may enter the component until that is settled.
  */
 export interface Component {
-  /** The names of the registered methods, in the order of the plugin's table. */
+  /** Returns the names of the registered methods in the order of the plugin's table. */
   methods(): string[];
 
-  /** Hands `call` to the method of that name. False, with the call untouched, if there is none. */
+  /** Hands `call` to the method of that name. Returns false, and leaves the call alone, if there is none. */
   perform(method: string, call: PluginCall): boolean | Promise<boolean>;
 
   /** Runs a task that was posted to the main queue. */
   run(task: number): void | Promise<void>;
 
-  /** Replies to an evaluation: `error` is null when the person was recognised. */
+  /** Replies to an evaluation. `error` is null if the person was recognised. */
   replyTo(pending: number, error: PlatformError | null): void | Promise<void>;
 }
 
@@ -37,7 +37,7 @@ async function inflated(base64: string): Promise<ArrayBuffer> {
 
 let compiled: Promise<WebAssembly.Module> | undefined;
 
-/** Compiles the component once. */
+/** Compiles the component the first time, and returns the same module from then on. */
 function compile(): Promise<WebAssembly.Module> {
   compiled ??= inflated(compressed).then(WebAssembly.compile);
   return compiled;

@@ -68,8 +68,8 @@ export interface PhoneState {
 }
 
 /**
- * When an item of the keychain can be reached. A "this device only" item is not part of a backup; here, where there
- * is none, it behaves like its namesake.
+ * When an item of the keychain can be reached. On a phone, a "this device only" item never moves to another one. Here,
+ * without backups, it behaves like its namesake.
  */
 export type Accessibility =
   'whenUnlocked' | 'whenUnlockedThisDeviceOnly' | 'afterFirstUnlock' | 'afterFirstUnlockThisDeviceOnly';
@@ -130,7 +130,7 @@ export interface Prompt {
 }
 
 /**
- * How a call ended:
+ * How a call has ended:
  *
  * - `'pending'`: it has not ended yet.
  * - `'resolved'`, `'rejected'`: as `LogEntry.result` or `LogEntry.error` tells.
@@ -159,12 +159,12 @@ export interface LogEntry {
   readonly duration?: number;
 
   /**
-   * What the call resolved with. Absent unless it did.
+   * What the call resolved with. Absent unless it resolved.
    */
   readonly result?: object;
 
   /**
-   * What the call rejected with. Absent unless it did.
+   * What the call rejected with. Absent unless it rejected.
    */
   readonly error?: { readonly message: string; readonly code?: string };
 }
@@ -204,9 +204,9 @@ export interface Simulator extends EventTarget {
    * Calls a method of the plugin by its name, as the runtime delivers a call: `options` that are absent or null arrive
    * as an empty object.
    *
-   * Rejects with what the plugin rejects with: an error with `message`, `errorMessage` and, where the plugin gives
-   * one, `code`. Rejects with a `TypeError` when the plugin registers no such method or `options` is not an object.
-   * Never settles for "setStyle", which is registered and handled by nobody, nor when the process stops meanwhile.
+   * Rejects as the plugin rejects, with an error that has a `message`, an `errorMessage` and, if the plugin gives one,
+   * a `code`. Rejects with a `TypeError` if the plugin registers no such method or `options` is not an object. Never
+   * settles for "setStyle", which is registered without a handler, or if the process stops meanwhile.
    */
   call(method: string, options?: object | null): Promise<object>;
 
@@ -216,7 +216,7 @@ export interface Simulator extends EventTarget {
   prompts: PromptPolicy;
 
   /**
-   * The prompt that is up and waits for an answer; null when none does.
+   * The prompt that is up and waits for an answer, or null if there is none.
    */
   readonly prompt: Prompt | null;
 
@@ -250,7 +250,7 @@ export interface Simulator extends EventTarget {
   readonly console: readonly string[];
 
   /**
-   * Names the precondition that failed and thereby stopped the process; null unless one did. Calls that were pending
+   * Names the precondition that failed and so stopped the process, or is null if none did. Calls that were pending
    * then, and calls that are made before `restart()`, never settle, as when an app has crashed.
    */
   readonly failure: string | null;

@@ -29,7 +29,7 @@ function keyQuery(attributes: Attributes): ItemQuery {
 
 /** Reads what lookup and deletion have in common. */
 function itemQuery(attributes: Attributes): ItemQuery {
-  // The items ask nobody for leave, so it does not matter who has been authenticated.
+  // No item has an access control, so it does not matter who has been authenticated.
   attributes.ignore('kSecUseAuthenticationContext');
   attributes.oneOf('kSecUseAuthenticationUI', 'kSecUseAuthenticationUIAllow');
   switch (attributes.require('kSecClass', 'string')) {
@@ -49,7 +49,7 @@ function found<T>(item: T | undefined): T {
 
 type Half = Omit<NewItem, 'secret'>;
 
-/** What the parameters of a key generation say of one half of the pair; null if it is not to be stored. */
+/** Reads the parameters of one half of a key pair. Returns null if that half is not to be stored. */
 function readHalf(attributes: Attributes, itemClass: NewItem['class'], key: string): Half | null {
   const half = new Attributes(attributes.take(key, 'dictionary') ?? {});
   const isPermanent = half.take('kSecAttrIsPermanent', 'boolean');
@@ -69,14 +69,14 @@ function readParameters(map: Dictionary): { bits: number; halves: Half[] } {
     readHalf(attributes, 'privateKey', 'kSecPrivateKeyAttrs'),
     readHalf(attributes, 'publicKey', 'kSecPublicKeyAttrs'),
   ];
-  attributes.ignore('kSecReturnRef'); // the reference is given back anyway
+  attributes.ignore('kSecReturnRef'); // the reference is returned anyway
   attributes.finish();
   return { bits, halves: halves.filter((half) => half !== null) };
 }
 
 /**
- * The device of one process, as the component meets it: the operations of the seam under their platform's names. Those
- * that can fail answer with a promise that is never rejected, and never settled once the process has ended.
+ * The device of one process, as the component sees it: the operations of the seam under the platform's names. Those that
+ * can fail answer with a promise that never rejects, and that never settles once the process has ended.
  */
 export class Device {
   constructor(
@@ -126,7 +126,7 @@ export class Device {
     });
   }
 
-  /** The key or the bytes that were asked for; null when neither was. */
+  /** Answers with the key or the bytes that were asked for, or with null if neither was. */
   SecItemCopyMatching(map: Dictionary): Promise<Answer<Key | Uint8Array | null>> {
     return this.answer(async () => {
       const attributes = new Attributes(map);

@@ -1,4 +1,4 @@
-/** The statuses of the Security framework that this device answers with. */
+/** The statuses of the Security framework that this device returns. */
 export const status = {
   unimplemented: -4,
   diskFull: -34,
@@ -10,7 +10,7 @@ export const status = {
   verifyFailed: -67808,
 } as const;
 
-/** What could not be done: the status that the platform has for it, and a sentence for people. */
+/** An operation that failed, with the platform's status and a sentence for people. */
 export class Failure extends Error {
   constructor(
     readonly status: number,
@@ -27,12 +27,12 @@ export interface PlatformError {
   description: string;
 }
 
-/** What an operation that can fail answers to the component. */
+/** The answer to the component from an operation that can fail. */
 export type Answer<T> = { result: T } | { error: PlatformError };
 
 /**
- * The platform's error for whatever was thrown. Trouble with the device itself is also told on the page's console:
- * whoever gets only a status could not find out.
+ * Returns the platform's error for whatever was thrown. Trouble with the device itself is also reported on the page's
+ * console, since nobody could find the reason from a status alone.
  */
 function reported(thrown: unknown): PlatformError {
   if (thrown instanceof Failure) {
@@ -45,7 +45,7 @@ function reported(thrown: unknown): PlatformError {
   return { domain: 'NSOSStatusErrorDomain', code: isFull ? status.diskFull : status.io, description };
 }
 
-/** Runs `operation` and answers what it gives, or why it fails. Never rejects. */
+/** Runs `operation` and answers with its result or with the reason for its failure. Never rejects. */
 export async function answer<T>(operation: () => Promise<T>): Promise<Answer<T>> {
   try {
     return { result: await operation() };

@@ -5,7 +5,7 @@ const items = 'items';
 const state = 'state';
 const byName = 'class and name';
 
-/** The one record of the store `state`. */
+/** The key of the only record in the store `state`. */
 const stateKey = 0;
 
 function settled<T>(request: IDBRequest<T>): Promise<T> {
@@ -94,7 +94,7 @@ export class IndexedDBStorage implements Storage {
   async transact<T>(mode: 'readonly' | 'readwrite', work: (transaction: Transaction) => Promise<T>): Promise<T> {
     const transaction = await this.begin(mode);
     const end = ended(transaction);
-    end.catch(() => undefined); // when `work` rejects, its reason is the one that counts
+    end.catch(() => undefined); // if `work` rejects, its reason is the one that counts
     try {
       const result = await work(new StoredTransaction(transaction));
       if (mode === 'readwrite') {

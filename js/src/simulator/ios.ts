@@ -10,7 +10,7 @@ interface Page {
 
 const page = globalThis as Page;
 
-/** Makes the page's platform "ios", as the runtime provides for, with the plugin on it. */
+/** Makes "ios" the page's platform, in the way that the runtime provides, and adds the plugin to it. */
 function becomeIOS(): void {
   if (page.Capacitor?.getPlatform) {
     throw new Error(
@@ -31,5 +31,5 @@ function begin(): Promise<Simulator | null> {
 
 page.kavrelSimulator ??= begin();
 
-/** The simulator of this page; null on a phone, on a server and in a worker, where this module does nothing. */
+/** The simulator of this page, or null on a phone, on a server and in a worker, where this module does nothing. */
 export const phone: Promise<Simulator | null> = page.kavrelSimulator;

@@ -9,7 +9,7 @@ export interface ItemQuery {
   name?: string;
 }
 
-/** Throws where the phone's lock keeps everybody from items of this accessibility. */
+/** Throws if the phone's lock keeps items of this accessibility out of reach. */
 function requireReach(state: State, accessibility: Accessibility): void {
   if (!state.firstUnlock) {
     throw new Failure(status.interactionNotAllowed, 'The device has not been unlocked since it was started.');
@@ -31,7 +31,7 @@ function described({ class: itemClass, name, accessibility, createdAt }: StoredI
     : { class: itemClass, tag: name, accessibility, createdAt };
 }
 
-/** The items and the state of one phone. What cannot be done is thrown as a `Failure`. */
+/** The items and the state of one phone. An operation that fails throws a `Failure`. */
 export class Keychain {
   /** `changed` is told after every change. */
   constructor(
@@ -39,7 +39,7 @@ export class Keychain {
     private readonly changed: (what: 'items' | 'state') => void,
   ) {}
 
-  /** The matching item that was stored first. */
+  /** Returns the matching item that was stored first. */
   find(query: ItemQuery): Promise<StoredItem | undefined> {
     return this.storage.transact('readonly', async (transaction) => {
       const found = await matches(transaction, query);
@@ -50,7 +50,7 @@ export class Keychain {
     });
   }
 
-  /** Stores all the items or none. A second password of one account is a failure. */
+  /** Stores all the items or none. Fails if an account already has a password. */
   async add(items: NewItem[]): Promise<void> {
     await this.storage.transact('readwrite', async (transaction) => {
       const state = await transaction.state();
@@ -67,7 +67,7 @@ export class Keychain {
     this.changed('items');
   }
 
-  /** Deletes every match; false when there is none. */
+  /** Deletes every match. Returns false if there is none. */
   async remove(query: ItemQuery): Promise<boolean> {
     const isAny = await this.storage.transact('readwrite', async (transaction) => {
       const state = await transaction.state();
@@ -84,7 +84,7 @@ export class Keychain {
     return this.storage.transact('readonly', (transaction) => transaction.state());
   }
 
-  /** Puts in the place of the state what `change` makes of it. What `change` throws leaves the state as it was. */
+  /** Replaces the state by what `change` returns for it. If `change` throws, the state stays as it was. */
   async changeState(change: (state: State) => State): Promise<void> {
     await this.storage.transact('readwrite', async (transaction) =>
       transaction.setState(change(await transaction.state())),
@@ -96,7 +96,7 @@ export class Keychain {
     return (await this.storage.transact('readonly', (transaction) => transaction.list())).map(described);
   }
 
-  /** No items, the state of a new phone. */
+  /** Deletes all items and restores the state of a new phone. */
   async reset(): Promise<void> {
     await this.storage.transact('readwrite', async (transaction) => {
       await transaction.clear();

@@ -10,11 +10,11 @@ export interface PublicKey {
   /** The PKCS #1 RSAPublicKey in DER (RFC 8017). */
   rsaPublicKey: Uint8Array;
 
-  /** What verifies with it. A certificate's key has none, since nothing is ever verified with it. */
+  /** The key to verify with. A certificate's key has none, since nothing is ever verified with it. */
   publicKey?: CryptoKey;
 }
 
-/** A pair that WebCrypto made. The private half never leaves it. */
+/** A pair that WebCrypto made. The private half never leaves WebCrypto. */
 export interface KeyPair extends PublicKey {
   privateKey: CryptoKey;
 }
@@ -32,12 +32,12 @@ export async function generateKeyPair(bits: number): Promise<KeyPair> {
   return { privateKey, publicKey, rsaPublicKey: publicKeyOf(info) };
 }
 
-/** The public half of a pair; of a public key, the key itself. */
+/** Returns the public half of a pair, or a public key itself. */
 export function publicHalf({ rsaPublicKey, publicKey }: Key): PublicKey {
   return { rsaPublicKey, publicKey };
 }
 
-/** The key that `certificate` was issued for; null if the platform has no use for such a key. */
+/** Returns the key in `certificate`, or null if the platform cannot use such a key. */
 export function keyOf({ algorithm, subjectPublicKey }: Certificate): PublicKey | null {
   return algorithm === rsaEncryption ? { rsaPublicKey: subjectPublicKey } : null;
 }
@@ -51,7 +51,7 @@ export function externalRepresentation(key: Key): Uint8Array {
   return requirePublic(key).rsaPublicKey;
 }
 
-/** The block size in bytes. */
+/** Returns the block size in bytes. */
 export function blockSize({ publicKey }: Key): number {
   return publicKey ? (publicKey.algorithm as RsaHashedKeyAlgorithm).modulusLength / 8 : 0;
 }

@@ -27,7 +27,7 @@ export class Log {
     this.changed('console');
   }
 
-  /** Notes a call, and returns the function that is to be called once with its end. */
+  /** Records a call. The caller calls the returned function once, with the way in which the call ended. */
   begin(method: string, options: object): (end: End) => void {
     const id = ++this.latestId;
     const entry: LogEntry = { id, method, options, calledAt: new Date(), outcome: 'pending' };
@@ -37,7 +37,7 @@ export class Log {
     return (end) => this.end(id, end);
   }
 
-  /** Notes that nothing will ever end the calls that are pending. */
+  /** Records that nothing will ever settle the pending calls. */
   abandon(): void {
     for (const id of [...this.pending.keys()]) this.end(id, { outcome: 'unfinished' });
   }

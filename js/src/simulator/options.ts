@@ -23,14 +23,14 @@ const phoneState: Record<keyof PhoneState, [(value: unknown) => boolean, string]
   firstUnlock: [isBoolean, 'true or false'],
 };
 
-/** How `value` is called in a sentence. */
+/** Returns words for `value` in a sentence. */
 function worded(value: unknown): string {
   return typeof value === 'string' ? `"${value}"` : Array.isArray(value) ? 'an array' : String(value);
 }
 
 /**
- * The members of `value` that are given. Throws a TypeError unless `value` is an object whose members are all known and
- * all fit; `where` names it.
+ * Returns the members of `value` that are not undefined. Throws a TypeError, which begins with `where`, unless `value`
+ * is an object whose members are all known and have values that fit.
  */
 function checked<T>(
   value: unknown,

@@ -3,7 +3,7 @@ interface NativePage {
   androidBridge?: unknown;
 }
 
-/** Whether the app runs on a phone. The runtime's own answer is no help: the simulator makes it a yes. */
+/** Whether the app runs on a phone. The runtime cannot tell, since the simulator makes it say yes. */
 export function isPhone(): boolean {
   const { webkit, androidBridge } = globalThis as NativePage;
   return Boolean(webkit?.messageHandlers?.bridge ?? androidBridge);

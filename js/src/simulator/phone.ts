@@ -8,17 +8,17 @@ import { Queue } from './queue.js';
 import { Sensor } from './sensor.js';
 import type { State, Storage } from './storage.js';
 
-/** What a phone tells the other pages that share it. */
+/** A message from a phone to the other pages that share it. */
 type Message = 'items' | 'state' | 'cancel';
 
-/** What a call of the plugin rejects with: the runtime's exception, where the runtime is loaded. */
+/** Returns the error that a call of the plugin rejects with: the runtime's exception if the runtime is loaded. */
 export function rejection(message: string, code?: string): Error {
   const { Capacitor } = globalThis as { Capacitor?: { Exception?: new (message: string) => Error } };
   const error = new (Capacitor?.Exception ?? Error)(message);
   return Object.assign(error, { errorMessage: message }, code === undefined ? {} : { code });
 }
 
-/** The state with `change` made to it, where naming one of `locked` and `firstUnlock` settles the other. */
+/** Returns the state with `change` applied. Naming one of `locked` and `firstUnlock` may decide the other as well. */
 function changed(state: State, change: Partial<PhoneState>): State {
   const implied: Partial<PhoneState> = {
     ...(change.locked === false && { firstUnlock: true }),
@@ -61,7 +61,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     this.process = this.newProcess();
   }
 
-  /** To be called once, before the first call. */
+  /** Starts the process. Call it once, before the first call of the plugin. */
   async start(): Promise<void> {
     this.methods = await this.process.start();
   }
@@ -183,7 +183,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     this.tell('stopped');
   }
 
-  /** Nothing will end what is pending, and no prompt outlives the app that asked for it. */
+  /** Gives up the pending calls, and the prompts with them: no prompt outlives the app that asked for it. */
   private abandonCalls(): void {
     this.record.abandon();
     this.sensor.cancel();
@@ -194,7 +194,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     this.channel?.postMessage('cancel' satisfies Message);
   }
 
-  /** Does `work` after all that was asked of the phone before. */
+  /** Does `work` after everything that was asked of the phone before. */
   private async inTurn<T>(work: () => Promise<T>): Promise<T> {
     this.requireRunning();
     return this.queue.run(work);

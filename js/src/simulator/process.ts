@@ -5,12 +5,12 @@ import type { Keychain } from './keychain.js';
 import type { Queue } from './queue.js';
 import type { Sensor } from './sensor.js';
 
-/** What a process tells whoever started it. */
+/** Hears from a process what happens in it. */
 export interface ProcessObserver {
   /** The component wrote a console line. */
   printed(line: string): void;
 
-  /** The process stopped because of `reason`: the precondition that failed. */
+  /** The process stopped because the precondition `reason` failed. */
   crashed(reason: string): void;
 }
 
@@ -31,7 +31,7 @@ export class Process {
     private readonly observer: ProcessObserver,
   ) {}
 
-  /** Starts the process, and gives the names of the methods that the plugin registers. */
+  /** Starts the process. Resolves with the names of the methods that the plugin registers. */
   start(): Promise<string[]> {
     return this.queue.run(async () => {
       const device = new Device(this.keychain, this.sensor, this);
@@ -44,12 +44,12 @@ export class Process {
     this.observer.printed(line);
   }
 
-  /** Does `work` in its turn, which lasts until the component has returned; never, once the process has ended. */
+  /** Does `work` in its turn, which lasts until the component returns. Once the process has ended, does nothing. */
   enter(work: (component: Component) => unknown): void {
     void this.queue.run(() => this.turn(work));
   }
 
-  /** Settles as `work` does; never, once the process has ended, since nothing may come back into it. */
+  /** Settles as `work` does, but never once the process has ended, since nothing may come back into it. */
   outlive<T>(work: Promise<T>): Promise<T> {
     return new Promise((resolve, reject) => {
       work.then(
@@ -59,7 +59,7 @@ export class Process {
     });
   }
 
-  /** Ends the process, in the middle of whatever it does. */
+  /** Ends the process in the middle of whatever it is doing. */
   end(): void {
     this.hasEnded = true;
     this.leave();

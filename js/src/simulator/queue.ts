@@ -2,7 +2,7 @@
 export class Queue {
   private last: Promise<unknown> = Promise.resolve();
 
-  /** Does `work` when everything before it has ended. A rejection is the caller's and does not hold up what follows. */
+  /** Does `work` after everything before it. A rejection goes to the caller and does not hold up what follows. */
   run<T>(work: () => T | Promise<T>): Promise<T> {
     const result = this.last.then(work);
     this.last = result.then(

@@ -12,7 +12,7 @@ function authenticationError(code: number, description: string): PlatformError {
   return { domain: 'com.apple.LocalAuthentication', code, description };
 }
 
-/** Why the sensor cannot be used; null when it can. */
+/** Returns why the sensor cannot be used, or null if it can. */
 export function obstacle({ biometry, enrolled, lockedOut }: State): PlatformError | null {
   if (biometry === 'none') return authenticationError(-6, 'Biometry is not available on this device.');
   if (!enrolled) return authenticationError(-7, 'No identities are enrolled.');
@@ -50,7 +50,7 @@ export class Sensor {
     return this.shown;
   }
 
-  /** The whole of one evaluation: null when the person was recognised, otherwise why not. */
+  /** Evaluates from beginning to end. Resolves with null if the person was recognised, otherwise with the reason. */
   evaluate(reason: string): Promise<PlatformError | null> {
     const { cancellations } = this;
     return this.queue.run(async () => {
@@ -94,7 +94,7 @@ export class Sensor {
     this.changed();
   }
 
-  /** Counts the answer to a prompt and tells what it means. */
+  /** Counts the answer to a prompt and returns what it means. */
   private async outcome(answer: PromptAnswer): Promise<PlatformError | null> {
     switch (answer) {
       case 'match':

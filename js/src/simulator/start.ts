@@ -7,7 +7,7 @@ import { mountPanel } from './panel/index.js';
 import { SimulatedPhone } from './phone.js';
 import type { Storage } from './storage.js';
 
-/** The one simulator of a page, also for the package's plugin object and for a second copy of this module. */
+/** The only simulator of a page. The package's plugin object and a second copy of this module find it too. */
 interface Running {
   name: string;
   phone: Promise<Simulator>;
@@ -17,7 +17,7 @@ const running = Symbol.for('kavrel-crypto.simulator');
 
 const page = globalThis as { [running]?: Running };
 
-/** Whether this is a page whose browser has modal dialogs, and a person before it. */
+/** Whether this is a page in a browser with modal dialogs, and so with a person in front of it. */
 const canShowPanel = (): boolean =>
   typeof HTMLDialogElement === 'function' && 'showModal' in HTMLDialogElement.prototype;
 
@@ -70,11 +70,11 @@ async function start(options: SimulatorOptions): Promise<Simulator> {
 }
 
 /**
- * Starts the simulator, after which the package's plugin object answers in this page. Where one already runs under the
- * same name, resolves with that one; under another name, rejects.
+ * Starts the simulator, after which the package's plugin object answers in this page. If one already runs under the same
+ * name, resolves with that one; if it runs under another name, rejects.
  *
- * Rejects with a sentence that says what to do where it cannot run: on a phone, on a page that has no WebCrypto, or
- * without the IndexedDB that was asked for. Rejects with a `TypeError` for options that it does not know.
+ * Rejects with a sentence that says what to do if it cannot run: on a phone, on a page without WebCrypto, or without
+ * the IndexedDB that was asked for. Rejects with a `TypeError` for options that it does not know.
  */
 export async function startSimulator(options: SimulatorOptions = {}): Promise<Simulator> {
   const checked = checkedOptions(options);

@@ -1,9 +1,9 @@
 import type { Accessibility, PhoneState } from './definitions.js';
 import type { Key } from './keys.js';
 
-/** The state of the phone, and what its sensor remembers. */
+/** The state of the phone, with what its sensor remembers. */
 export interface State extends PhoneState {
-  /** Biometric prompts without a match, in a row. The fifth locks the sensor out. */
+  /** The number of biometric prompts in a row without a match. The fifth locks the sensor out. */
   failedPrompts: number;
 }
 
@@ -21,13 +21,13 @@ export type ItemClass = 'genericPassword' | 'publicKey' | 'privateKey';
 export interface NewItem {
   class: ItemClass;
 
-  /** A password's account, a key's application tag. */
+  /** The account of a password or the application tag of a key. */
   name: string;
 
   accessibility: Accessibility;
   createdAt: Date;
 
-  /** A password's bytes, or a key. */
+  /** The bytes of a password, or a key. */
   secret: Uint8Array | Key;
 }
 
@@ -38,10 +38,10 @@ export interface Transaction {
   state(): Promise<State>;
   setState(state: State): Promise<void>;
 
-  /** The items of the class and, where it is given, of the name, in the order in which they were stored. */
+  /** Returns the items of the class, and of the name if one is given, in the order in which they were stored. */
   find(itemClass: ItemClass, name?: string): Promise<StoredItem[]>;
 
-  /** All items, in the order in which they were stored. */
+  /** Returns all items in the order in which they were stored. */
   list(): Promise<StoredItem[]>;
 
   add(item: NewItem): Promise<void>;
@@ -54,8 +54,8 @@ export interface Storage {
   readonly kind: 'indexeddb' | 'memory';
 
   /**
-   * Does `work` as one transaction, isolated from every other: all that it changes is kept, or nothing if it rejects.
-   * `work` waits for nothing but the transaction's own promises, since IndexedDB ends a transaction that is idle.
+   * Does `work` as one transaction, isolated from every other. If it rejects, nothing that it changed is kept. `work`
+   * may wait only for the transaction's own promises, since IndexedDB ends a transaction that is idle.
    */
   transact<T>(mode: 'readonly' | 'readwrite', work: (transaction: Transaction) => Promise<T>): Promise<T>;
 

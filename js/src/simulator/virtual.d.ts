@@ -1,4 +1,4 @@
-// What the build makes of the C++ (see js/simulator.config.mjs).
+// The modules that js/simulator.mjs makes from the compiled C++.
 
 declare module 'virtual:component' {
   import type { Component } from './component.js';
