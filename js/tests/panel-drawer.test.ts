@@ -208,8 +208,12 @@ describe('the calls', () => {
       const calls = Array.from({ length: 10_000 }, (_, index) => index + 1);
       const entry = (id: number) =>
         ({ id, method: `call ${id}`, options: {}, calledAt: new Date(), outcome: 'resolved', duration: 1 }) as const;
-      for (const id of calls) window.phone.script({ log: [...window.phone.log.slice(-999), entry(id)] }, 'log');
-      await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+      const frame = () => new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+      for (const id of calls) {
+        if (id === 5000) await frame();
+        window.phone.script({ log: [...window.phone.log.slice(-999), entry(id)] }, 'log');
+      }
+      await frame();
       return [...shadow.querySelectorAll('#calls li summary > :first-child')].map((node) => node.textContent);
     });
     expect(nodes).toEqual(Array.from({ length: 200 }, (_, index) => `call ${10_000 - index}`));

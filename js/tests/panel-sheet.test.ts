@@ -119,7 +119,7 @@ test('the keys work after a click beside the sheet', async () => {
   expect(await asked(page)).toEqual(['noMatch']);
 });
 
-test('no Escape is lost, although browsers close a dialog at the second one without asking', async () => {
+test('every Escape cancels a prompt', async () => {
   for (const count of [1, 2, 3]) {
     await ask(page);
     await page.keyboard.press('Escape');
@@ -128,10 +128,16 @@ test('no Escape is lost, although browsers close a dialog at the second one with
   expect(await asked(page)).toEqual(['cancel', 'cancel', 'cancel']);
 });
 
+test('whatever closes the sheet cancels the prompt', async () => {
+  await ask(page);
+  await page.evaluate(() => document.querySelector('kavrel-simulator')!.shadowRoot!.querySelector('dialog')!.close());
+  await expect.poll(() => asked(page)).toEqual(['cancel']);
+});
+
 test('a prompt that the program answers takes its sheet away and says nothing', async () => {
   await ask(page);
   await page.evaluate(() => window.phone.prompt!.match());
-  expect(await sheets()).toBe(0);
+  await expect.poll(sheets).toBe(0);
   expect(await told()).toBe('');
   expect(await focused(page)).toBe('sign');
 });

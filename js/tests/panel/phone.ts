@@ -46,8 +46,8 @@ export class ScriptedPhone extends EventTarget implements Simulator {
         if (this.prompt !== prompt) return;
         this.asked.push(how);
         this.prompt = null;
-        this.tell('prompt');
         resolve(how);
+        setTimeout(() => this.tell('prompt')); // as late as a phone may be
       };
       const prompt = { reason, match: answer('match'), noMatch: answer('noMatch'), cancel: answer('cancel') };
       this.prompt = prompt;

@@ -4,6 +4,7 @@ import type { Item, LogEntry } from '../../src/simulator/definitions.js';
 
 const at = (second: number) => new Date(2026, 10, 21, 12, 31, second);
 const nationalCode = '0012345678';
+const long = 'MIIDtzCCAp8CAQAwgZEx'.repeat(20);
 
 export const items: Item[] = [
   {
@@ -31,7 +32,7 @@ type Made = Pick<LogEntry, 'method' | 'outcome'> & Partial<LogEntry>;
 const made: Made[] = [
   { method: 'getBiometricStatus', outcome: 'resolved', duration: 0.21, result: { enabled: true } },
   { method: 'ensureKey', outcome: 'resolved', duration: 98.3, result: { ok: true } },
-  { method: 'createCSR', outcome: 'resolved', duration: 2.41, result: { csrPem: 'MIIDtzCCAp8CAQAwgZEx'.repeat(20) } },
+  { method: 'createCSR', outcome: 'resolved', duration: 2.41, result: { csrPem: long } },
   {
     method: 'storeCertificate',
     outcome: 'rejected',
@@ -53,13 +54,18 @@ export const lines = ['❌ SecKeyCreateRandomKey error: no room', '🔑 forceDel
 
 /** Gives the phone a history. */
 async function live(page: Page): Promise<void> {
+  const longest: Item = { class: 'privateKey', tag: long, accessibility: 'afterFirstUnlock', createdAt: at(9) };
+  const [allItems, allLines] = [
+    [...items, longest],
+    [...lines, long],
+  ];
   await page.evaluate(
     ([items, log, lines]) => {
       window.phone.store(items);
       window.phone.script({ log }, 'log');
       window.phone.script({ console: lines }, 'console');
     },
-    [items, log, lines] as const,
+    [allItems, log, allLines] as const,
   );
 }
 
@@ -101,7 +107,7 @@ export const states: Record<string, (page: Page) => Promise<void>> = {
   calls: async (page) => {
     await live(page);
     await openDrawer(page, 'Calls');
-    await page.getByText('Certificate is not valid').click();
+    await page.getByText('createCSR', { exact: true }).click();
   },
   'console-silent': (page) => openDrawer(page, 'Console'),
   console: async (page) => {
@@ -113,6 +119,7 @@ export const states: Record<string, (page: Page) => Promise<void>> = {
     await page.getByRole('button', { name: 'Reset the phone…' }).click();
   },
   sheet: (page) => ask(page),
+  'sheet-long': (page) => ask(page, long),
   refused: async (page) => {
     await ask(page);
     await page.getByRole('button', { name: 'No match' }).click();

@@ -2,28 +2,22 @@ import type { Simulator } from '../definitions.js';
 
 import { button, html } from './dom.js';
 import type { Tell } from './notice.js';
-import type { Report } from './view.js';
+import type { Report, View } from './view.js';
 
-/** Starts the app again, and gives the phone back as new once that was confirmed. */
-export function controls(phone: Simulator, tell: Tell, report: Report): HTMLElement {
-  const restart = () => phone.restart().then(() => tell('The app was started again'), report);
-  const reset = () => phone.reset().then(() => tell('The phone is as good as new'), report);
-
+/** Buttons that start the app again and, once that is confirmed, reset the phone. */
+export function controls(phone: Simulator, restart: () => void, tell: Tell, report: Report): HTMLElement {
   const ask = button({}, () => turn(true), 'Reset the phone…');
   const keep = button({}, () => turn(false), 'Keep it');
   const usual = html('div', {}, button({}, restart, 'Restart the app'), ask);
+  const reset = () => {
+    turn(false);
+    void phone.reset().then(() => tell('The phone was reset'), report);
+  };
   const question = html(
     'div',
     { role: 'group', 'aria-labelledby': 'question', hidden: true },
     html('p', { id: 'question' }, 'This deletes every key and the certificate, and undoes every switch.'),
-    button(
-      { class: 'danger' },
-      () => {
-        turn(false);
-        void reset();
-      },
-      'Reset the phone',
-    ),
+    button({ class: 'danger' }, reset, 'Reset the phone'),
     keep,
   );
 
@@ -37,13 +31,12 @@ export function controls(phone: Simulator, tell: Tell, report: Report): HTMLElem
 }
 
 /** Names the precondition that stopped the process, and offers to start the app again. Empty while the app runs. */
-export function failureCard(phone: Simulator, tell: Tell, report: Report): { node: HTMLElement; show(): void } {
+export function failureCard(phone: Simulator, restart: () => void): View {
   const node = html('div', { role: 'alert' });
-  const restart = () => phone.restart().then(() => tell('The app was started again'), report);
   let shown: string | null = null;
   return {
     node,
-    show() {
+    update() {
       if (phone.failure === shown) return;
       shown = phone.failure;
       node.replaceChildren();

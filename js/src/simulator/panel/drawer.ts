@@ -6,22 +6,27 @@ import { icons } from './icons.js';
 import { itemsView } from './items.js';
 import { callsView, consoleView } from './log.js';
 import type { Tell } from './notice.js';
-import { switchesView } from './switches.js';
+import { switches } from './switches.js';
 import { Tabs } from './tabs.js';
-import type { Report } from './view.js';
+import type { Report, View } from './view.js';
 import { summarise } from './words.js';
 
 const storages: Record<Simulator['storage'], string> = { indexeddb: 'kept in IndexedDB', memory: 'kept in memory' };
 
-/** The badge, and what it opens. One of the two is on the page, always. */
+/** What the phone announces with an event of the same name. */
+type Content = 'items' | 'log' | 'console';
+
+/** The badge, and what it opens. One of the two is always on the page. */
 export class Drawer {
   readonly badge: HTMLButtonElement;
   readonly node: HTMLElement;
   private readonly summary = html('p', { class: 'summary' });
   private readonly tabs = new Tabs();
   private readonly switches;
-  private readonly failure;
-  private readonly updateCounts: () => void;
+  private readonly failure: View;
+  private readonly updates: Record<Content, () => void>;
+  /** What has changed since it was last shown. */
+  private readonly stale = new Set<Content>(['items', 'log', 'console']);
   private isScheduled = false;
 
   constructor(
@@ -29,17 +34,26 @@ export class Drawer {
     tell: Tell,
     report: Report,
   ) {
-    this.switches = switchesView(phone, report);
-    this.failure = failureCard(phone, tell, report);
+    const restart = () => void phone.restart().then(() => tell('The app was started again'), report);
+    this.switches = switches(phone, report);
+    this.failure = failureCard(phone, restart);
     const items = itemsView(phone, (count) => countItems(count), report);
-    this.tabs.add('phone', 'Phone', this.switches);
-    const countItems = this.tabs.add('keychain', 'Keychain', items);
-    const countCalls = this.tabs.add('calls', 'Calls', callsView(phone));
-    const countLines = this.tabs.add('console', 'Console', consoleView(phone));
-    this.updateCounts = () => {
-      items.update();
-      countCalls(phone.log.length);
-      countLines(phone.console.length);
+    const calls = callsView(phone);
+    const lines = consoleView(phone);
+    this.tabs.add('phone', 'Phone', this.switches.node);
+    const countItems = this.tabs.add('keychain', 'Keychain', items.node);
+    const countCalls = this.tabs.add('calls', 'Calls', calls.node);
+    const countLines = this.tabs.add('console', 'Console', lines.node);
+    this.updates = {
+      items: () => items.update(),
+      log() {
+        calls.update();
+        countCalls(phone.log.length);
+      },
+      console() {
+        lines.update();
+        countLines(phone.console.length);
+      },
     };
 
     const dot = html('span', { class: 'dot' });
@@ -57,7 +71,7 @@ export class Drawer {
       this.failure.node,
       this.tabs.list,
       ...this.tabs.panels,
-      controls(phone, tell, report),
+      controls(phone, restart, tell, report),
     );
     this.node.addEventListener('keydown', (event) => {
       if (event.key !== 'Escape') return;
@@ -79,21 +93,26 @@ export class Drawer {
 
   /** Names the failed precondition, if there is one, to whoever is looking elsewhere. */
   showFailure(): void {
-    const { node, show } = this.failure;
-    const hadFocus = node.matches(':focus-within');
+    const hadFocus = this.failure.node.matches(':focus-within');
     if (this.phone.failure !== null) this.open();
-    show();
+    this.failure.update();
     if (hadFocus) this.tabs.focus();
   }
 
-  /** Brings what is shown up to date, at most once a frame. */
-  update(): void {
+  /** Brings `content` up to date. */
+  update(content: Content): void {
+    this.stale.add(content);
+    this.draw();
+  }
+
+  /** Shows what has changed, once a frame and only while the drawer is open. */
+  private draw(): void {
     if (this.isScheduled || this.node.hidden) return;
     this.isScheduled = true;
     requestAnimationFrame(() => {
       this.isScheduled = false;
-      this.updateCounts();
-      this.tabs.update();
+      for (const content of this.stale) this.updates[content]();
+      this.stale.clear();
     });
   }
 
@@ -102,7 +121,7 @@ export class Drawer {
     this.node.hidden = false;
     this.badge.hidden = true;
     if (hadFocus) this.tabs.focus();
-    this.update();
+    this.draw();
   }
 
   private close(): void {

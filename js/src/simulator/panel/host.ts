@@ -62,7 +62,7 @@ export function showOnPage(root: HTMLElement, onReturn: () => void): () => void 
     root.showPopover?.(); // where there are no popovers, the root is simply shown
     onReturn();
   });
-  host.addEventListener('disconnected', () => setTimeout(() => isWanted && append()));
+  host.addEventListener('disconnected', () => setTimeout(() => isWanted && !host.isConnected && append()));
   append();
   const observer = follow(root);
   return () => {

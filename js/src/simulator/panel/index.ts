@@ -35,18 +35,14 @@ export function mountPanel(phone: Simulator): () => void {
     readState();
     drawer.showFailure();
   };
-  const showRest = () => drawer.update();
 
   const listeners: Record<SimulatorEvent, () => void> = {
     prompt: showPrompt,
-    prompts: () => {
-      readState();
-      drawer.update();
-    },
+    prompts: readState,
     state: readState,
-    items: showRest,
-    log: showRest,
-    console: showRest,
+    items: () => drawer.update('items'),
+    log: () => drawer.update('log'),
+    console: () => drawer.update('console'),
     stopped: showProcess,
     started: showProcess,
   };

@@ -30,7 +30,7 @@ export class Sheet {
     const answer = (act: (prompt: Prompt) => void, words: string, refused = false) => {
       const { prompt } = this;
       if (!prompt) return;
-      // First the focus goes back, then the app hears of the answer and may move the focus on.
+      // The phone's event closes the sheet as well, but perhaps after the app has moved the focus on.
       this.close();
       act(prompt);
       tell(words, refused);
@@ -61,7 +61,7 @@ export class Sheet {
       event.preventDefault();
       cancel();
     });
-    // Browsers let nobody hold a dialog open: the second Escape in a row closes it without asking.
+    // Some browsers close a dialog without asking, at the second Escape in a row.
     this.node.addEventListener('close', () => this.node.open || cancel());
   }
 

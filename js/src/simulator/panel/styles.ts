@@ -773,7 +773,6 @@ export const styles = css`
     font-family: var(--mono);
     font-size: 0.85em;
     line-height: 1.5;
-    opacity: 0.85;
   }
 
   @media (pointer: coarse) {

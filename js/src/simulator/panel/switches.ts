@@ -1,7 +1,7 @@
 import type { PhoneState, Simulator } from '../definitions.js';
 
 import { html } from './dom.js';
-import type { Report, View } from './view.js';
+import type { Report } from './view.js';
 import { policies, sensors } from './words.js';
 
 interface Control<Value> {
@@ -46,7 +46,7 @@ function toggle(name: string, label: string, hint: string, turn: (on: boolean) =
 }
 
 /** The switches of the phone. One that the phone refuses goes back. */
-export function switchesView(phone: Simulator, report: Report): View & { show(state: PhoneState): void } {
+export function switches(phone: Simulator, report: Report): Control<PhoneState> {
   let shown: PhoneState | undefined;
   const set = (change: Partial<PhoneState>) =>
     phone.set(change).catch((error) => {
@@ -77,6 +77,7 @@ export function switchesView(phone: Simulator, report: Report): View & { show(st
 
   function show(state: PhoneState): void {
     shown = state;
+    prompts.show(phone.prompts);
     biometry.show(state.biometry);
     for (const [name, control] of Object.entries(toggles)) control.show(state[name as keyof typeof toggles]);
   }
@@ -84,7 +85,6 @@ export function switchesView(phone: Simulator, report: Report): View & { show(st
   const rows = Object.values(toggles).map(({ node }) => node);
   return {
     node: html('div', { class: 'switches' }, prompts.node, biometry.node, html('div', { class: 'toggles' }, ...rows)),
-    update: () => prompts.show(phone.prompts),
     show,
   };
 }

@@ -1,8 +1,6 @@
 import { button, html } from './dom.js';
-import type { View } from './view.js';
 
 interface Tab {
-  readonly view: View;
   readonly button: HTMLButtonElement;
   readonly panel: HTMLElement;
 }
@@ -18,26 +16,21 @@ export class Tabs {
     this.list.addEventListener('keydown', (event) => this.onKey(event));
   }
 
-  /** Adds a page. Returns a function that shows a number beside its name. */
-  add(id: string, name: string, view: View): (count: number) => void {
+  /** Adds a page. Returns a function that shows a number beside its name, unless it is zero. */
+  add(id: string, name: string, content: HTMLElement): (count: number) => void {
     const at = this.tabs.length;
     const count = html('span', { class: 'count' });
     const tab = button({ role: 'tab', id: `${id}-tab`, 'aria-controls': id }, () => this.select(at), name, count);
     const panel = html(
       'div',
       { class: 'view', role: 'tabpanel', id, 'aria-labelledby': `${id}-tab`, tabindex: '0' },
-      view.node,
+      content,
     );
-    this.tabs.push({ view, button: tab, panel });
+    this.tabs.push({ button: tab, panel });
     this.list.append(tab);
     this.panels.push(panel);
-    this.mark(0);
+    this.select(0);
     return (number) => (count.textContent = number ? String(number) : '');
-  }
-
-  /** Brings the page that is shown up to date. */
-  update(): void {
-    this.tabs[this.selected].view.update();
   }
 
   focus(): void {
@@ -45,11 +38,6 @@ export class Tabs {
   }
 
   private select(selected: number): void {
-    this.mark(selected);
-    this.update();
-  }
-
-  private mark(selected: number): void {
     this.selected = selected;
     this.tabs.forEach(({ button, panel }, at) => {
       button.setAttribute('aria-selected', String(at === selected));

@@ -6,8 +6,7 @@ export function atTime(moment: Date): HTMLTimeElement {
   return html('time', { datetime: moment.toISOString(), title: moment.toLocaleString('en-GB') }, time);
 }
 
-/** Returns a length of time as people read it: to the tenth of a millisecond up to ten, then to the millisecond, and above a
- * thousand to the tenth of a second. */
+/** Returns a length of time for people to read, in milliseconds or in seconds. */
 export function forPeople(milliseconds: number): string {
   if (milliseconds < 10) return `${milliseconds.toFixed(1)} ms`;
   return milliseconds < 1000 ? `${milliseconds.toFixed(0)} ms` : `${(milliseconds / 1000).toFixed(1)} s`;

@@ -1,7 +1,7 @@
-/** One page of the panel. */
+/** Something that is shown. */
 export interface View {
   readonly node: HTMLElement;
-  /** Shows what the phone says now. Called only while somebody can see it. */
+  /** Shows what the phone says now. */
   update(): void;
 }
 
