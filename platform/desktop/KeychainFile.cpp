@@ -9,6 +9,7 @@
 
 #include "platform/desktop/Accessibility.hpp"
 #include "platform/desktop/Failure.hpp"
+#include "platform/desktop/FileDescriptor.hpp"
 #include "platform/desktop/Sealing.hpp"
 
 namespace KavrelCrypto::Desktop {
@@ -60,16 +61,6 @@ DeviceError systemFailure(const fs::path& path, const std::string& what, int sys
                        "). Check the path and the permissions, or choose another folder."};
 }
 
-struct FileDescriptor {
-    explicit FileDescriptor(int opened) : number(opened) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    ~FileDescriptor() {
-        ::close(number);
-    }
-    int number;
-};
-
 /// A new keychain as its file begins.
 Bytes newKeychain() {
     Database database = Database::inMemory();
@@ -99,10 +90,10 @@ bool writeAll(int file, BytesView bytes) {
 void createKeychain(const fs::path& file) {
     std::string unfinished = file.string() + ".XXXXXX";
     const FileDescriptor descriptor(::mkostemp(unfinished.data(), O_CLOEXEC));  // mode 0600
-    if (descriptor.number < 0) {
+    if (descriptor.number() < 0) {
         throw systemFailure(file, "cannot be created", errno);
     }
-    const bool made = writeAll(descriptor.number, newKeychain()) && ::fsync(descriptor.number) == 0 &&
+    const bool made = writeAll(descriptor.number(), newKeychain()) && ::fsync(descriptor.number()) == 0 &&
                       (::link(unfinished.c_str(), file.c_str()) == 0 || errno == EEXIST);
     const int systemError = errno;
     ::unlink(unfinished.c_str());
@@ -112,7 +103,7 @@ void createKeychain(const fs::path& file) {
     // The name of the file is to survive a power cut, too; where that cannot be had, the file is good all the
     // same.
     const FileDescriptor folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    ::fsync(folder.number);
+    ::fsync(folder.number());
 }
 
 /// Throws unless a database with these numbers, in `file`, is a keychain that this version knows.

@@ -1,5 +1,6 @@
 #include "platform/desktop/SQLite.hpp"
 
+#include <fcntl.h>
 #include <type_traits>
 #include <utility>
 
@@ -40,7 +41,8 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
 
 }  // namespace
 
-Database::Database(std::string name, const std::string& path) : name_(std::move(name)) {
+Database::Database(std::string name, const std::string& path, FileDescriptor folder)
+    : name_(std::move(name)), folder_(std::move(folder)) {
     sqlite3* handle = nullptr;
     const int code =
         sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -51,11 +53,12 @@ Database::Database(std::string name, const std::string& path) : name_(std::move(
 }
 
 Database Database::open(const std::filesystem::path& file) {
-    return {file, file};
+    return {file, file,
+            FileDescriptor(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))};
 }
 
 Database Database::inMemory() {
-    return {"a database in memory", ":memory:"};
+    return {"a database in memory", ":memory:", FileDescriptor(-1)};
 }
 
 void Database::check(int code) {
@@ -156,6 +159,9 @@ Bytes Statement::bytes(int column) const {
 }
 
 Transaction::Transaction(Database& database, Kind kind) : database_(database) {
+    if (kind == changing) {
+        turn_.emplace(database.folder_);
+    }
     database_.execute(kind == changing ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 

@@ -4,11 +4,14 @@
 #include <filesystem>
 #include <initializer_list>
 #include <memory>
+#include <optional>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
 #include <variant>
 
+#include "platform/desktop/FileDescriptor.hpp"
+#include "platform/desktop/FolderLock.hpp"
 #include "platform/desktop/OpenSSL.hpp"
 #include "text/Bytes.hpp"
 
@@ -42,11 +45,13 @@ class Database {
 
   private:
     friend class Statement;
+    friend class Transaction;
 
-    Database(std::string name, const std::string& path);
+    Database(std::string name, const std::string& path, FileDescriptor folder);
     void check(int code);
 
     std::string name_;
+    FileDescriptor folder_;
     std::unique_ptr<sqlite3, FreeWith<sqlite3_close_v2>> handle_;
 };
 
@@ -91,6 +96,7 @@ class Transaction {
     void commit();
 
   private:
+    std::optional<FolderLock> turn_;  // of a change; given up last
     Database& database_;
     bool open_ = true;
 };

@@ -96,6 +96,25 @@ TEST_F(Processes, ThatGenerateAndDeleteAtOnceLoseNothing) {
               selected(file, "SELECT count(*) FROM items WHERE kind = 5"));
 }
 
+TEST_F(Processes, ThatWriteWithoutAPauseTakeTurns) {
+    std::vector<Worker> workers;
+    for (int i = 0; i < 9; ++i) {
+        workers.emplace_back(std::vector<std::string>{"write", folder, "4"});
+    }
+    for (Worker& worker : workers) {
+        worker.letGo();
+    }
+    std::vector<int> changes;
+    for (Worker& worker : workers) {
+        const Outcome outcome = worker.finish();
+        EXPECT_EQ(outcome.status, 0) << outcome.output;
+        changes.push_back(std::atoi(outcome.output.c_str()));
+    }
+    const auto [fewest, most] = std::minmax_element(changes.begin(), changes.end());
+    // Those that have to wait by chance make one change each, or fail.
+    EXPECT_GT(*fewest, *most / 20) << testing::PrintToString(changes);
+}
+
 // The last one to leave moves the log into the file; who comes meanwhile must not take that for damage.
 TEST_F(Processes, ThatComeAndGoFindAnIntactDevice) {
     std::vector<Worker> workers;

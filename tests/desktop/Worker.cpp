@@ -4,6 +4,7 @@
 //
 // FOLDER may be empty: then the device is the default one, opened by the first use.
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -101,6 +102,24 @@ int rivals(const Arguments& arguments) {
     return 0;
 }
 
+/// write FOLDER SECONDS: changes the device's state without a pause. Prints the number of changes and the
+/// longest that one of them took, in milliseconds.
+int writeState(const Arguments& arguments) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point end = Clock::now() + std::chrono::seconds(std::stoi(arguments.at(0)));
+    int count = 0;
+    Clock::duration longest{};
+    for (Clock::time_point start = Clock::now(); start < end; ++count) {
+        Desktop::changeDeviceState([](Desktop::DeviceState& state) { state.enrolled = !state.enrolled; });
+        const Clock::time_point finished = Clock::now();
+        longest = std::max(longest, finished - start);
+        start = finished;
+    }
+    std::cout << count << " " << std::chrono::duration_cast<std::chrono::milliseconds>(longest).count()
+              << std::endl;
+    return 0;
+}
+
 /// visits FOLDER PREFIX COUNT ELSEWHERE: as generate, and turns to the device ELSEWHERE after each pair.
 int visit(const Arguments& arguments) {
     for (int i = 0; i < std::stoi(arguments.at(1)); ++i) {
@@ -158,7 +177,8 @@ int work(const std::string& job, const Arguments& arguments) {
     const std::vector<std::pair<std::string, int (*)(const Arguments&)>> jobs{
         {"generate", generateMany}, {"fill", fill},       {"churn", churn},
         {"rivals", rivals},         {"visits", visit},    {"lookup", lookup},
-        {"prompt", prompt},         {"print", printMany}, {"open", open}};
+        {"prompt", prompt},         {"print", printMany}, {"open", open},
+        {"write", writeState}};
     for (const auto& [name, function] : jobs) {
         if (name == job) {
             return function(arguments);
