@@ -77,14 +77,7 @@ void setDeviceState(const DeviceState& state) {
 }
 
 void changeDeviceState(const std::function<void(DeviceState&)>& change) {
-    currentKeychain()->changeState([&](DeviceState& state) {
-        change(state);
-        if (!state.locked && !state.firstUnlock) {
-            throw DeviceError(
-                "A device that has not been unlocked since it was started is locked: locked=false does not "
-                "go with firstUnlock=false.");
-        }
-    });
+    currentKeychain()->changeState(change);
 }
 
 void resetDevice() {

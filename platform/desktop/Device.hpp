@@ -19,15 +19,17 @@ class DeviceError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// What `kavrel device set` changes. A new device has the values below.
+/// As many biometric prompts without a match, in a row, lock the sensor out.
+inline constexpr std::int64_t promptsBeforeLockout = 5;
+
+/// The state of the simulated phone. A new device has the values below.
 struct DeviceState {
     LABiometryType biometry = LABiometryType::faceID;
     bool enrolled = true;
     bool lockedOut = false;
     bool locked = false;
-    bool firstUnlock = true;  // the device was unlocked at least once since it was started
-    std::int64_t failedPrompts =
-        0;  // biometric prompts without a match, in a row; the fifth locks the sensor out
+    bool firstUnlock = true;         // the device was unlocked at least once since it was started
+    std::int64_t failedPrompts = 0;  // without a match, in a row; counted up to promptsBeforeLockout
 
     friend bool operator==(const DeviceState&, const DeviceState&) = default;
 };
@@ -44,8 +46,9 @@ std::filesystem::path defaultDeviceFolder();
 /// The state of the open device. Throws DeviceError when it cannot be read.
 DeviceState deviceState();
 
-/// Sets the state of the open device, all of it or nothing. Throws DeviceError when the state cannot be (an
-/// unlocked device before its first unlock) or cannot be written.
+/// Sets the state of the open device, all of it or nothing. Throws DeviceError if no device can be in that
+/// state (one that is unlocked before its first unlock, an unknown kind of sensor, an impossible count) or if
+/// it cannot be written.
 void setDeviceState(const DeviceState& state);
 
 /// As setDeviceState, with the state that `change` makes of the present one. Nobody else changes it

@@ -1,8 +1,8 @@
 #include "platform/desktop/Keychain.hpp"
 
+#include <algorithm>
 #include <string>
 
-#include "platform/desktop/Failure.hpp"
 #include "platform/desktop/KeychainFile.hpp"
 #include "platform/desktop/Sealing.hpp"
 
@@ -42,24 +42,50 @@ void requireReach(const DeviceState& state, Accessibility accessibility) {
     }
 }
 
+bool isKind(LABiometryType type) {
+    return type == LABiometryType::none || type == LABiometryType::touchID ||
+           type == LABiometryType::faceID || type == LABiometryType::opticID;
+}
+
+/// Why no device can be in `state`; null if one can.
+const char* contradiction(const DeviceState& state) {
+    if (!isKind(state.biometry)) {
+        return "There is no such kind of biometric sensor.";
+    }
+    if (!state.locked && !state.firstUnlock) {
+        return "A device that has not been unlocked since it was started is locked: locked=false does not go "
+               "with firstUnlock=false.";
+    }
+    if (state.failedPrompts < 0 || state.failedPrompts > promptsBeforeLockout) {
+        return "The number of failed prompts is not possible.";
+    }
+    return nullptr;
+}
+
 }  // namespace
 
-Keychain::Keychain(const std::filesystem::path& folder) : database_(openKeychainFile(folder)) {}
+Keychain::Keychain(const std::filesystem::path& folder) : database_(openKeychainFile(folder)) {
+    // Damage is found now, and not when a key has been deleted and cannot be made anew.
+    readState();
+    for (const Accessibility accessibility : allAccessibilities) {
+        classKey(accessibility);
+    }
+}
 
 std::optional<std::int64_t> Keychain::find(const ItemQuery& query) {
     const std::lock_guard lock(mutex_);
     const Transaction transaction(database_, Transaction::reading);
     std::optional<std::int64_t> first;
-    std::int64_t accessibility = 0;
+    Accessibility accessibility{};
     for (const ItemKind kind : query.kinds) {
         Statement match = matches("SELECT id, accessibility", kind, query.name, "ORDER BY id LIMIT 1");
         if (match.step() && (!first || match.integer(0) < *first)) {
             first = match.integer(0);
-            accessibility = match.integer(1);
+            accessibility = readAccessibility(match, 1);
         }
     }
     if (first) {
-        requireReach(readState(), Accessibility(accessibility));
+        requireReach(readState(), accessibility);
     }
     return first;
 }
@@ -71,7 +97,7 @@ std::optional<Item> Keychain::read(std::int64_t id) {
     if (!row.step()) {
         return std::nullopt;
     }
-    Item item{ItemKind(row.integer(0)), row.bytes(1), Accessibility(row.integer(2)), {}};
+    Item item{readKind(row, 0), row.bytes(1), readAccessibility(row, 2), {}};
     requireReach(readState(), item.accessibility);
     std::optional<Bytes> secret = unseal(classKey(item.accessibility), row.bytes(3),
                                          identity(item.kind, item.accessibility, item.name));
@@ -92,7 +118,7 @@ void Keychain::add(const std::vector<Item>& items) {
         if (item.kind == ItemKind::genericPassword) {
             Statement same = matches("SELECT accessibility", item.kind, item.name, "");
             if (same.step()) {
-                requireReach(state, Accessibility(same.integer(0)));
+                requireReach(state, readAccessibility(same, 0));
                 throw Failure(errSecDuplicateItem, "There is already a password of this account.");
             }
         }
@@ -117,7 +143,7 @@ bool Keychain::remove(const ItemQuery& query) {
     for (const ItemKind kind : query.kinds) {
         for (Statement match = matches("SELECT accessibility", kind, query.name, ""); match.step();
              any = true) {
-            requireReach(state, Accessibility(match.integer(0)));
+            requireReach(state, readAccessibility(match, 0));
         }
     }
     if (any) {
@@ -139,6 +165,9 @@ void Keychain::changeState(const std::function<void(DeviceState&)>& change) {
     Transaction transaction(database_, Transaction::changing);
     DeviceState state = readState();
     change(state);
+    if (const char* reason = contradiction(state)) {
+        throw DeviceError(reason);
+    }
     writeState(state);
     transaction.commit();
 }
@@ -152,28 +181,66 @@ void Keychain::reset() {
     transaction.commit();
 }
 
+Failure Keychain::damage(const std::string& what) const {
+    return {errSecIO,
+            database_.name() + " is damaged: " + what + ". Move it away, or choose another folder."};
+}
+
 DeviceState Keychain::readState() {
     Statement row(
         database_,
         "SELECT biometry, enrolled, lockedOut, locked, firstUnlock, failedPrompts FROM state WHERE id = 0");
     if (!row.step()) {
-        throw Failure(errSecIO, database_.name() + " is damaged: it holds no state. Move it away.");
+        throw damage("it holds no state");
     }
-    return {.biometry = LABiometryType(row.integer(0)),
-            .enrolled = row.integer(1) != 0,
-            .lockedOut = row.integer(2) != 0,
-            .locked = row.integer(3) != 0,
-            .firstUnlock = row.integer(4) != 0,
-            .failedPrompts = row.integer(5)};
+    const DeviceState state{.biometry = static_cast<LABiometryType>(row.integer(0)),
+                            .enrolled = readFlag(row, 1),
+                            .lockedOut = readFlag(row, 2),
+                            .locked = readFlag(row, 3),
+                            .firstUnlock = readFlag(row, 4),
+                            .failedPrompts = row.integer(5)};
+    if (contradiction(state) != nullptr) {
+        throw damage("no device can be in the state that it holds");
+    }
+    return state;
+}
+
+bool Keychain::readFlag(const Statement& row, int column) {
+    const std::int64_t value = row.integer(column);
+    if (value != 0 && value != 1) {
+        throw damage("no device can be in the state that it holds");
+    }
+    return value == 1;
+}
+
+ItemKind Keychain::readKind(const Statement& row, int column) {
+    const auto kind = static_cast<ItemKind>(row.integer(column));
+    if (kind < ItemKind::genericPassword || kind > ItemKind::ecPrivateKey) {
+        throw damage("an item is of no known kind");
+    }
+    return kind;
+}
+
+Accessibility Keychain::readAccessibility(const Statement& row, int column) {
+    const auto accessibility = static_cast<Accessibility>(row.integer(column));
+    if (std::find(allAccessibilities.begin(), allAccessibilities.end(), accessibility) ==
+        allAccessibilities.end()) {
+        throw damage("an item has no known accessibility");
+    }
+    return accessibility;
 }
 
 Bytes Keychain::classKey(Accessibility accessibility) {
     Statement row(database_, "SELECT sealingKey FROM classKeys WHERE accessibility = ?1",
                   {number(accessibility)});
     if (!row.step()) {
-        throw Failure(errSecIO, database_.name() + " is damaged: a sealing key is missing. Move it away.");
+        throw damage("a sealing key is missing");
     }
-    return row.bytes(0);
+    Bytes key = row.bytes(0);
+    if (key.size() != sealingKeyLength) {
+        throw damage("a sealing key has the wrong length");
+    }
+    return key;
 }
 
 Statement Keychain::matches(std::string_view head, ItemKind kind, std::optional<BytesView> name,

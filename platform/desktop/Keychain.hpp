@@ -8,6 +8,7 @@
 
 #include "platform/desktop/Accessibility.hpp"
 #include "platform/desktop/Device.hpp"
+#include "platform/desktop/Failure.hpp"
 #include "platform/desktop/SQLite.hpp"
 #include "text/Bytes.hpp"
 
@@ -57,14 +58,19 @@ class Keychain {
 
     DeviceState state();
 
-    /// Makes of the state what `change` makes of it. What `change` throws leaves the state as it was.
+    /// Lets `change` change the state. The state stays as it was if `change` throws, or if no device can be
+    /// in the new one: then a DeviceError is thrown.
     void changeState(const std::function<void(DeviceState&)>& change);
 
     /// No items, the state of a new device.
     void reset();
 
   private:
+    [[nodiscard]] Failure damage(const std::string& what) const;
     DeviceState readState();
+    bool readFlag(const Statement& row, int column);
+    ItemKind readKind(const Statement& row, int column);
+    Accessibility readAccessibility(const Statement& row, int column);
     Bytes classKey(Accessibility accessibility);
     void insert(const Item& item);
     Statement matches(std::string_view head, ItemKind kind, std::optional<BytesView> name,

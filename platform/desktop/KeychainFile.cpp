@@ -31,7 +31,7 @@ constexpr const char* schema = R"sql(
 
     CREATE TABLE state (
         id            INTEGER PRIMARY KEY CHECK (id = 0),
-        biometry      INTEGER NOT NULL,  -- 0 none, 1 Touch ID, 2 Face ID
+        biometry      INTEGER NOT NULL,  -- 0 none, 1 Touch ID, 2 Face ID, 4 Optic ID
         enrolled      INTEGER NOT NULL,
         lockedOut     INTEGER NOT NULL,
         locked        INTEGER NOT NULL,
@@ -206,7 +206,7 @@ Database openKeychainFile(const fs::path& folder) {
 
 void makeClassKeys(Database& database) {
     for (const Accessibility accessibility : allAccessibilities) {
-        const Bytes key = randomBytes(32);
+        const Bytes key = randomBytes(sealingKeyLength);
         Statement(database, "INSERT INTO classKeys VALUES (?1, ?2)",
                   {static_cast<std::int64_t>(accessibility), BytesView(key)})
             .run();

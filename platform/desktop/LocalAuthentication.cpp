@@ -25,8 +25,6 @@ using namespace Desktop;
 constexpr std::int64_t LAErrorAuthenticationFailed = -1;
 constexpr std::int64_t LAErrorUserCancel = -2;
 
-constexpr std::int64_t promptsBeforeLockout = 5;
-
 NSError authenticationError(std::int64_t code, const char* description) {
     return {.domain = "com.apple.LocalAuthentication",
             .code = code,
@@ -48,7 +46,8 @@ std::optional<NSError> obstacle(const DeviceState& state) {
 }
 
 void countFailure(DeviceState& state) {
-    ++state.failedPrompts;
+    // Prompts that were open when the sensor locked itself out may still fail.
+    state.failedPrompts = std::min(state.failedPrompts + 1, promptsBeforeLockout);
     state.lockedOut = state.lockedOut || state.failedPrompts >= promptsBeforeLockout;
 }
 

@@ -9,7 +9,6 @@
 namespace KavrelCrypto::Desktop {
 namespace {
 
-constexpr std::size_t keyLength = 32;
 constexpr std::size_t nonceLength = 12;
 constexpr std::size_t tagLength = 16;
 
@@ -41,7 +40,7 @@ Bytes seal(BytesView key, BytesView secret, BytesView identity) {
     std::uint8_t* const ciphertext = sealed.data() + nonceLength;
     const CipherContext context = makeContext();
     int written = 0;
-    if (key.size() != keyLength ||
+    if (key.size() != sealingKeyLength ||
         EVP_EncryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), sealed.data(), nullptr) != 1 ||
         EVP_EncryptUpdate(context.get(), nullptr, &written, identity.data(), intLength(identity)) != 1 ||
         EVP_EncryptUpdate(context.get(), ciphertext, &written, secret.data(), intLength(secret)) != 1 ||
@@ -54,7 +53,7 @@ Bytes seal(BytesView key, BytesView secret, BytesView identity) {
 }
 
 std::optional<Bytes> unseal(BytesView key, BytesView sealed, BytesView identity) {
-    if (key.size() != keyLength || sealed.size() < nonceLength + tagLength) {
+    if (key.size() != sealingKeyLength || sealed.size() < nonceLength + tagLength) {
         return std::nullopt;
     }
     const BytesView ciphertext = sealed.subspan(nonceLength, sealed.size() - nonceLength - tagLength);

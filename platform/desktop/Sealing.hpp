@@ -7,6 +7,8 @@
 /// How the keychain keeps a secret: AES-256-GCM (NIST SP 800-38D) under a key of 32 bytes.
 namespace KavrelCrypto::Desktop {
 
+inline constexpr std::size_t sealingKeyLength = 32;
+
 /// `length` random bytes, good for keys.
 Bytes randomBytes(std::size_t length);
 

@@ -191,6 +191,33 @@ TEST_F(Biometrics, StayLockedOutWhenAPromptThatWasOpenFails) {
     EXPECT_TRUE(Desktop::deviceState().lockedOut);
 }
 
+TEST_F(Biometrics, CountNoFurtherThanToTheLockout) {
+    failPrompts(5);
+    Desktop::answerPromptsWith([](const std::string&) {
+        Desktop::setDeviceState({.lockedOut = true, .failedPrompts = 5});
+        return PromptAnswer::noMatch;
+    });
+    Desktop::setDeviceState({});
+    EXPECT_EQ(prompt().code(), -1);
+    EXPECT_EQ(Desktop::deviceState().failedPrompts, 5);
+}
+
+TEST_F(Biometrics, CannotBeInAnImpossibleState) {
+    for (const DeviceState& state : {DeviceState{.biometry = LABiometryType(3)},
+                                     DeviceState{.failedPrompts = -1}, DeviceState{.failedPrompts = 6}}) {
+        EXPECT_THROW(Desktop::setDeviceState(state), Desktop::DeviceError);
+    }
+    EXPECT_EQ(Desktop::deviceState(), DeviceState());
+}
+
+TEST_F(Biometrics, MayBeOfEachKind) {
+    for (const LABiometryType kind :
+         {LABiometryType::none, LABiometryType::touchID, LABiometryType::faceID, LABiometryType::opticID}) {
+        Desktop::setDeviceState({.biometry = kind});
+        EXPECT_EQ(availability().type, kind);
+    }
+}
+
 TEST_F(Biometrics, ForgetFailuresWhenTheLockoutIsLifted) {
     failPrompts(5);
     Desktop::setDeviceState({.lockedOut = false});

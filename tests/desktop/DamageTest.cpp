@@ -12,6 +12,7 @@ namespace {
 
 using testing::AnyOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 constexpr SecKeyAlgorithm ecSHA256 = kSecKeyAlgorithmECDSASignatureMessageX962SHA256;
 constexpr OSStatus errSecIO = -36;
@@ -226,12 +227,56 @@ TEST_F(AlteredKeychain, IsMendedByDeletingWhatIsDamaged) {
     EXPECT_TRUE(pairWorks("p"));
 }
 
-TEST_F(AlteredKeychain, IsToldByAMissingSealingKey) {
-    device.execute("DELETE FROM classKeys");
+class ImpossibleKeychain : public AlteredKeychain, public testing::WithParamInterface<const char*> {};
+
+TEST_P(ImpossibleKeychain, IsReportedAsDamagedWhenItIsOpened) {
+    device.execute(GetParam());
+    const TestDevice elsewhere;
+    try {
+        Desktop::openDevice(device.folder());
+        ADD_FAILURE() << "it was opened";
+    } catch (const Desktop::DeviceError& failure) {
+        EXPECT_THAT(failure.what(), StartsWith(device.file().string() + " is damaged: "));
+    }
+}
+
+TEST_P(ImpossibleKeychain, IsReportedAsDamagedWhenItIsUsed) {
+    device.execute(GetParam());
     testing::internal::CaptureStderr();
-    EXPECT_EQ(SecKeyCopyPublicKey(findKey("p.private")), nullptr);
     EXPECT_EQ(makePair("r"), nullptr);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("a sealing key is missing"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr(device.file().string() + " is damaged: "));
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, ImpossibleKeychain,
+                         testing::Values("UPDATE state SET biometry = 3", "UPDATE state SET biometry = -1",
+                                         "UPDATE state SET biometry = 4294967298",
+                                         "UPDATE state SET enrolled = 2", "UPDATE state SET lockedOut = -1",
+                                         "UPDATE state SET locked = 2", "UPDATE state SET firstUnlock = 0",
+                                         "UPDATE state SET failedPrompts = -1",
+                                         "UPDATE state SET failedPrompts = 6",
+                                         "UPDATE state SET failedPrompts = 9223372036854775807",
+                                         "DELETE FROM state", "UPDATE classKeys SET sealingKey = x''",
+                                         "UPDATE classKeys SET sealingKey = randomblob(31)",
+                                         "UPDATE classKeys SET sealingKey = randomblob(33)",
+                                         "DELETE FROM classKeys"));
+
+TEST_F(AlteredKeychain, IsReportedByAnItemOfNoKnownAccessibility) {
+    for (const char* accessibility : {"0", "5", "-1", "4294967297"}) {
+        device.execute(std::string("UPDATE items SET accessibility = ") + accessibility);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(SecItemCopyMatching(keyQuery("p.private"), nullptr), errSecIO);
+        EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecIO);
+        EXPECT_EQ(addPassword("account", "value"), errSecIO);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("no known accessibility"));
+    }
+}
+
+TEST_F(AlteredKeychain, IsReportedByAnItemOfNoKnownKind) {
+    const SecKeyRef key = findKey("p.private");
+    device.execute("UPDATE items SET kind = 6");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(SecKeyGetBlockSize(key), 0U);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("no known kind"));
 }
 
 }  // namespace
