@@ -2,22 +2,19 @@
 include(CMakePackageConfigHelpers)
 
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/KavrelCrypto")
-set(header_folder "${CMAKE_INSTALL_INCLUDEDIR}/KavrelCrypto")
 
+set(libraries KavrelCrypto KavrelCryptoPlatform)
 set_target_properties(KavrelCryptoPlatform PROPERTIES EXPORT_NAME Platform)
-set_target_properties(KavrelCryptoDesktopDevice PROPERTIES EXPORT_NAME DesktopDevice)
+if(KAVREL_CRYPTO_DESKTOP_DEVICE)
+    list(APPEND libraries KavrelCryptoDesktopDevice)
+    set_target_properties(KavrelCryptoDesktopDevice PROPERTIES EXPORT_NAME DesktopDevice)
+endif()
+if(KAVREL_CRYPTO_TOOLS)
+    install(TARGETS kavrel)
+endif()
 
-install(TARGETS KavrelCrypto KavrelCryptoPlatform KavrelCryptoDesktopDevice EXPORT KavrelCryptoTargets)
-install(TARGETS kavrel)
-
-foreach(folder csr keys plugin storage text)
-    install(DIRECTORY ${folder} DESTINATION "${header_folder}" FILES_MATCHING PATTERN "*.hpp")
-endforeach()
-file(GLOB platform_headers platform/*.hpp)
-install(FILES ${platform_headers} DESTINATION "${header_folder}/platform")
-install(FILES platform/desktop/Device.hpp platform/desktop/MainQueue.hpp platform/desktop/Sensor.hpp
-    DESTINATION "${header_folder}/platform/desktop")
-
+install(TARGETS ${libraries} EXPORT KavrelCryptoTargets
+    FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/KavrelCrypto")
 install(EXPORT KavrelCryptoTargets NAMESPACE KavrelCrypto:: DESTINATION "${package_folder}")
 configure_package_config_file(cmake/KavrelCryptoConfig.cmake.in KavrelCryptoConfig.cmake
     INSTALL_DESTINATION "${package_folder}")
