@@ -1,5 +1,19 @@
 import type { DigitalSignPlugin, DigitalSignRejection, RejectionMessages } from '../src/definitions.js';
 
+/** The method table of the plugin, in its order. */
+export const registeredMethods = [
+  'setStyle',
+  'hasKey',
+  'getKeyInfo',
+  'deleteKey',
+  'storeCertificate',
+  'getCertificate',
+  'createCSR',
+  'signDigest',
+  'ensureKey',
+  'getBiometricStatus',
+];
+
 export type Method = keyof DigitalSignPlugin;
 
 interface Call<M extends Method> {

@@ -4,8 +4,7 @@ import { expect, test } from 'vitest';
 import type { BiometricStatus } from '../src/definitions.js';
 
 import { read, tree } from './app.js';
-import { calls, methods } from './calls.js';
-import { registeredMethods } from './page.js';
+import { calls, methods, registeredMethods } from './calls.js';
 
 const files = globSync('plugin/*.{cpp,hpp}', { cwd: tree });
 const sources = (await Promise.all(files.map((file) => read(tree, file)))).join('\n');

@@ -4,6 +4,7 @@ import { join } from 'node:path';
 import { build } from 'vite';
 
 import { read } from './app.js';
+import { registeredMethods } from './calls.js';
 
 /** A call, as the script bridge posts it. */
 export interface Message {
@@ -20,20 +21,6 @@ export type Answer = { data: object } | { error: { message: string; code?: strin
 /** The exports of an app's bundle of `export * from 'kavrel-crypto'`. */
 // eslint-disable-next-line @typescript-eslint/consistent-type-imports
 export type Bundle = typeof import('../src/index.js');
-
-/** The method table of the plugin, in its order. */
-export const registeredMethods = [
-  'setStyle',
-  'hasKey',
-  'getKeyInfo',
-  'deleteKey',
-  'storeCertificate',
-  'getCertificate',
-  'createCSR',
-  'signDigest',
-  'ensureKey',
-  'getBiometricStatus',
-];
 
 /** Bundles `entry`, a file of the app, as the app's own build would. Its exports become the global `App`. */
 export async function bundle(app: string, entry: string): Promise<string> {

@@ -8,7 +8,8 @@ function copyOf(value: unknown, ancestors: readonly unknown[]): unknown {
   if (typeof value === 'string') return wellFormed(value);
   if (typeof value === 'number' || typeof value === 'boolean') return value;
   if (typeof value !== 'object' || value === null || value instanceof Date) return null;
-  if (ancestors.includes(value)) throw new TypeError('A call of the plugin takes an object that does not hold itself.');
+  if (ancestors.includes(value))
+    throw new TypeError('A call of the plugin takes an object that does not contain itself.');
   const inside = [...ancestors, value];
   const isTooDeep = inside.length > deepestLevel;
   if (Array.isArray(value)) return isTooDeep ? [] : Array.from(value, (element) => copyOf(element, inside));

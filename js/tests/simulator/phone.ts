@@ -1,7 +1,7 @@
 import { join } from 'node:path';
 import { afterEach, inject } from 'vitest';
 
-import { run } from '../app.js';
+import type { Prompt, Simulator, SimulatorEvent } from '../../src/simulator/index.js';
 
 // eslint-disable-next-line @typescript-eslint/consistent-type-imports
 type Package = typeof import('../../src/simulator/index.js');
@@ -47,8 +47,28 @@ export const userInfo = {
   citizenship: 'IR',
 };
 
-/** Runs the openssl command in `folder`, and gives what it prints. */
-export async function openssl(folder: string, ...args: string[]): Promise<string> {
-  const { stdout, stderr } = await run('openssl', args, { cwd: folder });
-  return stdout + stderr;
+/** Waits for the next event of `type`. */
+export const next = (phone: EventTarget, type: SimulatorEvent): Promise<Event> =>
+  new Promise((resolve) => phone.addEventListener(type, resolve, { once: true }));
+
+/** Returns the prompt that is up, or else the next one. */
+export async function promptOf(phone: Simulator): Promise<Prompt> {
+  while (!phone.prompt) await next(phone, 'prompt');
+  return phone.prompt;
+}
+
+/** Asks for a signature of no bytes. */
+export const sign = (phone: Simulator): Promise<object> => phone.call('signDigest', { nationalCode, digestB64: '' });
+
+/** Returns the outcome of a call: the message that it rejects with, or "resolved". */
+export const outcomeOf = (call: Promise<unknown>): Promise<string> =>
+  call.then(
+    () => 'resolved',
+    (error) => error.message,
+  );
+
+/** Whether `call` is still pending after `milliseconds`. */
+export async function staysPending(call: Promise<unknown>, milliseconds = 50): Promise<boolean> {
+  const later = new Promise((resolve) => setTimeout(resolve, milliseconds, 'pending'));
+  return (await Promise.race([outcomeOf(call), later])) === 'pending';
 }

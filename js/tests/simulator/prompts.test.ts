@@ -1,0 +1,183 @@
+import { describe, expect, test } from 'vitest';
+
+import { nationalCode, next, outcomeOf, promptOf, sign, startPhone, staysPending } from './phone.js';
+
+async function enrolledPhone(prompts: 'ask' | 'match' | 'no-match' | 'cancel') {
+  const phone = await startPhone({ prompts });
+  await phone.call('ensureKey', { nationalCode });
+  return phone;
+}
+
+describe('a prompt that answers itself', () => {
+  test.each([
+    ['match', 'resolved'],
+    ['no-match', 'sign_failed'],
+    ['cancel', 'sign_failed'],
+  ] as const)('with %s', async (policy, outcome) => {
+    const phone = await enrolledPhone(policy);
+    expect(await outcomeOf(sign(phone))).toBe(outcome);
+    expect(phone.prompt).toBe(null);
+  });
+});
+
+describe('a prompt that asks', () => {
+  test('is up with its reason until it is answered, and is announced when it comes and goes', async () => {
+    const phone = await enrolledPhone('ask');
+    const came = next(phone, 'prompt');
+    const call = sign(phone);
+    await came;
+    const prompt = await promptOf(phone);
+    expect(prompt.reason).toBe('Authenticate to sign');
+    expect(await staysPending(call)).toBe(true);
+    const went = next(phone, 'prompt');
+    prompt.match();
+    await went;
+    expect(phone.prompt).toBe(null);
+    expect(await outcomeOf(call)).toBe('resolved');
+  });
+
+  test.each(['match', 'noMatch', 'cancel'] as const)('takes %s as its only answer', async (answer) => {
+    const phone = await enrolledPhone('ask');
+    const call = sign(phone);
+    const prompt = await promptOf(phone);
+    prompt[answer]();
+    prompt.match();
+    prompt.cancel();
+    expect(await outcomeOf(call)).toBe(answer === 'match' ? 'resolved' : 'sign_failed');
+  });
+
+  test('does not keep other calls waiting', async () => {
+    const phone = await enrolledPhone('ask');
+    const call = sign(phone);
+    const prompt = await promptOf(phone);
+    expect(await phone.call('hasKey', { nationalCode })).toEqual({ exists: true });
+    prompt.cancel();
+    expect(await outcomeOf(call)).toBe('sign_failed');
+  });
+
+  test('stays up when the policy changes, which takes effect with the next one', async () => {
+    const phone = await enrolledPhone('ask');
+    const call = sign(phone);
+    const prompt = await promptOf(phone);
+    const announced = next(phone, 'prompts');
+    phone.prompts = 'match';
+    await announced;
+    expect(phone.prompt).toBe(prompt);
+    prompt.cancel();
+    expect(await outcomeOf(call)).toBe('sign_failed');
+    expect(await outcomeOf(sign(phone))).toBe('resolved');
+  });
+
+  test('comes after the one before it, in the order of the calls', async () => {
+    const phone = await enrolledPhone('ask');
+    const ended: number[] = [];
+    const calls = [1, 2, 3].map((number) => sign(phone).finally(() => ended.push(number)));
+    for (let prompts = 0; prompts < 3; ++prompts) {
+      const prompt = await promptOf(phone);
+      expect(ended).toEqual([1, 2, 3].slice(0, prompts));
+      prompt.match();
+      await calls[prompts];
+    }
+    expect(ended).toEqual([1, 2, 3]);
+  });
+});
+
+describe('an unknown policy', () => {
+  test.each([['yes'], [undefined], [null], [{}]])('%j is refused, and the present one stays', async (policy) => {
+    const phone = await startPhone();
+    expect(() => (phone.prompts = policy as never)).toThrow(TypeError);
+    expect(phone.prompts).toBe('cancel');
+  });
+});
+
+describe('the system cancels the prompt that is up and those that wait', () => {
+  test.each([
+    ['when the phone is locked', (phone) => phone.set({ locked: true })],
+    ['when the phone is started', (phone) => phone.set({ firstUnlock: false })],
+    ['when the phone is reset', (phone) => phone.reset()],
+    ['when the simulator stops', (phone) => phone.stop()],
+  ] as [string, (phone: Awaited<ReturnType<typeof startPhone>>) => Promise<void>][])('%s', async (_, change) => {
+    const phone = await enrolledPhone('ask');
+    const calls = [sign(phone), sign(phone)];
+    await promptOf(phone);
+    await change(phone);
+    expect(await Promise.all(calls.map(outcomeOf))).toEqual(['sign_failed', 'sign_failed']);
+    expect(phone.prompt).toBe(null);
+  });
+
+  test('and does not count that as a failure', async () => {
+    const phone = await enrolledPhone('ask');
+    for (let times = 0; times < 6; ++times) {
+      const call = sign(phone);
+      await promptOf(phone);
+      await phone.set({ locked: true });
+      await outcomeOf(call);
+      await phone.set({ locked: false });
+    }
+    expect(await phone.state()).toMatchObject({ lockedOut: false });
+  });
+});
+
+describe('the sensor', () => {
+  test.each([
+    [{}, { enabled: true, status: 'BIOMETRIC_SUCCESS', type: 2 }],
+    [{ biometry: 'touchID' }, { enabled: true, status: 'BIOMETRIC_SUCCESS', type: 1 }],
+    [{ biometry: 'opticID' }, { enabled: true, status: 'BIOMETRIC_SUCCESS', type: 4 }],
+    [{ biometry: 'none' }, { enabled: false, status: 'BIOMETRIC_ERROR_NO_HARDWARE', type: 0 }],
+    [{ enrolled: false }, { enabled: false, status: 'BIOMETRIC_ERROR_NONE_ENROLLED', type: 2 }],
+    [{ lockedOut: true }, { enabled: false, status: 'BIOMETRIC_ERROR_LOCKOUT', type: 2 }],
+    [
+      { enrolled: false, lockedOut: true },
+      { enabled: false, status: 'BIOMETRIC_ERROR_NONE_ENROLLED', type: 2 },
+    ],
+  ] as const)('in the state %j has the status %j', async (state, status) => {
+    const phone = await startPhone();
+    await phone.set(state);
+    expect(await phone.call('getBiometricStatus')).toEqual(status);
+  });
+
+  test.each([{ biometry: 'none' }, { enrolled: false }, { lockedOut: true }] as const)(
+    'in the state %j shows no prompt',
+    async (state) => {
+      const phone = await enrolledPhone('ask');
+      await phone.set(state);
+      expect(await outcomeOf(sign(phone))).toBe('sign_failed');
+    },
+  );
+
+  test('locks itself out after five prompts in a row without a match', async () => {
+    const phone = await enrolledPhone('no-match');
+    for (let failures = 1; failures <= 5; ++failures) {
+      expect(await phone.state()).toMatchObject({ lockedOut: false });
+      await outcomeOf(sign(phone));
+    }
+    expect(await phone.state()).toMatchObject({ lockedOut: true });
+    phone.prompts = 'match';
+    expect(await outcomeOf(sign(phone))).toBe('sign_failed');
+    await phone.set({ lockedOut: false });
+    expect(await outcomeOf(sign(phone))).toBe('resolved');
+  });
+
+  test.each([
+    ['a match forgets', async (phone) => ((phone.prompts = 'match'), outcomeOf(sign(phone)))],
+    ['lifting the lockout forgets', (phone) => phone.set({ lockedOut: false })],
+  ] as [string, (phone: Awaited<ReturnType<typeof startPhone>>) => Promise<unknown>][])(
+    '%s the failures before',
+    async (_, forget) => {
+      const phone = await enrolledPhone('no-match');
+      for (let failures = 1; failures <= 4; ++failures) await outcomeOf(sign(phone));
+      await forget(phone);
+      phone.prompts = 'no-match';
+      for (let failures = 1; failures <= 4; ++failures) await outcomeOf(sign(phone));
+      expect(await phone.state()).toMatchObject({ lockedOut: false });
+      await outcomeOf(sign(phone));
+      expect(await phone.state()).toMatchObject({ lockedOut: true });
+    },
+  );
+
+  test('does not count a prompt that the person cancels', async () => {
+    const phone = await enrolledPhone('cancel');
+    for (let times = 0; times < 6; ++times) await outcomeOf(sign(phone));
+    expect(await phone.state()).toMatchObject({ lockedOut: false });
+  });
+});

@@ -1,0 +1,135 @@
+import { afterEach, describe, expect, inject, test, vi } from 'vitest';
+
+import { run } from '../app.js';
+
+import { installed, nationalCode, outcomeOf, startPhone, startSimulator } from './phone.js';
+
+const app = inject('app');
+
+afterEach(() => vi.unstubAllGlobals());
+
+test('outside a browser a phone is kept in memory, cancels its prompts and has no panel', async () => {
+  const phone = await startPhone();
+  expect([phone.name, phone.storage, phone.prompts]).toEqual(['default', 'memory', 'cancel']);
+});
+
+test('a new phone has Face ID, a face enrolled, is unlocked, and holds nothing', async () => {
+  const phone = await startPhone();
+  expect(await phone.state()).toEqual({
+    biometry: 'faceID',
+    enrolled: true,
+    lockedOut: false,
+    locked: false,
+    firstUnlock: true,
+  });
+  expect([await phone.items(), phone.log, phone.console, phone.prompt, phone.failure]).toEqual([
+    [],
+    [],
+    [],
+    null,
+    null,
+  ]);
+});
+
+describe('importing the simulator', () => {
+  test.each([
+    ['the ES module', 'module', `import { startSimulator } from 'kavrel-crypto/simulator';`],
+    ['the CommonJS module', 'commonjs', `const { startSimulator } = require('kavrel-crypto/simulator');`],
+  ])('starts nothing, from %s', async (_, type, load) => {
+    const code = `const before = Reflect.ownKeys(globalThis).length;
+      ${load}
+      console.log(typeof startSimulator, Reflect.ownKeys(globalThis).length === before);`;
+    const { stdout } = await run(process.execPath, ['--input-type', type, '--eval', code], { cwd: app });
+    expect(stdout).toBe('function true\n');
+  });
+
+  test('as the platform does nothing on a server, which has no page', async () => {
+    const code = `import { phone } from 'kavrel-crypto/simulator/ios';
+      console.log(await phone, globalThis.Capacitor, globalThis.CapacitorCustomPlatform);`;
+    const { stdout } = await run(process.execPath, ['--input-type', 'module', '--eval', code], { cwd: app });
+    expect(stdout).toBe('null undefined undefined\n');
+  });
+
+  test('lets a program end by itself, with a phone started', async () => {
+    const code = `import { startSimulator } from 'kavrel-crypto/simulator';
+      const phone = await startSimulator();
+      console.log(await phone.call('hasKey', { nationalCode: '1' }));`;
+    const { stdout } = await run(process.execPath, ['--input-type', 'module', '--eval', code], { cwd: app });
+    expect(stdout).toBe('{ exists: false }\n');
+  });
+});
+
+describe('a second start', () => {
+  test('resolves with the phone that runs, or is about to', async () => {
+    const [first, second] = await Promise.all([startPhone({ name: 'one' }), startPhone({ name: 'one' })]);
+    expect(second).toBe(first);
+    expect(await startSimulator({ name: 'one' })).toBe(first);
+  });
+
+  test('from a second copy of the module resolves with the phone that runs', async () => {
+    const phone = await startPhone();
+    const copies = [`${installed('simulator/index.js')}?copy`, installed('simulator/index.cjs')];
+    for (const copy of copies) expect(await (await import(copy)).startSimulator()).toBe(phone);
+  });
+
+  test('under another name is refused, until the first has stopped', async () => {
+    const phone = await startPhone({ name: 'one' });
+    expect(await outcomeOf(startSimulator({ name: 'two' }))).toBe(
+      'The simulator already runs in this page, as "one". Stop it before you start "two".',
+    );
+    await phone.stop();
+    expect((await startPhone({ name: 'two' })).name).toBe('two');
+  });
+});
+
+describe('a start is refused', () => {
+  test.each([
+    ['webkit', { messageHandlers: { bridge: {} } }],
+    ['androidBridge', {}],
+  ])('on a phone, which has %s', async (name, value) => {
+    vi.stubGlobal(name, value);
+    expect(await outcomeOf(startSimulator())).toBe(
+      'This app runs on a phone, which needs no simulator: leave startSimulator out of what you ship.',
+    );
+  });
+
+  test('without WebCrypto, and says where there is one', async () => {
+    vi.stubGlobal('crypto', {});
+    expect(await outcomeOf(startSimulator())).toMatch(/WebCrypto.*localhost or over HTTPS/);
+  });
+
+  test('where IndexedDB is asked for and there is none', async () => {
+    expect(await outcomeOf(startSimulator({ storage: 'indexeddb' }))).toMatch(
+      /cannot keep the phone "default" in IndexedDB here: .*storage: 'memory'/,
+    );
+  });
+
+  test('where a panel is asked for and none can be shown', async () => {
+    expect(await outcomeOf(startSimulator({ panel: true }))).toMatch(/panel needs a page in a browser/);
+  });
+
+  test.each([
+    [null, 'startSimulator takes an object, and this is null.'],
+    ['memory', 'startSimulator takes an object, and this is "memory".'],
+    [[], 'startSimulator takes an object, and this is an array.'],
+    [{ store: 'memory' }, 'startSimulator does not know "store". It takes storage, name, prompts, panel.'],
+    [{ toString: 1 }, 'startSimulator does not know "toString". It takes storage, name, prompts, panel.'],
+    [{ storage: 'disk' }, `startSimulator takes 'indexeddb' or 'memory' as storage, and this is "disk".`],
+    [{ name: 7 }, 'startSimulator takes a string as name, and this is 7.'],
+    [{ prompts: true }, `startSimulator takes 'ask', 'match', 'no-match' or 'cancel' as prompts, and this is true.`],
+    [{ panel: 'no' }, 'startSimulator takes true or false as panel, and this is "no".'],
+  ])('with the options %j', async (options, sentence) => {
+    await expect(startSimulator(options as object)).rejects.toThrow(new TypeError(sentence));
+  });
+
+  test('and leaves the way free for the next', async () => {
+    await expect(startSimulator({ storage: 'indexeddb' })).rejects.toThrow();
+    const phone = await startPhone({ name: 'another' });
+    expect(await phone.call('hasKey', { nationalCode })).toEqual({ exists: false });
+  });
+});
+
+test('an option that is undefined is as if it were left out', async () => {
+  const phone = await startPhone({ storage: undefined, name: undefined, prompts: undefined, panel: undefined });
+  expect([phone.name, phone.storage, phone.prompts]).toEqual(['default', 'memory', 'cancel']);
+});
