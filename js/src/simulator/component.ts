@@ -1,4 +1,4 @@
-import instantiate from 'virtual:component';
+import load from 'virtual:component';
 import compressed from 'virtual:component/wasm';
 
 import type { Device } from './device.js';
@@ -31,27 +31,34 @@ export interface Component {
 
 async function inflated(base64: string): Promise<ArrayBuffer> {
   const bytes = Uint8Array.from(atob(base64), (character) => character.charCodeAt(0));
-  const stream = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('gzip'));
-  return new Response(stream).arrayBuffer();
+  // Not by way of a Blob, since those of jsdom have no stream.
+  const { body } = new Response(bytes);
+  return new Response(body!.pipeThrough(new DecompressionStream('gzip'))).arrayBuffer();
 }
 
 let compiled: Promise<WebAssembly.Module> | undefined;
 
 /** Compiles the component the first time, and returns the same module from then on. */
 function compile(): Promise<WebAssembly.Module> {
-  compiled ??= inflated(compressed).then(WebAssembly.compile);
+  compiled ??= inflated(compressed)
+    .then(WebAssembly.compile)
+    .catch((error) => {
+      throw new Error(
+        `The simulator's WebAssembly cannot be compiled here: ${error.message}. ` +
+          "If the page has a content security policy, its script-src has to contain 'wasm-unsafe-eval'.",
+      );
+    });
   return compiled;
 }
 
-/** Makes a new instance over `device`. What it writes to standard error goes to `printError`, line by line. */
-export async function loadComponent(device: Device, printError: (line: string) => void): Promise<Component> {
+/** Makes a new instance over `device`. What it writes to standard error goes to `printErr`, line by line. */
+export async function loadComponent(device: Device, printErr: (line: string) => void): Promise<Component> {
   const module = await compile();
   return new Promise((resolve, reject) => {
-    const receive = { instantiateWasm };
-    function instantiateWasm(imports: WebAssembly.Imports, done: (instance: WebAssembly.Instance) => void): object {
+    const instantiateWasm = (imports: WebAssembly.Imports, done: (instance: WebAssembly.Instance) => void) => {
       WebAssembly.instantiate(module, imports).then(done, reject);
       return {};
-    }
-    instantiate({ ...receive, device, printErr: printError }).then(resolve, reject);
+    };
+    load({ device, printErr, instantiateWasm }).then(resolve, reject);
   });
 }

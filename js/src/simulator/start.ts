@@ -61,7 +61,10 @@ async function start(options: SimulatorOptions): Promise<Simulator> {
     delete page[running];
     takePanelAway();
   });
-  await phone.start();
+  await phone.start().catch(async (error) => {
+    await phone.stop();
+    throw error;
+  });
   if (panel) takePanelAway = mountPanel(phone);
   if (canShowPanel()) {
     console.warn('kavrel-crypto: this page runs on a simulated phone, whose keys protect nothing.');

@@ -4,7 +4,7 @@ declare module 'virtual:component' {
   import type { Component } from './component.js';
 
   /** Emscripten's loader. */
-  export default function instantiate(options: object): Promise<Component>;
+  export default function load(options: object): Promise<Component>;
 }
 
 declare module 'virtual:component/wasm' {
