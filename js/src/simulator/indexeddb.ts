@@ -109,23 +109,30 @@ export class IndexedDBStorage implements Storage {
   }
 
   close(): void {
-    void this.connection?.then((database) => database.close());
+    this.connection?.then(
+      (database) => database.close(),
+      () => undefined,
+    );
     this.connection = undefined;
   }
 
   private async begin(mode: IDBTransactionMode): Promise<IDBTransaction> {
-    const start = async () => (await this.connected()).transaction([items, state], mode, { durability: 'relaxed' });
+    const start = (database: IDBDatabase) => database.transaction([items, state], mode, { durability: 'relaxed' });
+    const database = await this.connected();
     try {
-      return await start();
+      return start(database);
     } catch {
-      // The connection was closed under us: by an upgrade in another tab, or by the person who clears the site's data.
+      // The connection was closed by an upgrade in another tab, or by the person, who cleared the site's data.
       this.close();
-      return start();
+      return start(await this.connected());
     }
   }
 
   private connected(): Promise<IDBDatabase> {
-    this.connection ??= this.connect();
+    this.connection ??= this.connect().catch((error) => {
+      this.connection = undefined; // so that the next transaction tries again
+      throw error;
+    });
     return this.connection;
   }
 

@@ -48,7 +48,10 @@ function requirePublic(key: Key): PublicKey {
 }
 
 export function externalRepresentation(key: Key): Uint8Array {
-  return requirePublic(key).rsaPublicKey;
+  const { rsaPublicKey } = requirePublic(key);
+  // A person can alter what the browser has stored, in its developer tools.
+  if (!ArrayBuffer.isView(rsaPublicKey)) throw new Failure(status.io, 'A key in the keychain is damaged.');
+  return rsaPublicKey;
 }
 
 /** Returns the block size in bytes. */
