@@ -15,7 +15,8 @@ function becomeIOS(): void {
   if (page.Capacitor?.getPlatform) {
     throw new Error(
       'kavrel-crypto/simulator/ios was loaded after @capacitor/core, which has made this page\'s platform "web". ' +
-        'Import it before the app: await import("kavrel-crypto/simulator/ios"), then await import() of the app.',
+        'Import it before the app: await import("kavrel-crypto/simulator/ios"), then await import() of the app. ' +
+        'If both are in one chunk, have the bundler keep their order, in Vite with strictExecutionOrder.',
     );
   }
   page.CapacitorCustomPlatform = { name: 'ios', plugins: { DigitalSign: {} } };
