@@ -28,6 +28,19 @@ const say = (entries: LogEntry[]) => page.evaluate((log) => window.phone.script(
 /** Lets the panel draw what it was told of. */
 const drawn = () => page.evaluate(() => new Promise((resolve) => requestAnimationFrame(() => setTimeout(resolve))));
 
+test('a notice leaves the buttons of the drawer in sight', async () => {
+  await page.setViewportSize({ width: 600, height: 720 });
+  await badge().click();
+  await page.evaluate(() => window.phone.set({ lockedOut: true }));
+  const notice = page.getByText('The sensor is locked out', { exact: true });
+  await notice.waitFor();
+  const [{ y, height }, { y: top }] = await Promise.all(
+    [notice, page.getByRole('button', { name: 'Restart the app' })].map(async (node) => (await node.boundingBox())!),
+  );
+  expect(y + height).toBeLessThan(top);
+  await page.setViewportSize({ width: 1000, height: 720 });
+});
+
 describe('by keyboard alone', () => {
   test('the badge opens the drawer, and Escape closes it and gives the focus back', async () => {
     await page.keyboard.press('Tab');

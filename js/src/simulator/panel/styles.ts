@@ -698,6 +698,11 @@ export const styles = css`
     pointer-events: none;
   }
 
+  /* Leaves the drawer's buttons in sight. */
+  .drawer:not([hidden]) ~ .notice {
+    inset-block-end: 6em;
+  }
+
   /* Unseen and not gone: a screen reader hears only of a region that was there before its words. */
   .notice:empty {
     opacity: 0;
