@@ -1,46 +1,11 @@
 #include "platform/browser/Bridge.hpp"
 
-#include <array>
 #include <string>
+
+#include "platform/SecConstantNames.hpp"
 
 namespace KavrelCrypto::Browser {
 namespace {
-
-/// In the order of SecConstant.
-constexpr std::array names{
-    "kSecClass",
-    "kSecClassKey",
-    "kSecClassGenericPassword",
-    "kSecAttrApplicationTag",
-    "kSecAttrKeyType",
-    "kSecAttrKeyTypeRSA",
-    "kSecAttrKeyTypeECSECPrimeRandom",
-    "kSecAttrKeySizeInBits",
-    "kSecAttrKeyClass",
-    "kSecAttrKeyClassPrivate",
-    "kSecAttrKeyClassPublic",
-    "kSecAttrIsPermanent",
-    "kSecAttrTokenID",
-    "kSecAttrTokenIDSecureEnclave",
-    "kSecAttrAccount",
-    "kSecAttrAccessControl",
-    "kSecAttrAccessible",
-    "kSecAttrAccessibleWhenUnlocked",
-    "kSecAttrAccessibleWhenUnlockedThisDeviceOnly",
-    "kSecAttrAccessibleAfterFirstUnlock",
-    "kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly",
-    "kSecPrivateKeyAttrs",
-    "kSecPublicKeyAttrs",
-    "kSecValueData",
-    "kSecReturnRef",
-    "kSecReturnData",
-    "kSecMatchLimit",
-    "kSecMatchLimitOne",
-    "kSecUseAuthenticationContext",
-    "kSecUseAuthenticationUI",
-    "kSecUseAuthenticationUIAllow",
-};
-static_assert(names.size() == std::size_t{kSecUseAuthenticationUIAllow} + 1);
 
 struct MakeValue {
     val operator()(bool value) const {
@@ -56,7 +21,7 @@ struct MakeValue {
         return arrayOf(value);
     }
     val operator()(SecConstant value) const {
-        return val(names.at(value));
+        return val(secConstantNames.at(value));
     }
     val operator()(const CFDictionary& value) const {
         return objectOf(value);
@@ -104,7 +69,7 @@ Bytes bytesOf(const val& array) {
 val objectOf(const CFDictionary& map) {
     val object = val::object();
     for (const auto& [key, value] : map) {
-        object.set(names.at(key), std::visit(MakeValue{}, value));
+        object.set(secConstantNames.at(key), std::visit(MakeValue{}, value));
     }
     return object;
 }

@@ -1,50 +1,12 @@
 #include "platform/desktop/Attributes.hpp"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <string>
 
+#include "platform/SecConstantNames.hpp"
+
 namespace KavrelCrypto::Desktop {
-namespace {
-
-/// In the order of SecConstant.
-constexpr std::array names{
-    "kSecClass",
-    "kSecClassKey",
-    "kSecClassGenericPassword",
-    "kSecAttrApplicationTag",
-    "kSecAttrKeyType",
-    "kSecAttrKeyTypeRSA",
-    "kSecAttrKeyTypeECSECPrimeRandom",
-    "kSecAttrKeySizeInBits",
-    "kSecAttrKeyClass",
-    "kSecAttrKeyClassPrivate",
-    "kSecAttrKeyClassPublic",
-    "kSecAttrIsPermanent",
-    "kSecAttrTokenID",
-    "kSecAttrTokenIDSecureEnclave",
-    "kSecAttrAccount",
-    "kSecAttrAccessControl",
-    "kSecAttrAccessible",
-    "kSecAttrAccessibleWhenUnlocked",
-    "kSecAttrAccessibleWhenUnlockedThisDeviceOnly",
-    "kSecAttrAccessibleAfterFirstUnlock",
-    "kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly",
-    "kSecPrivateKeyAttrs",
-    "kSecPublicKeyAttrs",
-    "kSecValueData",
-    "kSecReturnRef",
-    "kSecReturnData",
-    "kSecMatchLimit",
-    "kSecMatchLimitOne",
-    "kSecUseAuthenticationContext",
-    "kSecUseAuthenticationUI",
-    "kSecUseAuthenticationUIAllow",
-};
-static_assert(names.size() == std::size_t{kSecUseAuthenticationUIAllow} + 1);
-
-}  // namespace
 
 Attributes::Attributes(const CFDictionary& map) : map_(map), taken_(map.size()) {}
 
@@ -71,7 +33,7 @@ void Attributes::finish() const {
 }
 
 Failure Attributes::wrong(SecConstant key, const std::string& what) {
-    return {errSecParam, std::string("The parameter ") + names.at(key) + " " + what + "."};
+    return {errSecParam, std::string("The parameter ") + secConstantNames.at(key) + " " + what + "."};
 }
 
 std::optional<Accessibility> accessibilityNamed(SecConstant constant) {
