@@ -19,10 +19,13 @@ function requireReach(state: State, accessibility: Accessibility): void {
   }
 }
 
-async function matches(transaction: Transaction, { classes, name }: ItemQuery): Promise<StoredItem[]> {
-  const found: StoredItem[] = [];
-  for (const itemClass of classes) found.push(...(await transaction.find(itemClass, name)));
-  return found;
+/** Returns the state and the matching items. Asks for all of it at once, since in IndexedDB each wait takes time. */
+async function read(transaction: Transaction, { classes, name }: ItemQuery): Promise<[State, StoredItem[]]> {
+  const [state, ...found] = await Promise.all([
+    transaction.state(),
+    ...classes.map((itemClass) => transaction.find(itemClass, name)),
+  ]);
+  return [state, found.flat()];
 }
 
 function described({ class: itemClass, name, accessibility, createdAt }: StoredItem): Item {
@@ -42,10 +45,10 @@ export class Keychain {
   /** Returns the matching item that was stored first. */
   find(query: ItemQuery): Promise<StoredItem | undefined> {
     return this.storage.transact('readonly', async (transaction) => {
-      const found = await matches(transaction, query);
+      const [state, found] = await read(transaction, query);
       if (found.length === 0) return undefined;
       const first = found.reduce((earliest, item) => (item.id < earliest.id ? item : earliest));
-      requireReach(await transaction.state(), first.accessibility);
+      requireReach(state, first.accessibility);
       return first;
     });
   }
@@ -70,8 +73,7 @@ export class Keychain {
   /** Deletes every match. Returns false if there is none. */
   async remove(query: ItemQuery): Promise<boolean> {
     const isAny = await this.storage.transact('readwrite', async (transaction) => {
-      const state = await transaction.state();
-      const found = await matches(transaction, query);
+      const [state, found] = await read(transaction, query);
       for (const { accessibility } of found) requireReach(state, accessibility);
       for (const { id } of found) await transaction.remove(id);
       return found.length > 0;
