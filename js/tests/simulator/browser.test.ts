@@ -111,6 +111,36 @@ describe('a page with the simulator', () => {
   });
 });
 
+test('a thousand calls at once over IndexedDB lose none and mix none up', async () => {
+  const page = await pages.open();
+  await enrol(page);
+  const wrong = await page.evaluate(async () => {
+    const { phone, nationalCode, userInfo } = helpers;
+    phone.prompts = 'match';
+    const kinds: ((index: number) => Promise<boolean>)[] = [
+      async () => ((await phone.call('hasKey', { nationalCode })) as { exists: boolean }).exists,
+      async (index) => !((await phone.call('hasKey', { nationalCode: `${index}` })) as { exists: boolean }).exists,
+      async (index) => {
+        const digestB64 = btoa(String(index).padStart(6));
+        const signed = (await phone.call('signDigest', { nationalCode, digestB64 })) as { digestB64: string };
+        return signed.digestB64 === digestB64;
+      },
+      async (index) => {
+        const call = phone.call('createCSR', { userInfo: { ...userInfo, city: `city ${index}` } });
+        return atob(((await call) as { csrPem: string }).csrPem).includes(`city ${index}`);
+      },
+      (index) =>
+        phone.call('getKeyInfo', { nationalCode: `${index}` }).then(
+          () => false,
+          (error) => error.message === 'not found',
+        ),
+    ];
+    const calls = Array.from({ length: 1000 }, (_, index) => kinds[index % kinds.length](index));
+    return (await Promise.all(calls)).flatMap((isRight, index) => (isRight ? [] : [index]));
+  });
+  expect(wrong).toEqual([]);
+});
+
 describe('two pages of one origin', () => {
   test('share a phone of one name, and are told of each other’s changes', async () => {
     const [first, second] = [await pages.open(), await pages.open()];
@@ -289,7 +319,16 @@ describe('a content security policy', () => {
 
   test('without wasm-unsafe-eval keeps the simulator from starting, and the error says so', async () => {
     const page = await pages.open('/closed', 'mayComplain');
-    const sentence = await page.evaluate(() => helpers.start().catch(({ message }) => message));
+    const [sentence, closed] = await page.evaluate(async () => {
+      let closed = 0;
+      const { close } = BroadcastChannel.prototype;
+      BroadcastChannel.prototype.close = function () {
+        closed += 1;
+        close.call(this);
+      };
+      return [await helpers.start().catch(({ message }) => message), closed];
+    });
+    expect(closed).toBe(1);
     expect(sentence).toMatch(/WebAssembly cannot be compiled here: .+script-src has to contain 'wasm-unsafe-eval'/);
     expect(await page.locator('kavrel-simulator').count()).toBe(0);
   });

@@ -1,6 +1,6 @@
 import { describe, expect, test } from 'vitest';
 
-import { useOpenSSL } from './openssl.js';
+import { ecKey, useOpenSSL } from './openssl.js';
 import type { Simulator } from './phone.js';
 import { nationalCode, outcomeOf, startPhone, userInfo } from './phone.js';
 
@@ -45,14 +45,15 @@ test('OpenSSL accepts the signatures, with the key in the certificate', async ()
 describe('a certificate that OpenSSL issued is stored', () => {
   const rsa = ['-newkey', 'rsa:2048'];
   test.each<[string, string[], string[]]>([
-    ['of version 1', rsa, []],
-    ['of version 3, with what the request asks for', rsa, ['-copy_extensions', 'copyall']],
-    ['with a long serial number', rsa, ['-set_serial', `0x7${'f'.repeat(39)}`]],
-    ['with a negative serial number', rsa, ['-set_serial', '-1']],
-    ['that is valid beyond 2049', rsa, ['-days', '20000']],
+    ['of version 1', ecKey, []],
+    ['of version 3, with what the request asks for', ecKey, ['-copy_extensions', 'copyall']],
+    ['with a long serial number', ecKey, ['-set_serial', `0x7${'f'.repeat(39)}`]],
+    ['with a negative serial number', ecKey, ['-set_serial', '-1']],
+    ['that is valid beyond 2049', ecKey, ['-days', '20000']],
+    ['signed with RSA', rsa, []],
     ['signed with SHA-512', rsa, ['-sha512']],
     ['signed with RSASSA-PSS', rsa, ['-sigopt', 'rsa_padding_mode:pss']],
-    ['signed with ECDSA', ['-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256'], []],
+    ['signed with ECDSA', ecKey, []],
     ['signed with Ed25519', ['-newkey', 'ed25519'], []],
   ])('%s', async (_, authority, certificate) => {
     const phone = await startPhone();
@@ -66,7 +67,7 @@ describe('a certificate that OpenSSL issued is stored', () => {
 describe('a certificate is refused, and the one in the slot stays,', () => {
   test.each([
     ['for another RSA key', ['-newkey', 'rsa:2048']],
-    ['for an EC key', ['-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:P-256']],
+    ['for an EC key', ecKey],
     ['for an Ed25519 key', ['-newkey', 'ed25519']],
   ])('%s', async (_, key) => {
     const phone = await startPhone();
