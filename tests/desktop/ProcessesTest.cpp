@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <gmock/gmock.h>
-#include <map>
 #include <random>
-#include <sqlite3.h>
 #include <thread>
 
 #include "tests/desktop/TestDevice.hpp"
@@ -28,23 +26,8 @@ void expectSuccess(std::vector<Worker>& workers) {
     }
 }
 
-/// Reads the first column of what `sql` selects from the database in `file`, as texts.
-std::vector<std::string> selected(const std::filesystem::path& file, const std::string& sql) {
-    std::vector<std::string> rows;
-    sqlite3* database = nullptr;
-    sqlite3_open(file.c_str(), &database);
-    const auto collect = [](void* into, int, char** values, char**) {
-        static_cast<std::vector<std::string>*>(into)->emplace_back(values[0]);
-        return 0;
-    };
-    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), collect, &rows, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(database);
-    sqlite3_close(database);
-    return rows;
-}
-
 void expectIntact(const std::filesystem::path& file) {
-    EXPECT_EQ(selected(file, "PRAGMA integrity_check"), std::vector<std::string>{"ok"});
+    EXPECT_EQ(select(file, "PRAGMA integrity_check"), std::vector<std::string>{"ok"});
 }
 
 /// A random moment after a worker was let go.
@@ -92,8 +75,8 @@ TEST_F(Processes, ThatGenerateAndDeleteAtOnceLoseNothing) {
         }
     }
     expectIntact(file);
-    EXPECT_EQ(selected(file, "SELECT count(*) FROM items WHERE kind = 4"),
-              selected(file, "SELECT count(*) FROM items WHERE kind = 5"));
+    EXPECT_EQ(select(file, "SELECT count(*) FROM items WHERE kind = 4"),
+              select(file, "SELECT count(*) FROM items WHERE kind = 5"));
 }
 
 TEST_F(Processes, ThatWriteWithoutAPauseTakeTurns) {
@@ -152,11 +135,11 @@ TEST_F(Processes, KilledAtAnyMomentLeaveBothHalvesOrNone) {
     expectIntact(file);
     // Both halves of each pair are under one tag.
     EXPECT_EQ(
-        selected(file,
-                 "SELECT CAST(name AS TEXT) FROM items WHERE CAST(name AS TEXT) LIKE 'round%' GROUP BY name "
-                 "HAVING count(*) <> 2 OR count(DISTINCT kind) <> 2"),
+        select(file,
+               "SELECT CAST(name AS TEXT) FROM items WHERE CAST(name AS TEXT) LIKE 'round%' GROUP BY name "
+               "HAVING count(*) <> 2 OR count(DISTINCT kind) <> 2"),
         std::vector<std::string>{});
-    EXPECT_NE(selected(file, "SELECT count(*) FROM items WHERE CAST(name AS TEXT) LIKE 'round%'"),
+    EXPECT_NE(select(file, "SELECT count(*) FROM items WHERE CAST(name AS TEXT) LIKE 'round%'"),
               std::vector<std::string>{"0"})
         << "no worker lived long enough to store anything";
     EXPECT_TRUE(pairWorks("bystander"));

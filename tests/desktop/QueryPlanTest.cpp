@@ -61,18 +61,7 @@ class QueryPlans : public testing::Test {
 
     /// How SQLite goes about `statement`, line by line.
     [[nodiscard]] std::vector<std::string> plan(const std::string& statement) const {
-        std::vector<std::string> lines;
-        sqlite3* database = nullptr;
-        sqlite3_open(device.file().c_str(), &database);
-        const auto collect = [](void* into, int, char** values, char**) {
-            static_cast<std::vector<std::string>*>(into)->emplace_back(values[3]);
-            return 0;
-        };
-        EXPECT_EQ(
-            sqlite3_exec(database, ("EXPLAIN QUERY PLAN " + statement).c_str(), collect, &lines, nullptr),
-            SQLITE_OK);
-        sqlite3_close(database);
-        return lines;
+        return select(device.file(), "EXPLAIN QUERY PLAN " + statement, 3);
     }
 
     const TestDevice device;

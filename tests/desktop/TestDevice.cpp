@@ -1,6 +1,7 @@
 #include "tests/desktop/TestDevice.hpp"
 
 #include <fstream>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <sqlite3.h>
 #include <stdexcept>
@@ -26,6 +27,24 @@ void TestDevice::execute(const std::string& sql) const {
     if (code != SQLITE_OK) {
         throw std::runtime_error(sql + ": " + reason);
     }
+}
+
+std::vector<std::string> select(const std::filesystem::path& file, const std::string& sql, int column) {
+    struct Collected {
+        int column;
+        std::vector<std::string> rows;
+    } collected{column, {}};
+    const auto collect = [](void* into, int, char** values, char**) {
+        auto& rows = *static_cast<Collected*>(into);
+        rows.rows.emplace_back(values[rows.column]);
+        return 0;
+    };
+    sqlite3* database = nullptr;
+    sqlite3_open(file.c_str(), &database);
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), collect, &collected, nullptr), SQLITE_OK)
+        << sql << ": " << sqlite3_errmsg(database);
+    sqlite3_close(database);
+    return collected.rows;
 }
 
 Bytes readFile(const std::filesystem::path& file) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "platform/Security.hpp"
 #include "platform/desktop/Device.hpp"
@@ -32,6 +33,10 @@ class TestDevice {
   private:
     TemporaryFolder temporary_;
 };
+
+/// Returns one column of what `sql` selects from the database in `file`, as strings. Fails the test if it
+/// cannot.
+std::vector<std::string> select(const std::filesystem::path& file, const std::string& sql, int column = 0);
 
 Bytes readFile(const std::filesystem::path& file);
 void writeFile(const std::filesystem::path& file, const Bytes& content);
