@@ -1,13 +1,14 @@
 #include "platform/desktop/KeychainFile.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <iterator>
-#include <sys/stat.h>
-#include <system_error>
+#include <string_view>
 #include <unistd.h>
 
 #include "platform/desktop/Accessibility.hpp"
+#include "platform/desktop/DeviceFolder.hpp"
 #include "platform/desktop/Failure.hpp"
 #include "platform/desktop/FileDescriptor.hpp"
 #include "platform/desktop/Sealing.hpp"
@@ -54,12 +55,6 @@ constexpr const char* schema = R"sql(
     CREATE INDEX itemsByName ON items (kind, name);
     CREATE INDEX itemsByKind ON items (kind);
 )sql";
-
-/// `what` is true of `path`, the system says why, and this is what to do.
-DeviceError systemFailure(const fs::path& path, const std::string& what, int systemError) {
-    return DeviceError{path.string() + " " + what + " (" + std::generic_category().message(systemError) +
-                       "). Check the path and the permissions, or choose another folder."};
-}
 
 /// A new keychain as its file begins.
 Bytes newKeychain() {
@@ -125,13 +120,14 @@ void checkIdentity(const fs::path& file, std::int64_t foundId, std::int64_t foun
 
 /// Throws unless `file` is a keychain, as far as its header tells. Changes nothing.
 void checkIsKeychain(const fs::path& file) {
+    checkOwner(file);
     if (!fs::is_regular_file(file)) {
-        throw DeviceError(file.string() + " is no file. Move it away, or choose another folder.");
+        throw DeviceError(file.string() + " is not a file. Move it away, or choose another folder.");
     }
     const Bytes header = readDatabaseHeader(file);
     if (!std::equal(std::begin(magic), std::end(magic), header.begin())) {
         throw DeviceError(file.string() +
-                          " is damaged or is no database. Move it away, or choose another folder.");
+                          " is damaged or is not a database. Move it away, or choose another folder.");
     }
     const auto number = [&](std::size_t offset) {
         std::int64_t value = 0;
@@ -144,8 +140,8 @@ void checkIsKeychain(const fs::path& file) {
 }
 
 /// Throws unless a keychain may be created in `folder`, which has none.
-void checkHasRoom(const fs::path& folder, const fs::path& file, mode_t mode) {
-    if ((mode & 077) != 0 && !fs::is_empty(folder)) {
+void checkHasRoom(const fs::path& folder, const fs::path& file) {
+    if (isOpenToOthers(folder) && anyNameIn(folder, [](std::string_view) { return true; })) {
         throw DeviceError(
             folder.string() +
             " holds other files and is open to other people, so it is not made a device. Choose an "
@@ -160,39 +156,20 @@ void checkHasRoom(const fs::path& folder, const fs::path& file, mode_t mode) {
     }
 }
 
-/// The mode of `folder`, which is made when it is missing.
-mode_t madeFolder(const fs::path& folder) {
-    std::error_code problem;
-    fs::create_directories(folder.parent_path(), problem);  // what went wrong shows in the next step
-    if (::mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-        throw systemFailure(folder, "cannot be created", errno);
-    }
-    struct stat status {};
-    if (::stat(folder.c_str(), &status) != 0) {
-        throw systemFailure(folder, "cannot be looked at", errno);
-    }
-    if (!S_ISDIR(status.st_mode)) {
-        throw DeviceError(folder.string() + " is no folder. Choose another path for the device.");
-    }
-    return status.st_mode;
-}
-
 }  // namespace
 
 Database openKeychainFile(const fs::path& folder) {
-    const mode_t mode = madeFolder(folder);
     const fs::path file = folder / "keychain.sqlite";
     try {
+        makeFolder(folder);
         const bool exists = fs::exists(file);
-        exists ? checkIsKeychain(file) : checkHasRoom(folder, file, mode);
-        if ((mode & 077) != 0 && ::chmod(folder.c_str(), mode & 0700) != 0) {
-            throw systemFailure(folder, "is open to other people and cannot be closed to them", errno);
-        }
+        exists ? checkIsKeychain(file) : checkHasRoom(folder, file);
+        closeToOthers(folder);
         if (!exists) {
             createKeychain(file);
         }
     } catch (const fs::filesystem_error& problem) {
-        throw systemFailure(folder, "cannot be looked into", problem.code().value());
+        throw systemFailure(folder, "cannot be used", problem.code().value());
     }
     Database database = Database::open(file);
     if (database.isReadOnly()) {

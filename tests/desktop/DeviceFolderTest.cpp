@@ -6,6 +6,7 @@
 #include <optional>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
@@ -32,7 +33,7 @@ std::map<std::string, std::pair<unsigned, Bytes>> everythingIn(const fs::path& f
     return result;
 }
 
-/// Why `folder` is no device; what opening it throws.
+/// Returns the message with which opening `folder` fails.
 std::string refusal(const fs::path& folder) {
     try {
         Desktop::openDevice(folder);
@@ -60,6 +61,12 @@ class DeviceFolder : public testing::Test {
         sqlite3_close(database);
     }
 
+    /// Gives `path` to the user nobody. Returns false if that failed, as it does unless root runs the test.
+    static bool giveToNobody(const fs::path& path) {
+        constexpr unsigned nobody = 65534;
+        return ::chown(path.c_str(), nobody, nobody) == 0;
+    }
+
     void expectRefused(const std::string& reason) const {
         const auto before = everythingIn(folder);
         EXPECT_THAT(refusal(folder), AllOf(HasSubstr(reason), HasSubstr(folder.string())));
@@ -77,7 +84,9 @@ TEST_F(DeviceFolder, IsMadeForItsOwnerOnly) {
     makePair("p");
     ::umask(mask);
     const fs::path made = temporary.path() / "some/new/device";
-    EXPECT_EQ(modeOf(made), 0700U);
+    for (const fs::path& each : {made, made.parent_path(), made.parent_path().parent_path()}) {
+        EXPECT_EQ(modeOf(each), 0700U) << each;
+    }
     for (const char* name : {"keychain.sqlite", "keychain.sqlite-wal", "keychain.sqlite-shm"}) {
         EXPECT_EQ(modeOf(made / name), 0600U) << name;
     }
@@ -137,10 +146,26 @@ TEST_F(DeviceFolder, WithOtherFilesIsMadeADeviceOnlyIfItIsClosedToOthers) {
 
 TEST_F(DeviceFolder, ThatIsAFileIsRefused) {
     writeFile(temporary.path() / "letter", bytesOf("x"));
-    EXPECT_THAT(refusal(temporary.path() / "letter"), HasSubstr("is no folder"));
+    EXPECT_THAT(refusal(temporary.path() / "letter"), HasSubstr("is not a folder"));
     EXPECT_THAT(refusal(temporary.path() / "letter/device"), HasSubstr("Not a directory"));
     EXPECT_THAT(refusal(""), HasSubstr("no name"));
     EXPECT_EQ(readFile(temporary.path() / "letter"), bytesOf("x"));
+}
+
+TEST_F(DeviceFolder, OfAnotherUserIsRefused) {
+    if (!giveToNobody(folder)) {
+        GTEST_SKIP() << "only root can give a folder to another user";
+    }
+    expectRefused("belongs to another user");
+}
+
+TEST_F(DeviceFolder, WithAKeychainOfAnotherUserIsRefused) {
+    Desktop::openDevice(folder);
+    { const TestDevice elsewhere; }
+    if (!giveToNobody(file)) {
+        GTEST_SKIP() << "only root can give a file to another user";
+    }
+    expectRefused("belongs to another user");
 }
 
 TEST_F(DeviceFolder, WithAForeignDatabaseIsRefused) {
@@ -163,13 +188,13 @@ TEST_F(DeviceFolder, WithADatabaseOfANewerVersionIsRefused) {
 
 TEST_F(DeviceFolder, WithSomethingElseInThePlaceOfTheDatabaseIsRefused) {
     fs::create_directory(file);
-    expectRefused("is no file");
+    expectRefused("is not a file");
     fs::remove(file);
     writeFile(file,
               bytesOf("This is a letter to somebody, and it is longer than the header of a database is."));
-    expectRefused("is no database");
+    expectRefused("is not a database");
     writeFile(file, {});
-    expectRefused("is no database");
+    expectRefused("is not a database");
 }
 
 TEST_F(DeviceFolder, WithTheLogOfALostDatabaseIsRefused) {
@@ -189,7 +214,8 @@ TEST_F(DeviceFolder, RefusedLeavesTheDeviceThatIsOpen) {
 class ClosedFolder : public DeviceFolder {
   protected:
     ClosedFolder() {
-        fs::permissions(temporary.path(), fs::perms(0755));
+        fs::permissions(temporary.path(), fs::perms(0777));
+        giveToNobody(folder);  // a worker that is not started by root runs as the user who owns it already
     }
 
     [[nodiscard]] std::string refusalToNobody() const {
@@ -216,16 +242,6 @@ TEST_F(ClosedFolder, ThatCannotBeMadeIsRefused) {
 }
 
 TEST_F(ClosedFolder, WithAKeychainThatCannotBeWrittenIsRefused) {
-    Desktop::openDevice(folder);
-    { const TestDevice elsewhere; }
-    fs::permissions(folder, fs::perms(0755));
-    fs::permissions(file, fs::perms(0444));
-    EXPECT_THAT(refusalToNobody(), HasSubstr(folder.string()));
-}
-
-TEST_F(ClosedFolder, OfOnesOwnWithAKeychainThatCannotBeWrittenIsRefused) {
-    fs::permissions(temporary.path(), fs::perms(0777));
-    fs::remove(folder);
     EXPECT_EQ(Worker({"--as-nobody", "open", folder}).finish().status, 0);
     fs::permissions(file, fs::perms(0444));
     EXPECT_THAT(refusalToNobody(), HasSubstr(file.string() + " cannot be written"));
