@@ -1,14 +1,19 @@
 #pragma once
 
+#include <filesystem>
+
 #include "platform/desktop/FileDescriptor.hpp"
 
 namespace KavrelCrypto::Desktop {
 
+/// Opens `folder` for a FolderLock.
+FileDescriptor openFolder(const std::filesystem::path& folder);
+
 /// Waits for the lock of a folder and holds it as long as it lives. Every change of a device is made under
 /// its folder's lock, so that writers take turns: SQLite lets a writer that waits look again only now and
-/// then, and processes that write without a pause could keep it waiting until it gives up. The lock keeps no
-/// change apart from another, SQLite does that; so a file system without such locks (NFS has none for
-/// folders) takes nothing but the fair turns away.
+/// then, and processes that write without a pause could keep it waiting until it gives up. It is still SQLite
+/// that keeps the changes apart, so a file system without such locks (NFS has none for folders) takes nothing
+/// but the fair turns away.
 class FolderLock {
   public:
     /// `folder` stays open meanwhile. Descriptors of one folder that were opened apart exclude each other.

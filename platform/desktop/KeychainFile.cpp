@@ -10,7 +10,7 @@
 #include "platform/desktop/Accessibility.hpp"
 #include "platform/desktop/DeviceFolder.hpp"
 #include "platform/desktop/Failure.hpp"
-#include "platform/desktop/FileDescriptor.hpp"
+#include "platform/desktop/FolderLock.hpp"
 #include "platform/desktop/Sealing.hpp"
 
 namespace KavrelCrypto::Desktop {
@@ -81,24 +81,73 @@ bool writeAll(int file, BytesView bytes) {
     return true;
 }
 
-/// Makes `file`, whole or not at all, unless another process is faster.
-void createKeychain(const fs::path& file) {
-    std::string unfinished = file.string() + ".XXXXXX";
-    const FileDescriptor descriptor(::mkostemp(unfinished.data(), O_CLOEXEC));  // mode 0600
-    if (descriptor.number() < 0) {
+/// Files in a folder that are to become its keychain: one, and those that SQLite puts beside it. They go with
+/// this object, and those that a killed process has left go when it is made. The folder's lock is held
+/// meanwhile.
+class PartialFiles {
+  public:
+    /// `folder` is open as `descriptor`. Both outlive this object.
+    PartialFiles(const fs::path& folder, const FileDescriptor& descriptor)
+        : folder_(folder), descriptor_(descriptor) {
+        removeAll();
+    }
+    PartialFiles(const PartialFiles&) = delete;
+    PartialFiles& operator=(const PartialFiles&) = delete;
+    ~PartialFiles() {
+        removeAll();
+    }
+
+    static bool areIn(const fs::path& folder) {
+        return anyNameIn(folder, isPartial);
+    }
+
+    /// Makes a file with this content and mode 0600. Returns its path.
+    [[nodiscard]] fs::path write(const Bytes& content) const {
+        std::string path = (folder_ / pattern).string();
+        const FileDescriptor file(::mkostemp(path.data(), O_CLOEXEC));
+        if (file.number() < 0 || !writeAll(file.number(), content) || ::fsync(file.number()) != 0) {
+            throw systemFailure(folder_, "cannot be made a device", errno);
+        }
+        return path;
+    }
+
+  private:
+    // No shorter than the keychain's name: SQLite refuses paths from a certain length on.
+    static constexpr std::string_view pattern = ".keychain-XXXXXX";
+
+    static bool isPartial(std::string_view name) {
+        return name.starts_with(pattern.substr(0, pattern.find('X')));
+    }
+
+    /// Removes what can be removed. The rest is for the next process that makes or opens the device.
+    void removeAll() noexcept {
+        try {
+            anyNameIn(folder_, [&](std::string_view name) {
+                if (isPartial(name)) {
+                    ::unlinkat(descriptor_.number(), name.data(), 0);
+                }
+                return false;
+            });
+        } catch (...) {
+        }
+    }
+
+    const fs::path& folder_;
+    const FileDescriptor& descriptor_;
+};
+
+/// Makes the keychain in `folder`, whole or not at all.
+void createKeychain(const fs::path& folder, const FileDescriptor& descriptor, const fs::path& file) {
+    const PartialFiles files(folder, descriptor);
+    const fs::path partial = files.write(newKeychain());
+    // SQLite tries the file before it is in its place: where SQLite cannot use a path, no keychain is left.
+    Database::open(partial, file).integer("SELECT count(*) FROM state");
+    if (::link(partial.c_str(), file.c_str()) != 0 && errno != EEXIST) {
         throw systemFailure(file, "cannot be created", errno);
     }
-    const bool made = writeAll(descriptor.number(), newKeychain()) && ::fsync(descriptor.number()) == 0 &&
-                      (::link(unfinished.c_str(), file.c_str()) == 0 || errno == EEXIST);
-    const int systemError = errno;
-    ::unlink(unfinished.c_str());
-    if (!made) {
-        throw systemFailure(file, "cannot be created", systemError);
-    }
-    // The name of the file is to survive a power cut, too; where that cannot be had, the file is good all the
-    // same.
-    const FileDescriptor folder(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    ::fsync(folder.number());
+    // The file's name is to survive a power cut, too. Where the file system cannot see to that, the file is
+    // good all the same.
+    ::fsync(descriptor.number());
 }
 
 /// Throws unless a database with these numbers, in `file`, is a keychain that this version knows.
@@ -147,12 +196,31 @@ void checkHasRoom(const fs::path& folder, const fs::path& file) {
             " holds other files and is open to other people, so it is not made a device. Choose an "
             "empty folder, or close this one with chmod 700.");
     }
-    // A log without its database is the rest of a keychain; a new one must not take it for its own. Whoever
-    // made the log first made the file, so look again before complaining.
-    if (fs::exists(file.string() + "-wal") && !fs::exists(file)) {
+    // A log without its database is the rest of a keychain. A new keychain must not take it for its own.
+    if (fs::exists(file.string() + "-wal")) {
         throw DeviceError(file.string() +
                           " is missing, but its log is still there. Put the file back, or move " +
                           file.string() + "-wal away.");
+    }
+}
+
+/// Makes of `folder` a device of this user's with a keychain in `file`, unless it is one.
+void prepare(const fs::path& folder, const fs::path& file) {
+    makeFolder(folder);
+    const FileDescriptor descriptor = openFolder(folder);
+    if (!fs::exists(file)) {
+        const FolderLock lock(descriptor);  // one process makes the keychain, and the others wait for it
+        if (!fs::exists(file)) {
+            checkHasRoom(folder, file);
+            closeToOthers(folder);
+            createKeychain(folder, descriptor, file);
+        }
+    }
+    checkIsKeychain(file);
+    closeToOthers(folder);
+    if (PartialFiles::areIn(folder)) {
+        const FolderLock lock(descriptor);
+        const PartialFiles leftBehind(folder, descriptor);
     }
 }
 
@@ -161,17 +229,11 @@ void checkHasRoom(const fs::path& folder, const fs::path& file) {
 Database openKeychainFile(const fs::path& folder) {
     const fs::path file = folder / "keychain.sqlite";
     try {
-        makeFolder(folder);
-        const bool exists = fs::exists(file);
-        exists ? checkIsKeychain(file) : checkHasRoom(folder, file);
-        closeToOthers(folder);
-        if (!exists) {
-            createKeychain(file);
-        }
+        prepare(folder, file);
     } catch (const fs::filesystem_error& problem) {
         throw systemFailure(folder, "cannot be used", problem.code().value());
     }
-    Database database = Database::open(file);
+    Database database = Database::open(file, file);
     if (database.isReadOnly()) {
         throw DeviceError(file.string() + " cannot be written. Check who owns it and its permissions.");
     }

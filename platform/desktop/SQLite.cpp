@@ -1,6 +1,5 @@
 #include "platform/desktop/SQLite.hpp"
 
-#include <fcntl.h>
 #include <type_traits>
 #include <utility>
 
@@ -32,7 +31,8 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
         case SQLITE_READONLY:
         case SQLITE_PERM:
             return {errSecIO, name + " cannot be opened for writing (" + reason +
-                                  "). Check who owns the folder and its files, and their permissions."};
+                                  "). Check who owns the folder and its files, their permissions, "
+                                  "and that the path is not too long."};
         default:
             return {errSecIO, name + " cannot be read or written (" + reason +
                                   "). Check the disk that it is on, and your quota there."};
@@ -52,9 +52,8 @@ Database::Database(std::string name, const std::string& path, FileDescriptor fol
     check(sqlite3_busy_timeout(handle, busyTimeoutMilliseconds));
 }
 
-Database Database::open(const std::filesystem::path& file) {
-    return {file, file,
-            FileDescriptor(::open(file.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))};
+Database Database::open(const std::filesystem::path& file, const std::filesystem::path& name) {
+    return {name, file, openFolder(file.parent_path())};
 }
 
 Database Database::inMemory() {

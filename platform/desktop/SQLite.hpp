@@ -21,8 +21,9 @@ namespace KavrelCrypto::Desktop {
 
 class Database {
   public:
-    /// Opens the database in `file`, which is there; waits up to ten seconds for another process's change.
-    static Database open(const std::filesystem::path& file);
+    /// Opens the database in `file`, which exists. Errors call it `name`. Waits up to ten seconds for the
+    /// change of a process that does not take turns.
+    static Database open(const std::filesystem::path& file, const std::filesystem::path& name);
 
     /// An empty database in memory.
     static Database inMemory();

@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
@@ -17,6 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 unsigned modeOf(const fs::path& path) {
@@ -31,6 +33,14 @@ std::map<std::string, std::pair<unsigned, Bytes>> everythingIn(const fs::path& f
                                 entry.is_regular_file() ? readFile(entry.path()) : Bytes()};
     }
     return result;
+}
+
+std::vector<std::string> namesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
 }
 
 /// Returns the message with which opening `folder` fails.
@@ -168,8 +178,29 @@ TEST_F(DeviceFolder, WithAKeychainOfAnotherUserIsRefused) {
     expectRefused("belongs to another user");
 }
 
+TEST_F(DeviceFolder, OfTooLongAPathIsRefusedAndGetsNoKeychain) {
+    fs::path deep = folder;
+    while (deep.native().size() < 500) {
+        deep /= std::string(100, 'x');
+    }
+    EXPECT_THAT(refusal(deep), AllOf(HasSubstr(deep.string()), HasSubstr("too long")));
+    EXPECT_TRUE(fs::is_empty(deep));
+}
+
+TEST_F(DeviceFolder, LosesWhatAKilledProcessHasLeft) {
+    for (int round = 0; round < 2; ++round) {  // before there is a keychain, and beside one
+        for (const char* name : {".keychain-abcdef", ".keychain-abcdef-wal"}) {
+            writeFile(folder / name, bytesOf("x"));
+        }
+        Desktop::openDevice(folder);
+        { const TestDevice elsewhere; }
+        EXPECT_THAT(namesIn(folder), ElementsAre("keychain.sqlite"));
+    }
+}
+
 TEST_F(DeviceFolder, WithAForeignDatabaseIsRefused) {
     makeForeignDatabase("PRAGMA application_id = 7; CREATE TABLE items (id); INSERT INTO items VALUES (1);");
+    writeFile(folder / ".keychain-abcdef", bytesOf("x"));
     expectRefused("database of another program");
 }
 

@@ -14,6 +14,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 void expectSuccess(std::vector<Worker>& workers) {
     for (Worker& worker : workers) {
@@ -158,6 +159,22 @@ TEST_F(Processes, KilledWhileTheyMakeADeviceLeaveOneThatOpens) {
         Desktop::openDevice(device);
         EXPECT_NE(makePair("p"), nullptr);
         EXPECT_TRUE(pairWorks("p"));
+        for (const auto& entry : std::filesystem::directory_iterator(device)) {
+            EXPECT_THAT(entry.path().filename().string(), StartsWith("keychain.sqlite"));
+        }
+    }
+}
+
+TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceAreAllAccepted) {
+    for (int round = 0; round < 8; ++round) {
+        const std::filesystem::path device = temporary.path() / std::to_string(round);
+        std::filesystem::create_directory(device);
+        std::filesystem::permissions(device, std::filesystem::perms(0755));
+        std::vector<Worker> workers;
+        for (int i = 0; i < 12; ++i) {
+            workers.emplace_back(std::vector<std::string>{"open", device});
+        }
+        expectSuccess(workers);
     }
 }
 
