@@ -27,6 +27,7 @@ constexpr std::int64_t formatVersion = 1;
 // Items keep their ids for ever (AUTOINCREMENT): a key reference names its item by the id, and must not meet
 // another item there.
 constexpr const char* schema = R"sql(
+    PRAGMA auto_vacuum = FULL;  -- the file shrinks when something large is gone
     PRAGMA application_id = 0x4B56524C;
     PRAGMA user_version = 1;
 

@@ -289,6 +289,18 @@ TEST_F(KeychainItems, AreEachSealedUnderANonceOfTheirOwn) {
         "INSERT INTO proof SELECT count(DISTINCT substr(sealed, 1, 12)) FROM items;");
 }
 
+TEST_F(KeychainItems, ThatAreLargeGiveTheirSpaceBack) {
+    addPassword("account", "value");
+    device.reopen();
+    const auto before = std::filesystem::file_size(device.file());
+    addPassword("large", std::string(8 << 20, 'x'));
+    device.reopen();
+    EXPECT_GT(std::filesystem::file_size(device.file()), before + (8 << 20));
+    SecItemDelete({isPassword, {kSecAttrAccount, std::string("large")}});
+    device.reopen();
+    EXPECT_EQ(std::filesystem::file_size(device.file()), before);
+}
+
 TEST_F(KeychainItems, GoWithAReset) {
     makePair("p");
     addPassword("account", "value");
