@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <iterator>
 #include <string_view>
@@ -205,6 +206,15 @@ void checkHasRoom(const fs::path& folder, const fs::path& file) {
     }
 }
 
+/// Lets a write beyond the process's limit for the size of files fail, which is reported, instead of stopping
+/// the process without a word.
+void ignoreSizeSignal() {
+    struct sigaction action {};
+    if (::sigaction(SIGXFSZ, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
+        ::signal(SIGXFSZ, SIG_IGN);
+    }
+}
+
 /// Makes of `folder` a device of this user's with a keychain in `file`, unless it is one.
 void prepare(const fs::path& folder, const fs::path& file) {
     makeFolder(folder);
@@ -228,6 +238,7 @@ void prepare(const fs::path& folder, const fs::path& file) {
 }  // namespace
 
 Database openKeychainFile(const fs::path& folder) {
+    ignoreSizeSignal();
     const fs::path file = folder / "keychain.sqlite";
     try {
         prepare(folder, file);

@@ -198,7 +198,6 @@ void becomeNobody() {
 
 void limitFiles(rlim_t bytes) {
     const rlimit limit{bytes, bytes};
-    std::signal(SIGXFSZ, SIG_IGN);
     if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) {
         std::cerr << "cannot limit files" << std::endl;
         std::exit(2);
