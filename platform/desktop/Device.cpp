@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <system_error>
 
 #include "platform/desktop/CurrentDevice.hpp"
 
@@ -24,11 +25,16 @@ std::string environment(const char* name) {
     return value != nullptr ? value : "";
 }
 
-std::shared_ptr<Keychain> opened(const std::filesystem::path& folder) {
+std::shared_ptr<Keychain> openKeychain(const std::filesystem::path& folder) {
     if (folder.empty()) {
         throw DeviceError("The device's folder has no name. Name one.");
     }
-    const std::filesystem::path path = std::filesystem::absolute(folder);
+    std::error_code problem;
+    const std::filesystem::path path = std::filesystem::absolute(folder, problem);
+    if (problem) {
+        throw DeviceError(folder.string() + " cannot be found, because there is no working directory (" +
+                          problem.message() + "). Change to a directory that exists, or give the full path.");
+    }
     return std::make_shared<Keychain>(path.has_filename() ? path
                                                           : path.parent_path());  // no slash at the end
 }
@@ -38,7 +44,7 @@ std::shared_ptr<Keychain> opened(const std::filesystem::path& folder) {
 std::shared_ptr<Keychain> currentKeychain() {
     const std::lock_guard lock(current().mutex);
     if (current().keychain == nullptr) {
-        current().keychain = opened(defaultDeviceFolder());
+        current().keychain = openKeychain(defaultDeviceFolder());
     }
     return current().keychain;
 }
@@ -49,7 +55,7 @@ void prepareCurrentDevice() {
 
 void openDevice(const std::filesystem::path& folder) {
     const std::lock_guard lock(current().mutex);
-    current().keychain = opened(folder);
+    current().keychain = openKeychain(folder);
 }
 
 std::filesystem::path defaultDeviceFolder() {

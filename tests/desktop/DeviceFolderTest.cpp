@@ -124,6 +124,12 @@ TEST_F(DeviceFolder, StaysTheDeviceWhenTheProcessGoesElsewhere) {
     EXPECT_TRUE(fs::exists(temporary.path() / "relative/keychain.sqlite"));
 }
 
+TEST_F(DeviceFolder, OfARelativePathIsRefusedWithoutAWorkingFolder) {
+    const Outcome outcome = Worker({"--no-working-folder", "open", "device"}).finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.output, HasSubstr("there is no working directory"));
+}
+
 TEST_F(DeviceFolder, IsNamedInFullWhenItIsRefused) {
     writeFile(file, {});
     const fs::path before = fs::current_path();
@@ -324,6 +330,12 @@ TEST_F(DefaultDeviceFolder, IsOpenedByTheFirstUse) {
     EXPECT_EQ(outcome.status, 0) << outcome.output;
     Desktop::openDevice(temporary.path() / "device");
     EXPECT_TRUE(pairWorks("p0"));
+}
+
+TEST_F(DefaultDeviceFolder, OfARelativePathIsRefusedWithoutAWorkingFolder) {
+    ::setenv("KAVREL_DEVICE", "device", 1);
+    const Outcome outcome = Worker({"--no-working-folder", "lookup", "", "tag"}).finish();
+    EXPECT_THAT(outcome.output, AllOf(HasSubstr("there is no working directory"), HasSubstr("\n-36\n")));
 }
 
 TEST_F(DefaultDeviceFolder, ThatCannotBeUsedIsToldOnStandardError) {

@@ -1,8 +1,9 @@
 // What a second process does to a device while a test looks on. It starts when its standard input ends.
 //
-//   desktop_device_worker [--as-nobody] [--file-limit BYTES] [--disk-size BYTES] JOB FOLDER [ARGUMENT…]
+//   desktop_device_worker [OPTION…] JOB FOLDER [ARGUMENT…]
 //
-// FOLDER may be empty: then the device is the default one, opened by the first use.
+// FOLDER may be empty: then the device is the default one, opened by the first use. The options say what the
+// system refuses to this process: --as-nobody, --no-working-folder, --file-limit BYTES and --disk-size BYTES.
 
 #include <algorithm>
 #include <cerrno>
@@ -196,6 +197,14 @@ void becomeNobody() {
     }
 }
 
+void removeWorkingFolder() {
+    std::string name = "/tmp/kavrel-test-XXXXXX";
+    if (::mkdtemp(name.data()) == nullptr || ::chdir(name.c_str()) != 0 || ::rmdir(name.c_str()) != 0) {
+        std::cerr << "cannot remove the working folder" << std::endl;
+        std::exit(2);
+    }
+}
+
 void limitFiles(rlim_t bytes) {
     const rlimit limit{bytes, bytes};
     if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) {
@@ -225,6 +234,28 @@ void limitDisk(off_t bytes) {
     }
 }
 
+/// Takes the first option, with its value, out of `words` and does what it says.
+void obey(Arguments& words) {
+    const auto take = [&] {
+        std::string word = words.at(0);
+        words.erase(words.begin());
+        return word;
+    };
+    const std::string option = take();
+    if (option == "--as-nobody") {
+        becomeNobody();
+    } else if (option == "--no-working-folder") {
+        removeWorkingFolder();
+    } else if (option == "--file-limit") {
+        limitFiles(std::stoul(take()));
+    } else if (option == "--disk-size") {
+        limitDisk(std::stol(take()));
+    } else {
+        std::cerr << "no such option: " << option << std::endl;
+        std::exit(2);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -232,17 +263,8 @@ int main(int argc, char** argv) {
     Arguments words(argv + 1, argv + argc);
     while (std::cin.get() != EOF) {
     }
-    if (words.at(0) == "--as-nobody") {
-        becomeNobody();
-        words.erase(words.begin());
-    }
-    if (words.at(0) == "--file-limit") {
-        limitFiles(std::stoul(words.at(1)));
-        words.erase(words.begin(), words.begin() + 2);
-    }
-    if (words.at(0) == "--disk-size") {
-        limitDisk(std::stol(words.at(1)));
-        words.erase(words.begin(), words.begin() + 2);
+    while (words.at(0).starts_with("--")) {
+        obey(words);
     }
     try {
         folder = words.at(1);
