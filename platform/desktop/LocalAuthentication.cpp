@@ -51,14 +51,25 @@ void countFailure(DeviceState& state) {
     state.lockedOut = state.lockedOut || state.failedPrompts >= promptsBeforeLockout;
 }
 
+/// Forgets the failures before a match. Returns an error if the sensor can no longer be used: other prompts
+/// may have locked it out since this one was shown.
+std::optional<NSError> recognise(Keychain& keychain) {
+    const DeviceState state = keychain.state();
+    std::optional<NSError> error = obstacle(state);
+    if (!error && state.failedPrompts != 0) {  // most often there is nothing to forget, and no write
+        keychain.changeState([&](DeviceState& present) {
+            error = obstacle(present);
+            present.failedPrompts = error ? present.failedPrompts : 0;
+        });
+    }
+    return error;
+}
+
 /// Counts the answer to a prompt and tells what it means; absent when the person was recognised.
 std::optional<NSError> outcome(Keychain& keychain, PromptAnswer answer) {
     switch (answer) {
         case PromptAnswer::match:
-            if (keychain.state().failedPrompts != 0) {  // most often there is nothing to forget, and no write
-                keychain.changeState([](DeviceState& state) { state.failedPrompts = 0; });
-            }
-            return std::nullopt;
+            return recognise(keychain);
         case PromptAnswer::noMatch:
             keychain.changeState(countFailure);
             return authenticationError(LAErrorAuthenticationFailed, "Application retry limit exceeded.");

@@ -191,6 +191,17 @@ TEST_F(Biometrics, StayLockedOutWhenAPromptThatWasOpenFails) {
     EXPECT_TRUE(Desktop::deviceState().lockedOut);
 }
 
+TEST_F(Biometrics, MatchNobodyAfterALockoutThatOthersCaused) {
+    Desktop::answerPromptsWith([](const std::string&) {
+        Desktop::setDeviceState({.lockedOut = true, .failedPrompts = 5});
+        return PromptAnswer::match;
+    });
+    const Reply reply = prompt();
+    EXPECT_FALSE(reply.success);
+    EXPECT_EQ(reply.code(), LAErrorBiometryLockout);
+    EXPECT_EQ(Desktop::deviceState(), (DeviceState{.lockedOut = true, .failedPrompts = 5}));
+}
+
 TEST_F(Biometrics, CountNoFurtherThanToTheLockout) {
     failPrompts(5);
     Desktop::answerPromptsWith([](const std::string&) {
