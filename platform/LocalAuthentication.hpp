@@ -40,7 +40,8 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy policy, std::optional<NSErro
 
 /// Shows the biometric prompt with `localizedReason` (UTF-8, not empty) and returns at once. Later, the
 /// device calls `reply` exactly once, on a thread of its own and never on the main thread; it keeps the
-/// context alive until then. Any thread may call.
+/// context alive until then. A device that cannot get a thread calls it with an error before this returns.
+/// Any thread may call.
 void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::string& localizedReason,
                     LAReply reply);
 

@@ -3,8 +3,11 @@
 #include "platform/Foundation.hpp"
 
 void KavrelCrypto::print(const std::string& line) {
-    const std::string whole = line + "\n";
-    // One call, so that the lines of several threads do not mix.
-    static_cast<void>(std::fwrite(whole.data(), 1, whole.size(), stdout));
+    // Without a copy of the line, since this has to work without memory as well. The lock keeps the lines of
+    // several threads apart.
+    ::flockfile(stdout);
+    static_cast<void>(std::fwrite(line.data(), 1, line.size(), stdout));
+    static_cast<void>(std::fputc('\n', stdout));
     static_cast<void>(std::fflush(stdout));
+    ::funlockfile(stdout);
 }

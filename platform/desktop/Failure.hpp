@@ -7,16 +7,18 @@
 #include "platform/Security.hpp"
 #include "platform/desktop/Device.hpp"
 
-/// How what goes wrong inside the device leaves it: operations of the seam answer a status or an NSError and
-/// never throw.
+/// How an operation of the seam reports what goes wrong inside the device: it returns a status or an NSError,
+/// and throws nothing.
 namespace KavrelCrypto::Desktop {
 
 inline constexpr OSStatus errSecUnimplemented = -4;
 inline constexpr OSStatus errSecDiskFull = -34;
 inline constexpr OSStatus errSecIO = -36;
+inline constexpr OSStatus errSecAllocate = -108;
+inline constexpr OSStatus errSecInternalComponent = -2070;
 inline constexpr OSStatus errSecVerifyFailed = -67808;
 
-/// What could not be done: the status that the platform has for it, and a sentence for people.
+/// Something that could not be done, with the platform's status for it and a sentence for people.
 class Failure : public DeviceError {
   public:
     Failure(OSStatus status, const std::string& sentence) : DeviceError(sentence), status_(status) {}
@@ -29,30 +31,40 @@ class Failure : public DeviceError {
     OSStatus status_;
 };
 
-/// The platform's error for `failure`. Trouble with the device itself (its folder, its disk, its database) is
-/// also told on standard error: whoever gets only a status could not find out.
-NSError reported(const DeviceError& failure);
+/// The reason for an exception: the platform's status, and a sentence that lives as long as the exception.
+struct Reason {
+    OSStatus status;
+    const char* sentence;
+};
 
-/// Runs `operation` and answers its status; a failure answers its own.
+/// Explains the exception that is being handled: a DeviceError or a lack of memory (errSecAllocate). Any
+/// other exception is thrown on. Trouble with the device itself (its folder, its disk, its database) or with
+/// the system is also reported on standard error: somebody who gets no more than a status could not find out.
+Reason explainException();
+
+/// The platform's error for `reason`; absent if there is no memory for one.
+std::optional<NSError> makeError(const Reason& reason);
+
+/// Runs `operation` and returns its status. If it fails, returns the status of the failure.
 template <typename Operation>
 OSStatus statusOf(Operation operation) {
     try {
         return operation();
-    } catch (const DeviceError& failure) {
-        return static_cast<OSStatus>(reported(failure).code);
+    } catch (...) {
+        return explainException().status;
     }
 }
 
-/// Runs `operation` and answers what it gives; a failure answers null, absent, zero or false, and says why in
-/// `*error` unless `error` is null.
+/// Runs `operation` and returns its result. If it fails, returns null, an absent value, zero or false, and
+/// sets `*error` to the reason unless `error` is null.
 template <typename Operation>
 auto resultOf(std::optional<NSError>* error, Operation operation) -> decltype(operation()) {
     try {
         return operation();
-    } catch (const DeviceError& failure) {
-        NSError reason = reported(failure);
+    } catch (...) {
+        const Reason reason = explainException();
         if (error != nullptr) {
-            *error = std::move(reason);
+            *error = makeError(reason);
         }
         return {};
     }

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "platform/desktop/KeychainFile.hpp"
-#include "platform/desktop/Sealing.hpp"
 
 namespace KavrelCrypto::Desktop {
 namespace {
@@ -109,7 +108,7 @@ std::optional<Item> Keychain::read(std::int64_t id) {
     return item;
 }
 
-void Keychain::add(const std::vector<Item>& items) {
+void Keychain::add(std::span<const Item> items) {
     const std::lock_guard lock(mutex_);
     Transaction transaction(database_, Transaction::changing);
     const DeviceState state = readState();
@@ -230,16 +229,18 @@ Accessibility Keychain::readAccessibility(const Statement& row, int column) {
     return accessibility;
 }
 
-Bytes Keychain::classKey(Accessibility accessibility) {
+SealingKey Keychain::classKey(Accessibility accessibility) {
     Statement row(database_, "SELECT sealingKey FROM classKeys WHERE accessibility = ?1",
                   {number(accessibility)});
     if (!row.step()) {
         throw damage("a sealing key is missing");
     }
-    Bytes key = row.bytes(0);
-    if (key.size() != sealingKeyLength) {
+    const Bytes bytes = row.bytes(0);
+    SealingKey key{};
+    if (bytes.size() != key.size()) {
         throw damage("a sealing key has the wrong length");
     }
+    std::copy(bytes.begin(), bytes.end(), key.begin());
     return key;
 }
 

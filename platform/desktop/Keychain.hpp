@@ -4,12 +4,14 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "platform/desktop/Accessibility.hpp"
 #include "platform/desktop/Device.hpp"
 #include "platform/desktop/Failure.hpp"
 #include "platform/desktop/SQLite.hpp"
+#include "platform/desktop/Sealing.hpp"
 #include "text/Bytes.hpp"
 
 namespace KavrelCrypto::Desktop {
@@ -51,7 +53,7 @@ class Keychain {
     std::optional<Item> read(std::int64_t id);
 
     /// Stores all the items or none. A second password of one account is a failure (errSecDuplicateItem).
-    void add(const std::vector<Item>& items);
+    void add(std::span<const Item> items);
 
     /// Deletes every match; false when there is none.
     bool remove(const ItemQuery& query);
@@ -71,7 +73,7 @@ class Keychain {
     bool readFlag(const Statement& row, int column);
     ItemKind readKind(const Statement& row, int column);
     Accessibility readAccessibility(const Statement& row, int column);
-    Bytes classKey(Accessibility accessibility);
+    SealingKey classKey(Accessibility accessibility);
     void insert(const Item& item);
     Statement matches(std::string_view head, ItemKind kind, std::optional<BytesView> name,
                       std::string_view tail);

@@ -257,7 +257,7 @@ Database openKeychainFile(const fs::path& folder) {
 
 void makeClassKeys(Database& database) {
     for (const Accessibility accessibility : allAccessibilities) {
-        const Bytes key = randomBytes(sealingKeyLength);
+        const SealingKey key = makeSealingKey();
         Statement(database, "INSERT INTO classKeys VALUES (?1, ?2)",
                   {static_cast<std::int64_t>(accessibility), BytesView(key)})
             .run();

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <list>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -51,35 +52,48 @@ void countFailure(DeviceState& state) {
     state.lockedOut = state.lockedOut || state.failedPrompts >= promptsBeforeLockout;
 }
 
-/// Forgets the failures before a match. Returns an error if the sensor can no longer be used: other prompts
-/// may have locked it out since this one was shown.
-std::optional<NSError> recognise(Keychain& keychain) {
+/// Forgets the failures before a match. Returns false and sets `*error` if the sensor can no longer be used:
+/// other prompts may have locked it out since this one was shown.
+bool recognise(Keychain& keychain, std::optional<NSError>* error) {
     const DeviceState state = keychain.state();
-    std::optional<NSError> error = obstacle(state);
-    if (!error && state.failedPrompts != 0) {  // most often there is nothing to forget, and no write
+    *error = obstacle(state);
+    if (!*error && state.failedPrompts != 0) {  // most often there is nothing to forget, and no write
         keychain.changeState([&](DeviceState& present) {
-            error = obstacle(present);
-            present.failedPrompts = error ? present.failedPrompts : 0;
+            *error = obstacle(present);
+            present.failedPrompts = *error ? present.failedPrompts : 0;
         });
     }
-    return error;
+    return !*error;
 }
 
-/// Counts the answer to a prompt and tells what it means; absent when the person was recognised.
-std::optional<NSError> outcome(Keychain& keychain, PromptAnswer answer) {
+/// Counts the answer to a prompt. Returns whether the person was recognised and, if not, sets `*error`.
+bool judge(Keychain& keychain, PromptAnswer answer, std::optional<NSError>* error) {
     switch (answer) {
         case PromptAnswer::match:
-            return recognise(keychain);
+            return recognise(keychain, error);
         case PromptAnswer::noMatch:
             keychain.changeState(countFailure);
-            return authenticationError(LAErrorAuthenticationFailed, "Application retry limit exceeded.");
+            *error = authenticationError(LAErrorAuthenticationFailed, "Application retry limit exceeded.");
+            return false;
         case PromptAnswer::cancel:
             break;
     }
-    return authenticationError(LAErrorUserCancel, "Canceled by user.");
+    *error = authenticationError(LAErrorUserCancel, "Canceled by user.");
+    return false;
 }
 
-/// Runs one thread for each prompt and waits for them all when the process ends.
+template <typename Task>
+std::thread startThread(Task task) {
+    try {
+        return std::thread(std::move(task));
+    } catch (const std::system_error& problem) {
+        throw Failure(errSecInternalComponent,
+                      std::string("The system has no thread for a biometric prompt (") + problem.what() +
+                          "). End other processes and try again.");
+    }
+}
+
+/// Runs a thread for each prompt, and waits for all of them when the process ends.
 class Sensor {
   public:
     Sensor() {
@@ -107,15 +121,18 @@ class Sensor {
         return answerer ? answerer(reason) : PromptAnswer::cancel;
     }
 
+    /// Runs `task` on a thread of its own. Throws a Failure if the system has no thread for it.
     void run(std::function<void()> task) {
         const std::lock_guard lock(mutex_);
         joinFinished();
-        Prompt& prompt = prompts_.emplace_back();
-        prompt.thread = std::thread([&prompt, task = std::move(task)]() mutable {
+        std::list<Prompt> added(1);
+        Prompt& prompt = added.front();
+        prompt.thread = startThread([&prompt, task = std::move(task)]() mutable {
             task();
             task = nullptr;  // what it holds goes before the thread counts as finished
             prompt.isFinished = true;
         });
+        prompts_.splice(prompts_.end(), added);  // which throws nothing
     }
 
   private:
@@ -144,17 +161,10 @@ Sensor& sensor() {
     return instance;
 }
 
-/// The whole of one evaluation, on the sensor's thread; absent when the person was recognised.
-std::optional<NSError> evaluated(LAContext& context, LAPolicy policy, const std::string& reason) {
-    std::optional<NSError> error;
-    if (!canEvaluatePolicy(context, policy, &error)) {
-        return error;
-    }
-    try {
-        return outcome(*currentKeychain(), sensor().ask(reason));
-    } catch (const DeviceError& failure) {
-        return reported(failure);
-    }
+/// The whole of one evaluation, on the prompt's thread. Returns whether the person was recognised.
+bool evaluate(LAContext& context, LAPolicy policy, const std::string& reason, std::optional<NSError>* error) {
+    return canEvaluatePolicy(context, policy, error) &&
+           resultOf(error, [&] { return judge(*currentKeychain(), sensor().ask(reason), error); });
 }
 
 }  // namespace
@@ -164,7 +174,7 @@ LAContextRef makeLAContext() {
 }
 
 bool canEvaluatePolicy(LAContext& context, LAPolicy, std::optional<NSError>* error) {
-    try {
+    return resultOf(error, [&] {
         const DeviceState state = currentKeychain()->state();
         context.biometryType = state.biometry;
         std::optional<NSError> reason = obstacle(state);
@@ -173,10 +183,7 @@ bool canEvaluatePolicy(LAContext& context, LAPolicy, std::optional<NSError>* err
             return false;
         }
         return true;
-    } catch (const DeviceError& failure) {
-        *error = reported(failure);
-        return false;
-    }
+    });
 }
 
 void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::string& localizedReason,
@@ -184,11 +191,18 @@ void evaluatePolicy(const LAContextRef& context, LAPolicy policy, const std::str
     if (localizedReason.empty()) {
         fatalError("a biometric prompt must give a reason");
     }
-    sensor().run([context, policy, localizedReason, reply = std::move(reply)] {
-        std::optional<NSError> error = evaluated(*context, policy, localizedReason);
-        const bool success = !error;
-        reply(success, std::move(error));
+    std::optional<NSError> error;
+    const bool isRunning = resultOf(&error, [&] {
+        sensor().run([=] {
+            std::optional<NSError> failure;
+            const bool success = evaluate(*context, policy, localizedReason, &failure);
+            reply(success, std::move(failure));
+        });
+        return true;
     });
+    if (!isRunning) {
+        reply(false, std::move(error));
+    }
 }
 
 LABiometryType biometryType(const LAContext& context) {

@@ -1,5 +1,6 @@
 #include "platform/desktop/OpenSSL.hpp"
 
+#include <new>
 #include <openssl/err.h>
 
 namespace KavrelCrypto::Desktop {
@@ -9,10 +10,19 @@ PKey share(EVP_PKEY* key) {
     return PKey(key);
 }
 
-std::string lastOpenSSLError() {
-    const char* reason = ERR_reason_error_string(ERR_peek_last_error());
-    ERR_clear_error();
-    return reason != nullptr ? reason : "no reason given";
+Failure openSSLFailure(OSStatus status, std::string sentence) {
+    const char* reason = "no reason given";
+    while (const unsigned long error = ERR_get_error()) {
+        if (ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE) {
+            ERR_clear_error();
+            throw std::bad_alloc();
+        }
+        if (const char* text = ERR_reason_error_string(error)) {
+            reason = text;  // the last one says the most
+        }
+    }
+    sentence.insert(sentence.size() - 1, std::string(" (") + reason + ")");
+    return {status, sentence};
 }
 
 }  // namespace KavrelCrypto::Desktop

@@ -5,6 +5,7 @@
 #include <openssl/x509.h>
 #include <string>
 
+#include "platform/desktop/Failure.hpp"
 #include "text/Bytes.hpp"
 
 /// OpenSSL's objects with an owner.
@@ -23,22 +24,30 @@ using DigestContext = std::unique_ptr<EVP_MD_CTX, FreeWith<EVP_MD_CTX_free>>;
 using PKey = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
 using X509Certificate = std::unique_ptr<X509, FreeWith<X509_free>>;
 
+/// Frees what OpenSSL has allocated for its caller.
+inline void freeBytes(unsigned char* bytes) {
+    OPENSSL_free(bytes);
+}
+
 /// A second owner of the same key.
 PKey share(EVP_PKEY* key);
 
-/// OpenSSL's word for what just failed on this thread; forgets it.
-std::string lastOpenSSLError();
+/// Returns the Failure for what OpenSSL has just refused on this thread: `status`, and `sentence` with
+/// OpenSSL's reason in brackets before its full stop. Throws std::bad_alloc if the reason is a lack of
+/// memory. Either way OpenSSL's errors are cleared.
+Failure openSSLFailure(OSStatus status, std::string sentence);
 
-/// What an i2d function of OpenSSL writes for `object`; empty when it cannot.
+/// Returns what an i2d function of OpenSSL's writes for `object`. Throws a Failure if it cannot.
 template <typename T>
-Bytes encoded(int (*i2d)(const T*, unsigned char**), const T* object) {
-    const int length = i2d(object, nullptr);
-    Bytes der(length > 0 ? static_cast<std::size_t>(length) : 0);
-    unsigned char* end = der.data();
-    if (der.empty() || i2d(object, &end) != length) {
-        return {};
+Bytes encode(int (*i2d)(const T*, unsigned char**), const T* object) {
+    unsigned char* allocated = nullptr;
+    // In one go: asked twice, OpenSSL may choose two encodings of different sizes when memory runs out.
+    const int length = i2d(object, &allocated);
+    const std::unique_ptr<unsigned char, FreeWith<freeBytes>> owner(allocated);
+    if (length <= 0) {
+        throw openSSLFailure(errSecInternalComponent, "The key cannot be encoded.");
     }
-    return der;
+    return {allocated, allocated + length};
 }
 
 }  // namespace KavrelCrypto::Desktop

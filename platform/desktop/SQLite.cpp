@@ -1,5 +1,6 @@
 #include "platform/desktop/SQLite.hpp"
 
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -11,6 +12,9 @@ namespace {
 constexpr int busyTimeoutMilliseconds = 10'000;
 
 Failure failure(sqlite3* handle, int code, const std::string& name) {
+    if (code == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM) {
+        throw std::bad_alloc();
+    }
     const std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
     if (code == SQLITE_IOERR_SHMSIZE) {  // SQLite's name for a disk that has no room for its shared memory
         code = SQLITE_FULL;
@@ -161,16 +165,17 @@ Transaction::Transaction(Database& database, Kind kind) : database_(database) {
     if (kind == changing) {
         turn_.emplace(database.folder_);
     }
+    if (sqlite3_get_autocommit(database_.handle_.get()) == 0) {
+        database_.execute("ROLLBACK");
+    }
     database_.execute(kind == changing ? "BEGIN IMMEDIATE" : "BEGIN");
 }
 
 Transaction::~Transaction() {
     if (open_) {
-        try {
-            database_.execute("ROLLBACK");
-        } catch (const DeviceError&) {
-            // SQLite has rolled it back by itself, as it does after some failures.
-        }
+        // What this answers does not matter: SQLite rolls back by itself after some failures, and what is
+        // left without memory is rolled back before the next transaction.
+        sqlite3_exec(database_.handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
 }
 

@@ -1,9 +1,9 @@
 #include "platform/desktop/Sealing.hpp"
 
-#include <new>
+#include <openssl/err.h>
 #include <openssl/rand.h>
+#include <span>
 
-#include "platform/Foundation.hpp"
 #include "platform/desktop/OpenSSL.hpp"
 
 namespace KavrelCrypto::Desktop {
@@ -12,48 +12,50 @@ namespace {
 constexpr std::size_t nonceLength = 12;
 constexpr std::size_t tagLength = 16;
 
-CipherContext makeContext() {
-    CipherContext context(EVP_CIPHER_CTX_new());
-    if (context == nullptr) {
-        throw std::bad_alloc();
+/// Throws unless OpenSSL did what it was asked.
+void require(bool success) {
+    if (!success) {
+        throw openSSLFailure(errSecInternalComponent, "A secret cannot be sealed or opened.");
     }
-    return context;
 }
 
-int intLength(BytesView bytes) {
-    return static_cast<int>(bytes.size());
+void fillAtRandom(std::span<std::uint8_t> bytes) {
+    require(RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) == 1);
+}
+
+CipherContext makeContext() {
+    CipherContext context(EVP_CIPHER_CTX_new());
+    require(context != nullptr);
+    return context;
 }
 
 }  // namespace
 
-Bytes randomBytes(std::size_t length) {
-    Bytes bytes(length);
-    if (RAND_bytes(bytes.data(), static_cast<int>(length)) != 1) {
-        fatalError("the system must give random bytes");
-    }
-    return bytes;
+SealingKey makeSealingKey() {
+    SealingKey key{};
+    fillAtRandom(key);
+    return key;
 }
 
-Bytes seal(BytesView key, BytesView secret, BytesView identity) {
-    Bytes sealed = randomBytes(nonceLength);
-    sealed.resize(nonceLength + secret.size() + tagLength);
+Bytes seal(const SealingKey& key, BytesView secret, BytesView identity) {
+    const auto secretSize = static_cast<int>(secret.size());
+    const auto identitySize = static_cast<int>(identity.size());
+    Bytes sealed(nonceLength + secret.size() + tagLength);
+    fillAtRandom(std::span(sealed).first(nonceLength));
     std::uint8_t* const ciphertext = sealed.data() + nonceLength;
+    std::uint8_t* const tag = ciphertext + secret.size();
     const CipherContext context = makeContext();
     int written = 0;
-    if (key.size() != sealingKeyLength ||
-        EVP_EncryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), sealed.data(), nullptr) != 1 ||
-        EVP_EncryptUpdate(context.get(), nullptr, &written, identity.data(), intLength(identity)) != 1 ||
-        EVP_EncryptUpdate(context.get(), ciphertext, &written, secret.data(), intLength(secret)) != 1 ||
-        EVP_EncryptFinal_ex(context.get(), ciphertext + secret.size(), &written) != 1 ||
-        EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, static_cast<int>(tagLength),
-                            ciphertext + secret.size()) != 1) {
-        fatalError("AES-256-GCM must seal under a key of 32 bytes");
-    }
+    require(EVP_EncryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), sealed.data(), nullptr) == 1 &&
+            EVP_EncryptUpdate(context.get(), nullptr, &written, identity.data(), identitySize) == 1 &&
+            EVP_EncryptUpdate(context.get(), ciphertext, &written, secret.data(), secretSize) == 1 &&
+            EVP_EncryptFinal_ex(context.get(), tag, &written) == 1 &&
+            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_GET_TAG, int{tagLength}, tag) == 1);
     return sealed;
 }
 
-std::optional<Bytes> unseal(BytesView key, BytesView sealed, BytesView identity) {
-    if (key.size() != sealingKeyLength || sealed.size() < nonceLength + tagLength) {
+std::optional<Bytes> unseal(const SealingKey& key, BytesView sealed, BytesView identity) {
+    if (sealed.size() < nonceLength + tagLength) {
         return std::nullopt;
     }
     const BytesView ciphertext = sealed.subspan(nonceLength, sealed.size() - nonceLength - tagLength);
@@ -62,16 +64,14 @@ std::optional<Bytes> unseal(BytesView key, BytesView sealed, BytesView identity)
     Bytes secret(ciphertext.size() + 1);
     const CipherContext context = makeContext();
     int written = 0;
-    const bool genuine =
-        EVP_DecryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), sealed.data(), nullptr) == 1 &&
-        EVP_DecryptUpdate(context.get(), nullptr, &written, identity.data(), intLength(identity)) == 1 &&
-        EVP_DecryptUpdate(context.get(), secret.data(), &written, ciphertext.data(), intLength(ciphertext)) ==
-            1 &&
-        EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, static_cast<int>(tagLength), tag.data()) ==
-            1 &&
-        EVP_DecryptFinal_ex(context.get(), secret.data() + ciphertext.size(), &written) == 1;
-    if (!genuine) {
-        lastOpenSSLError();
+    require(EVP_DecryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), sealed.data(), nullptr) == 1 &&
+            EVP_DecryptUpdate(context.get(), nullptr, &written, identity.data(),
+                              static_cast<int>(identity.size())) == 1 &&
+            EVP_DecryptUpdate(context.get(), secret.data(), &written, ciphertext.data(),
+                              static_cast<int>(ciphertext.size())) == 1 &&
+            EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, int{tagLength}, tag.data()) == 1);
+    if (EVP_DecryptFinal_ex(context.get(), secret.data() + ciphertext.size(), &written) != 1) {
+        ERR_clear_error();
         return std::nullopt;
     }
     secret.resize(ciphertext.size());

@@ -1,22 +1,24 @@
 #pragma once
 
+#include <array>
 #include <optional>
 
 #include "text/Bytes.hpp"
 
-/// How the keychain keeps a secret: AES-256-GCM (NIST SP 800-38D) under a key of 32 bytes.
+/// How the keychain keeps a secret: encrypted with AES-256-GCM (NIST SP 800-38D). Every operation throws a
+/// Failure if OpenSSL cannot do its part.
 namespace KavrelCrypto::Desktop {
 
-inline constexpr std::size_t sealingKeyLength = 32;
+using SealingKey = std::array<std::uint8_t, 32>;
 
-/// `length` random bytes, good for keys.
-Bytes randomBytes(std::size_t length);
+SealingKey makeSealingKey();
 
-/// Encrypts `secret` and binds it to `identity`. Gives nonce (12 bytes, fresh), ciphertext and tag (16
-/// bytes), one after the other.
-Bytes seal(BytesView key, BytesView secret, BytesView identity);
+/// Encrypts `secret` and binds it to `identity`. Returns a fresh nonce (12 bytes), the ciphertext and the tag
+/// (16 bytes), one after the other.
+Bytes seal(const SealingKey& key, BytesView secret, BytesView identity);
 
-/// The secret in `sealed`; absent unless it is exactly what was sealed under this key for this identity.
-std::optional<Bytes> unseal(BytesView key, BytesView sealed, BytesView identity);
+/// Returns the secret in `sealed`, or an absent value unless `sealed` was made with this key for this
+/// identity.
+std::optional<Bytes> unseal(const SealingKey& key, BytesView sealed, BytesView identity);
 
 }  // namespace KavrelCrypto::Desktop

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <openssl/err.h>
 #include <string_view>
 
 #include "platform/desktop/DER.hpp"
+#include "platform/desktop/Failure.hpp"
 #include "platform/desktop/OpenSSL.hpp"
 #include "platform/desktop/SecKey.hpp"
 
@@ -56,7 +58,7 @@ bool isWrittenInDER(const EVP_PKEY* key, const X509* certificate) {
     const unsigned char* bytes = nullptr;
     int length = 0;
     X509_PUBKEY_get0_param(nullptr, &bytes, &length, nullptr, X509_get_X509_PUBKEY(certificate));
-    const Bytes anew = encoded(i2d_PublicKey, key);
+    const Bytes anew = encode(i2d_PublicKey, key);
     return std::equal(anew.begin(), anew.end(), bytes, bytes + length);
 }
 
@@ -76,38 +78,44 @@ bool isUsable(const EVP_PKEY* key, const X509* certificate) {
 }  // namespace
 
 SecCertificateRef SecCertificateCreateWithData(BytesView data) {
-    // No certificate is longer than OpenSSL, which counts in int, can say.
-    const BytesView within = data.first(std::min(data.size(), std::size_t{INT_MAX}));
-    const unsigned char* end = within.data();
-    X509Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(within.size())));
-    if (certificate == nullptr || !isDER({within.data(), end})) {
-        lastOpenSSLError();
-        return nullptr;
-    }
-    return std::make_shared<const SecCertificate>(std::move(certificate));
+    return resultOf(nullptr, [&]() -> SecCertificateRef {
+        // No certificate is longer than OpenSSL, which counts in int, can say.
+        const BytesView within = data.first(std::min(data.size(), std::size_t{INT_MAX}));
+        const unsigned char* end = within.data();
+        X509Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(within.size())));
+        if (certificate == nullptr || !isDER({within.data(), end})) {
+            ERR_clear_error();
+            return nullptr;
+        }
+        return std::make_shared<const SecCertificate>(std::move(certificate));
+    });
 }
 
 SecPolicyRef SecPolicyCreateBasicX509() {
-    return std::make_shared<const SecPolicy>();
+    return resultOf(nullptr, [] { return std::make_shared<const SecPolicy>(); });
 }
 
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef& policy,
                                         SecTrustRef* trust) {
-    if (certificate == nullptr || policy == nullptr || trust == nullptr) {
-        return errSecParam;
-    }
-    *trust = std::make_shared<const SecTrust>(certificate);
-    return errSecSuccess;
+    return statusOf([&] {
+        if (certificate == nullptr || policy == nullptr || trust == nullptr) {
+            return errSecParam;
+        }
+        *trust = std::make_shared<const SecTrust>(certificate);
+        return errSecSuccess;
+    });
 }
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust) {
-    X509* certificate = trust->certificate().x509();
-    EVP_PKEY* key = X509_get0_pubkey(certificate);
-    if (key == nullptr || !isUsable(key, certificate)) {
-        lastOpenSSLError();
-        return nullptr;
-    }
-    return std::make_shared<const SecKey>(SecKey::Material{share(key), false});
+    return resultOf(nullptr, [&]() -> SecKeyRef {
+        X509* certificate = trust->certificate().x509();
+        EVP_PKEY* key = X509_get0_pubkey(certificate);
+        if (key == nullptr || !isUsable(key, certificate)) {
+            ERR_clear_error();
+            return nullptr;
+        }
+        return std::make_shared<const SecKey>(SecKey::Material{share(key), false});
+    });
 }
 
 }  // namespace KavrelCrypto

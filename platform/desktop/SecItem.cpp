@@ -111,7 +111,7 @@ OSStatus add(const CFDictionary& map, SecItemResult* result) {
     const bool wanted = attributes.flag(kSecReturnData);
     attributes.finish();
 
-    currentKeychain()->add({item});
+    currentKeychain()->add({&item, 1});
     if (result != nullptr) {
         *result = wanted ? SecItemResult(item.secret) : SecItemResult();
     }

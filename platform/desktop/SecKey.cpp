@@ -22,7 +22,7 @@ namespace {
 
 using namespace Desktop;
 
-SecKey::Material parsed(const Item& item) {
+SecKey::Material parse(const Item& item) {
     const unsigned char* der = item.secret.data();
     const auto length = static_cast<long>(item.secret.size());
     switch (item.kind) {
@@ -82,7 +82,7 @@ Bytes uncompressedPoint(EVP_PKEY* key) {
     Bytes point(1 + 2 * static_cast<std::size_t>(length), 0x04);
     if (x == nullptr || y == nullptr || BN_bn2binpad(x, point.data() + 1, length) != length ||
         BN_bn2binpad(y, point.data() + 1 + length, length) != length) {
-        return {};
+        throw openSSLFailure(errSecInternalComponent, "The key cannot be exported.");
     }
     return point;
 }
@@ -94,8 +94,9 @@ std::optional<Bytes> signature(EVP_PKEY* key, SecKeyAlgorithm algorithm, BytesVi
     Bytes bytes(length);
     if (context == nullptr ||
         EVP_DigestSignInit(context.get(), nullptr, digest(algorithm), nullptr, key) != 1 ||
-        EVP_DigestSign(context.get(), bytes.data(), &length, data.data(), data.size()) != 1) {
-        throw Failure(errSecParam, "The key cannot make this signature (" + lastOpenSSLError() + ").");
+        EVP_DigestSign(context.get(), bytes.data(), &length, data.data(), data.size()) != 1 ||
+        length > bytes.size()) {  // OpenSSL may claim success and a length of −1 when it lacks memory
+        throw openSSLFailure(errSecParam, "The key cannot make this signature.");
     }
     bytes.resize(length);
     return bytes;
@@ -105,9 +106,11 @@ bool isGenuine(EVP_PKEY* key, SecKeyAlgorithm algorithm, BytesView data, BytesVi
     requireFit(key, algorithm);
     const DigestContext context(EVP_MD_CTX_new());
     if (context == nullptr ||
-        EVP_DigestVerifyInit(context.get(), nullptr, digest(algorithm), nullptr, key) != 1 ||
-        EVP_DigestVerify(context.get(), signature.data(), signature.size(), data.data(), data.size()) != 1) {
-        throw Failure(errSecVerifyFailed, "The signature does not verify (" + lastOpenSSLError() + ").");
+        EVP_DigestVerifyInit(context.get(), nullptr, digest(algorithm), nullptr, key) != 1) {
+        throw openSSLFailure(errSecInternalComponent, "The signature cannot be verified.");
+    }
+    if (EVP_DigestVerify(context.get(), signature.data(), signature.size(), data.data(), data.size()) != 1) {
+        throw openSSLFailure(errSecVerifyFailed, "The signature does not verify.");
     }
     return true;
 }
@@ -126,9 +129,9 @@ const SecKey::Material& SecKey::material() const {
         if (!item) {
             throw Failure(errSecItemNotFound, "The key has been deleted from the keychain.");
         }
-        Material read = parsed(*item);
+        Material read = parse(*item);
         if (read.key == nullptr) {
-            throw Failure(errSecIO, "A key in the keychain cannot be read (" + lastOpenSSLError() + ").");
+            throw openSSLFailure(errSecIO, "A key in the keychain cannot be read.");
         }
         material_ = std::move(read);
     }
@@ -145,12 +148,8 @@ SecKeyRef SecKeyCopyPublicKey(const SecKeyRef& key) {
 std::optional<Bytes> SecKeyCopyExternalRepresentation(const SecKeyRef& key, std::optional<NSError>* error) {
     return resultOf(error, [&]() -> std::optional<Bytes> {
         EVP_PKEY* material = half(key, false);
-        Bytes bytes = EVP_PKEY_get_base_id(material) == EVP_PKEY_EC ? uncompressedPoint(material)
-                                                                    : encoded(i2d_PublicKey, material);
-        if (bytes.empty()) {
-            throw Failure(errSecParam, "The key cannot be exported (" + lastOpenSSLError() + ").");
-        }
-        return bytes;
+        return EVP_PKEY_get_base_id(material) == EVP_PKEY_EC ? uncompressedPoint(material)
+                                                             : encode(i2d_PublicKey, material);
     });
 }
 

@@ -99,11 +99,11 @@ Parameters readParameters(const CFDictionary& map) {
     return parameters;
 }
 
-PKey generated(SecConstant keyType, std::int64_t bits) {
+PKey generate(SecConstant keyType, std::int64_t bits) {
     PKey key(keyType == kSecAttrKeyTypeRSA ? EVP_RSA_gen(static_cast<std::size_t>(bits))
                                            : EVP_EC_gen("P-256"));
     if (key == nullptr) {
-        throw Failure(errSecParam, "The key cannot be generated (" + lastOpenSSLError() + ").");
+        throw openSSLFailure(errSecInternalComponent, "The key cannot be generated.");
     }
     return key;
 }
@@ -112,11 +112,11 @@ void store(const Parameters& parameters, EVP_PKEY* key) {
     std::vector<Item> items;
     if (const HalfAttributes& half = parameters.privateHalf; half.isPermanent) {
         items.push_back({keyKind(parameters.keyType, kSecAttrKeyClassPrivate), half.tag, half.accessibility,
-                         encoded(i2d_PrivateKey, key)});
+                         encode(i2d_PrivateKey, key)});
     }
     if (const HalfAttributes& half = parameters.publicHalf; half.isPermanent) {
         items.push_back({keyKind(parameters.keyType, kSecAttrKeyClassPublic), half.tag, half.accessibility,
-                         encoded(i2d_PUBKEY, key)});
+                         encode(i2d_PUBKEY, key)});
     }
     if (!items.empty()) {
         currentKeychain()->add(items);
@@ -128,7 +128,7 @@ void store(const Parameters& parameters, EVP_PKEY* key) {
 SecKeyRef SecKeyCreateRandomKey(const CFDictionary& parameters, std::optional<NSError>* error) {
     return resultOf(error, [&]() -> SecKeyRef {
         const Parameters read = readParameters(parameters);
-        PKey key = generated(read.keyType, read.bits);
+        PKey key = generate(read.keyType, read.bits);
         store(read, key.get());
         return std::make_shared<const SecKey>(SecKey::Material{std::move(key), true});
     });

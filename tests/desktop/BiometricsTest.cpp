@@ -276,6 +276,16 @@ TEST_F(Biometrics, AnswerAPromptThatIsOpenWhenTheProcessEnds) {
     EXPECT_EQ(outcome.output, "answered -1\n");
 }
 
+TEST_F(Biometrics, FailAPromptForWhichThereIsNoThread) {
+    const TemporaryFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0777));
+    const Outcome outcome =
+        Worker({"--as-nobody", "--no-threads", "prompt", folder.path() / "device"}).finish();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.output, testing::AllOf(testing::HasSubstr("no thread for a biometric prompt"),
+                                               testing::EndsWith("answered -2070\n")));
+}
+
 TEST_F(Biometrics, SayThatTheDeviceCannotBeReadWhenItCannot) {
     device.execute("DROP TABLE state");
     testing::internal::CaptureStderr();

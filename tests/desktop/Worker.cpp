@@ -3,7 +3,8 @@
 //   desktop_device_worker [OPTION…] JOB FOLDER [ARGUMENT…]
 //
 // FOLDER may be empty: then the device is the default one, opened by the first use. The options say what the
-// system refuses to this process: --as-nobody, --no-working-folder, --file-limit BYTES and --disk-size BYTES.
+// system refuses to this process: --as-nobody, --no-threads, --no-working-folder, --file-limit BYTES and
+// --disk-size BYTES.
 
 #include <algorithm>
 #include <cerrno>
@@ -197,6 +198,23 @@ void becomeNobody() {
     }
 }
 
+void setMostThreads(rlim_t count) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NPROC, &limit);
+    limit.rlim_cur = std::min(count, limit.rlim_max);
+    if (::setrlimit(RLIMIT_NPROC, &limit) != 0) {
+        std::cerr << "cannot limit threads" << std::endl;
+        std::_Exit(2);
+    }
+}
+
+/// Lets the system refuse to make threads until the process ends, when a sanitizer may want one. It never
+/// refuses them to root.
+void forbidThreads() {
+    std::atexit([] { setMostThreads(RLIM_INFINITY); });
+    setMostThreads(0);
+}
+
 void removeWorkingFolder() {
     std::string name = "/tmp/kavrel-test-XXXXXX";
     if (::mkdtemp(name.data()) == nullptr || ::chdir(name.c_str()) != 0 || ::rmdir(name.c_str()) != 0) {
@@ -244,6 +262,8 @@ void obey(Arguments& words) {
     const std::string option = take();
     if (option == "--as-nobody") {
         becomeNobody();
+    } else if (option == "--no-threads") {
+        forbidThreads();
     } else if (option == "--no-working-folder") {
         removeWorkingFolder();
     } else if (option == "--file-limit") {

@@ -1,0 +1,201 @@
+// Operations of the desktop device for which there is not enough memory: each allocation fails once, whoever
+// makes it, and none of them ends in anything but an answer. A program of its own, since it replaces operator
+// new.
+
+#include <gmock/gmock.h>
+#include <semaphore>
+
+#include "platform/desktop/Sensor.hpp"
+#include "tests/desktop/FailingAllocations.hpp"
+#include "tests/desktop/TestDevice.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+constexpr OSStatus errSecAllocate = -108;
+constexpr SecKeyAlgorithm ecSHA256 = kSecKeyAlgorithmECDSASignatureMessageX962SHA256;
+
+OSStatus statusOf(bool success, const std::optional<NSError>& error) {
+    // Without memory for the reason there is none.
+    return success ? errSecSuccess : error ? static_cast<OSStatus>(error->code) : errSecAllocate;
+}
+
+class Memory : public testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        FailingAllocations::install();
+    }
+
+    /// Runs `operation` again and again, each time with the next allocation failing, until there is none left
+    /// to fail. `operation` returns a status; `undo` undoes what it did.
+    static void failEachAllocation(const std::function<OSStatus()>& operation,
+                                   const std::function<void()>& undo) {
+        ASSERT_EQ(operation(), errSecSuccess);  // what is made only once is there from now on
+        undo();
+        for (long count = 0; count < 100'000; ++count) {
+            FailingAllocations::failAfter(count);
+            const OSStatus status = operation();
+            switch (FailingAllocations::stop()) {
+                case FailingAllocations::Failed::nothing:
+                    EXPECT_EQ(status, errSecSuccess);
+                    EXPECT_GT(count, 0);
+                    return;
+                case FailingAllocations::Failed::something:  // SQLite can do without some of its allocations
+                    EXPECT_THAT(status, testing::AnyOf(errSecAllocate, errSecSuccess)) << count;
+                    break;
+                case FailingAllocations::Failed::openSSL:  // which does not always pass the reason on
+                    break;
+            }
+            undo();
+        }
+        FAIL() << "there is no end of allocations";
+    }
+
+    const TestDevice device;
+};
+
+TEST_F(Memory, MayLackForAddingAPassword) {
+    const CFDictionary attributes{{kSecClass, kSecClassGenericPassword},
+                                  {kSecAttrAccount, std::string("an account with a long name")},
+                                  {kSecValueData, Bytes(1000)}};
+    failEachAllocation([&] { return SecItemAdd(attributes, nullptr); },
+                       [] {
+                           SecItemDelete({{kSecClass, kSecClassGenericPassword}});
+                       });
+}
+
+TEST_F(Memory, MayLackForReadingAPassword) {
+    addPassword("account", std::string(1000, 'x'));
+    const CFDictionary query = passwordQuery("account");
+    SecItemResult result;
+    failEachAllocation([&] { return SecItemCopyMatching(query, &result); }, [&] { result = {}; });
+}
+
+TEST_F(Memory, MayLackForDeletingAKey) {
+    const CFDictionary query{{kSecClass, kSecClassKey}};
+    makePair("p");
+    failEachAllocation([&] { return SecItemDelete(query); },
+                       [] {
+                           if (findKey("p.private") == nullptr) {
+                               makePair("p");
+                           }
+                       });
+}
+
+TEST_F(Memory, MayLackForGeneratingAPair) {
+    const CFDictionary parameters =
+        pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, "p.private", "p.public");
+    failEachAllocation(
+        [&] {
+            std::optional<NSError> error;
+            return statusOf(SecKeyCreateRandomKey(parameters, &error) != nullptr, error);
+        },
+        [] {
+            EXPECT_TRUE(pairWorks("p") ||
+                        (findKey("p.private") == nullptr && findKey("p.public") == nullptr));
+            SecItemDelete({{kSecClass, kSecClassKey}});
+        });
+}
+
+TEST_F(Memory, MayLackForSigning) {
+    makePair("p");
+    const CFDictionary query = keyQuery("p.private");
+    const SecKeyRef publicKey = findKey("p.public");
+    const Bytes message(1000);
+    std::optional<Bytes> signature;
+    failEachAllocation(
+        [&] {
+            SecItemResult result;
+            const OSStatus status = SecItemCopyMatching(query, &result);
+            if (status != errSecSuccess) {
+                return status;
+            }
+            std::optional<NSError> error;
+            signature = SecKeyCreateSignature(std::get<SecKeyRef>(result), ecSHA256, message, &error);
+            return statusOf(signature.has_value(), error);
+        },
+        [&] {
+            EXPECT_TRUE(!signature ||
+                        SecKeyVerifySignature(publicKey, ecSHA256, message, *signature, nullptr));
+            signature.reset();
+        });
+}
+
+TEST_F(Memory, MayLackForVerifyingASignature) {
+    makePair("p");
+    const Bytes message(1000);
+    const Bytes signature = SecKeyCreateSignature(findKey("p.private"), ecSHA256, message, nullptr).value();
+    const SecKeyRef publicKey = findKey("p.public");
+    failEachAllocation(
+        [&] {
+            std::optional<NSError> error;
+            return statusOf(SecKeyVerifySignature(publicKey, ecSHA256, message, signature, &error), error);
+        },
+        [] {});
+}
+
+TEST_F(Memory, MayLackForExportingAKey) {
+    const SecKeyRef key = makePair("p");
+    failEachAllocation(
+        [&] {
+            const SecKeyRef publicKey = SecKeyCopyPublicKey(key);
+            std::optional<NSError> error;
+            return statusOf(publicKey != nullptr && SecKeyCopyExternalRepresentation(publicKey, &error),
+                            error);
+        },
+        [] {});
+}
+
+TEST_F(Memory, MayLackForChangingTheDevicesState) {
+    failEachAllocation(
+        [&] {
+            try {
+                Desktop::setDeviceState({.biometry = LABiometryType::touchID});
+                return errSecSuccess;
+            } catch (const std::bad_alloc&) {  // the host, which asked for the change, deals with it
+                return errSecAllocate;
+            }
+        },
+        [] { Desktop::setDeviceState({}); });
+}
+
+TEST_F(Memory, MayLackForOpeningADevice) {
+    const std::filesystem::path folder = device.folder();
+    const TestDevice elsewhere;
+    failEachAllocation(
+        [&] {
+            try {
+                Desktop::openDevice(folder);
+                return errSecSuccess;
+            } catch (const std::bad_alloc&) {
+                return errSecAllocate;
+            }
+        },
+        [&] { Desktop::openDevice(elsewhere.folder()); });
+}
+
+TEST_F(Memory, MayLackForAPrompt) {
+    Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
+    const LAContextRef context = makeLAContext();
+    const std::string reason = "a reason that is longer than a short string";
+    std::binary_semaphore isAnswered(0);
+    std::atomic<OSStatus> status;
+    failEachAllocation(
+        [&] {
+            try {
+                evaluatePolicy(context, LAPolicy::deviceOwnerAuthenticationWithBiometrics, reason,
+                               [&](bool success, const std::optional<NSError>& error) {
+                                   status = statusOf(success, error);
+                                   isAnswered.release();
+                               });
+            } catch (const std::bad_alloc&) {  // the call itself
+                return errSecAllocate;
+            }
+            isAnswered.acquire();
+            return status.load();
+        },
+        [] {});
+}
+
+}  // namespace
+}  // namespace KavrelCrypto
