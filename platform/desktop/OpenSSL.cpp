@@ -1,5 +1,6 @@
 #include "platform/desktop/OpenSSL.hpp"
 
+#include <climits>
 #include <new>
 #include <openssl/err.h>
 
@@ -23,6 +24,13 @@ Failure openSSLFailure(OSStatus status, std::string sentence) {
     }
     sentence.insert(sentence.size() - 1, std::string(" (") + reason + ")");
     return {status, sentence};
+}
+
+int intSize(BytesView bytes) {
+    if (bytes.size() > INT_MAX) {
+        throw Failure(errSecParam, "A value of 2 GiB or more is too large for this device.");
+    }
+    return static_cast<int>(bytes.size());
 }
 
 }  // namespace KavrelCrypto::Desktop

@@ -37,6 +37,10 @@ PKey share(EVP_PKEY* key);
 /// memory. Either way OpenSSL's errors are cleared.
 Failure openSSLFailure(OSStatus status, std::string sentence);
 
+/// Returns the size of `bytes` for a function of OpenSSL's that counts in int. Throws a Failure (errSecParam)
+/// if they are 2 GiB or more.
+int intSize(BytesView bytes);
+
 /// Returns what an i2d function of OpenSSL's writes for `object`. Throws a Failure if it cannot.
 template <typename T>
 Bytes encode(int (*i2d)(const T*, unsigned char**), const T* object) {

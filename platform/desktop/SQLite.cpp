@@ -23,6 +23,8 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
         case SQLITE_FULL:
             return {errSecDiskFull, name + " cannot grow, because its disk is full (" + reason +
                                         "). Make room there and try again."};
+        case SQLITE_TOOBIG:
+            return {errSecParam, "A value is too large for " + name + " (" + reason + ")."};
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
         case SQLITE_ERROR:  // a table of ours is not as we made it

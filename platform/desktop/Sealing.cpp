@@ -38,8 +38,8 @@ SealingKey makeSealingKey() {
 }
 
 Bytes seal(const SealingKey& key, BytesView secret, BytesView identity) {
-    const auto secretSize = static_cast<int>(secret.size());
-    const auto identitySize = static_cast<int>(identity.size());
+    const int secretSize = intSize(secret);
+    const int identitySize = intSize(identity);
     Bytes sealed(nonceLength + secret.size() + tagLength);
     fillAtRandom(std::span(sealed).first(nonceLength));
     std::uint8_t* const ciphertext = sealed.data() + nonceLength;
@@ -65,10 +65,9 @@ std::optional<Bytes> unseal(const SealingKey& key, BytesView sealed, BytesView i
     const CipherContext context = makeContext();
     int written = 0;
     require(EVP_DecryptInit_ex2(context.get(), EVP_aes_256_gcm(), key.data(), sealed.data(), nullptr) == 1 &&
-            EVP_DecryptUpdate(context.get(), nullptr, &written, identity.data(),
-                              static_cast<int>(identity.size())) == 1 &&
+            EVP_DecryptUpdate(context.get(), nullptr, &written, identity.data(), intSize(identity)) == 1 &&
             EVP_DecryptUpdate(context.get(), secret.data(), &written, ciphertext.data(),
-                              static_cast<int>(ciphertext.size())) == 1 &&
+                              intSize(ciphertext)) == 1 &&
             EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, int{tagLength}, tag.data()) == 1);
     if (EVP_DecryptFinal_ex(context.get(), secret.data() + ciphertext.size(), &written) != 1) {
         ERR_clear_error();

@@ -6,7 +6,7 @@
 #include "text/Bytes.hpp"
 
 /// How the keychain keeps a secret: encrypted with AES-256-GCM (NIST SP 800-38D). Every operation throws a
-/// Failure if OpenSSL cannot do its part.
+/// Failure if OpenSSL cannot do its part, and if a value is 2 GiB or more.
 namespace KavrelCrypto::Desktop {
 
 using SealingKey = std::array<std::uint8_t, 32>;
