@@ -223,6 +223,32 @@ TEST_F(DeviceFolder, WithADatabaseOfANewerVersionIsRefused) {
     expectRefused("newer version");
 }
 
+TEST_F(DeviceFolder, WithADatabaseWithoutAFormatNumberIsRefused) {
+    Desktop::openDevice(folder);
+    makeForeignDatabase("PRAGMA user_version = 0;");
+    { const TestDevice elsewhere; }
+    expectRefused("has no format number");
+}
+
+// The file itself still has the old number.
+TEST_F(DeviceFolder, WithALogThatChangesTheFormatNumberIsRefused) {
+    Desktop::openDevice(folder);
+    { const TestDevice elsewhere; }
+    const Bytes before = readFile(file);
+    makeForeignDatabase("PRAGMA user_version = 0;");
+    ASSERT_EQ(readFile(file), before);
+    EXPECT_THAT(refusal(folder), AllOf(HasSubstr("has no format number"), HasSubstr(file.string())));
+}
+
+TEST_F(DeviceFolder, WhoseModeCannotBeChangedIsRefused) {
+    fs::permissions(folder, fs::perms(0755));
+    const Outcome outcome = Worker({"--keep-modes", "open", folder}).finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.output, AllOf(HasSubstr(folder.string()), HasSubstr("cannot be closed to them"),
+                                      HasSubstr("permitted")));
+    EXPECT_TRUE(fs::is_empty(folder));
+}
+
 TEST_F(DeviceFolder, WithSomethingElseInThePlaceOfTheDatabaseIsRefused) {
     fs::create_directory(file);
     expectRefused("is not a file");

@@ -3,19 +3,21 @@
 //   desktop_device_worker [OPTION…] JOB FOLDER [ARGUMENT…]
 //
 // FOLDER may be empty: then the device is the default one, opened by the first use. The options say what the
-// system refuses to this process: --as-nobody, --no-threads, --no-working-folder, --file-limit BYTES and
-// --disk-size BYTES.
+// system refuses to this process: --as-nobody, --keep-modes, --no-threads, --no-working-folder, --file-limit
+// BYTES and --disk-size BYTES.
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <grp.h>
 #include <iostream>
 #include <sqlite3.h>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -252,6 +254,22 @@ void limitDisk(off_t bytes) {
     }
 }
 
+/// Whether the mode of a file cannot be changed, as on file systems that have none.
+bool keepsModes = false;
+
+}  // namespace
+
+/// In the place of the C library's.
+extern "C" int chmod(const char* path, mode_t mode) noexcept {
+    if (keepsModes) {
+        errno = EPERM;
+        return -1;
+    }
+    return ::fchmodat(AT_FDCWD, path, mode, 0);
+}
+
+namespace {
+
 /// Takes the first option, with its value, out of `words` and does what it says.
 void obey(Arguments& words) {
     const auto take = [&] {
@@ -262,6 +280,8 @@ void obey(Arguments& words) {
     const std::string option = take();
     if (option == "--as-nobody") {
         becomeNobody();
+    } else if (option == "--keep-modes") {
+        keepsModes = true;
     } else if (option == "--no-threads") {
         forbidThreads();
     } else if (option == "--no-working-folder") {
