@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "csr/CryptoUtils.hpp"
+#include "storage/CSRStorage.hpp"
 #include "tests/desktop/TestDevice.hpp"
 
 namespace KavrelCrypto {
@@ -140,6 +142,31 @@ TEST_F(Lock, KeepsAReferenceFromItsKeyUntilTheDeviceIsUnlocked) {
     EXPECT_NE(
         SecKeyCreateSignature(key, kSecKeyAlgorithmECDSASignatureMessageX962SHA256, bytesOf("x"), nullptr),
         std::nullopt);
+}
+
+TEST_F(Lock, LetsTheSlotReadAsEmptyBeforeTheFirstUnlock) {
+    ASSERT_TRUE(CSRStorage::shared().saveCSR("a certificate"));
+    Desktop::setDeviceState(locked);
+    EXPECT_EQ(CSRStorage::shared().getCSR(), "a certificate");
+    Desktop::setDeviceState(beforeFirstUnlock);
+    EXPECT_EQ(CSRStorage::shared().getCSR(), std::nullopt);
+    EXPECT_FALSE(CSRStorage::shared().saveCSR("another"));
+    EXPECT_FALSE(CSRStorage::shared().deleteCSR());
+    Desktop::setDeviceState(unlocked);
+    EXPECT_EQ(CSRStorage::shared().getCSR(), "a certificate");
+}
+
+TEST_F(Lock, KeepsNobodyFromTheFallbackPairAfterTheFirstUnlock) {
+    const CryptoUtils utils;
+    const auto pair = utils.generateKeysAndStoreInKeychain(KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha256),
+                                                           1024, "private", "public");
+    ASSERT_NE(pair.first, nullptr);
+    Desktop::setDeviceState(locked);
+    EXPECT_EQ(SecKeyGetBlockSize(utils.loadKey("private")), 128U);
+    EXPECT_EQ(SecKeyGetBlockSize(utils.loadKey("public")), 128U);
+    Desktop::setDeviceState(beforeFirstUnlock);
+    EXPECT_EQ(utils.loadKey("private"), nullptr);
+    EXPECT_EQ(utils.loadKey("public"), nullptr);
 }
 
 TEST_F(Lock, LeavesKeysAloneThatAreNotInTheKeychain) {
