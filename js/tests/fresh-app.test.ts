@@ -1,4 +1,5 @@
 import { verify, X509Certificate } from 'node:crypto';
+import { rm } from 'node:fs/promises';
 import { join } from 'node:path';
 import type { Browser, Page } from 'playwright-core';
 import { globSync } from 'tinyglobby';
@@ -8,7 +9,7 @@ import { afterAll, beforeAll, describe, expect, inject, test } from 'vitest';
 
 import { read } from './app.js';
 import { launchChromium } from './chromium.js';
-import { block, blocks, digestB64, makeFreshApp, remove, runIn } from './fresh-app.js';
+import { block, blocks, digestB64, makeFreshApp, runIn } from './fresh-app.js';
 import { useOpenSSL } from './simulator/openssl.js';
 
 const openssl = useOpenSSL();
@@ -24,7 +25,7 @@ beforeAll(async () => {
 afterAll(async () => {
   await browser.close();
   await Promise.all(servers.map((server) => server.close()));
-  await remove(app);
+  await rm(app, { recursive: true });
 });
 
 /** Where a server that was started listens. The server is closed when the tests have ended. */
@@ -59,9 +60,10 @@ const built = new Map<string, Promise<string>>();
 
 /** Builds the app, unless that was done. Returns the folder, which is named after the build. */
 function build(name: keyof typeof builds): Promise<string> {
+  const folder = join('dist', name);
   const running =
     built.get(name) ??
-    runIn(app, { NODE_ENV: undefined }, 'sh', '-c', `${builds[name]} --outDir ${name}`).then(() => name);
+    runIn(app, { NODE_ENV: undefined }, 'sh', '-c', `${builds[name]} --outDir ${folder}`).then(() => folder);
   built.set(name, running);
   return running;
 }

@@ -1,4 +1,4 @@
-import { cp, mkdir, mkdtemp, rm, symlink, writeFile } from 'node:fs/promises';
+import { cp, mkdir, mkdtemp, symlink, writeFile } from 'node:fs/promises';
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 
@@ -155,5 +155,3 @@ export async function runIn(folder: string, env: NodeJS.ProcessEnv, ...command: 
   });
   return stdout;
 }
-
-export const remove = (folder: string): Promise<void> => rm(folder, { recursive: true });
