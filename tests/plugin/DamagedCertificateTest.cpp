@@ -111,6 +111,15 @@ TEST_F(PluginStoreRewrittenCertificate, PartsThatAreNotDERSpoilACertificate) {
               isRefused);
 }
 
+TEST_F(PluginStoreRewrittenCertificate, AStringThatEndsWithinACharacterSpoilsACertificate) {
+    const auto name = [](const Bytes& string) { return hex("30 0E 31 0C 30 0A 06 03 55 04 03") + string; };
+    const Bytes oneAndAHalfBMPCharacters = hex("1E 03 00 30 00");
+    const Bytes partOfAUniversalCharacter = hex("1C 03 00 00 00");
+    EXPECT_EQ(storeWith(subject, name(hex("0C 03 30 31 32"))), isStored);
+    EXPECT_EQ(storeWith(subject, name(oneAndAHalfBMPCharacters)), isRefused);
+    EXPECT_EQ(storeWith(subject, name(partOfAUniversalCharacter)), isRefused);
+}
+
 TEST_F(PluginStoreRewrittenCertificate, ABooleanThatIsNotDERSpoilsACertificate) {
     // keyUsage, nonRepudiation. Where DER leaves FALSE out, the platform's parser reads it all the same.
     const auto extension = [&](const Bytes& critical) {

@@ -84,13 +84,23 @@ function shortenLengths(element: Element): void {
   childrenOf(element).forEach(shortenLengths);
 }
 
+/** Reads the element at the start of `data` as BER. The library throws at some times and strings that are malformed. */
+function readBER(data: Uint8Array): { offset: number; result: Element } | null {
+  try {
+    const read = fromBER(data);
+    return read.offset === -1 ? null : read;
+  } catch {
+    return null;
+  }
+}
+
 /** Returns the element at the start of `data`, or null if it is not DER (X.690). The library accepts all of BER. */
 function readDER(data: Uint8Array): Element | null {
-  const { offset, result } = fromBER(data);
-  if (offset === -1 || !isOfDERForm(result)) return null;
-  shortenLengths(result);
-  const anew = new Uint8Array(result.toBER());
-  return anew.length === offset && anew.every((byte, index) => byte === data[index]) ? result : null;
+  const read = readBER(data);
+  if (!read || !isOfDERForm(read.result)) return null;
+  shortenLengths(read.result);
+  const anew = new Uint8Array(read.result.toBER());
+  return anew.length === read.offset && anew.every((byte, index) => byte === data[index]) ? read.result : null;
 }
 
 /** The SubjectPublicKeyInfo of a certificate, the only part that is ever used. */
