@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/SecConstantNames.hpp"
+#include "platform/simulated/SecConstantNames.hpp"
 
 namespace KavrelCrypto::Browser {
 namespace {

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "platform/SecConstantNames.hpp"
+#include "platform/simulated/SecConstantNames.hpp"
 
 namespace KavrelCrypto::Desktop {
 
