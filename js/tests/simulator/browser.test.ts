@@ -390,10 +390,10 @@ test('a damaged key stops the app, as on the phone, until it is started again', 
     return { failure, settled, outcomes, after: [phone.failure, await phone.call('hasKey', { nationalCode })] };
   }, nationalCode);
   expect(stopped).toEqual({
-    failure: expect.stringMatching(/\w/),
+    failure: 'a public key that was just derived must be exportable',
     settled: 0,
     outcomes: ['resolved', 'unfinished', 'unfinished'],
     after: [null, { exists: true }],
   });
-  expect((await error).text()).toMatch(/the app's process stopped.+Start the app again with restart\(\)/);
+  expect((await error).text()).toMatch(/the app's process stopped, because .+ Start the app again with restart\(\)/);
 });
