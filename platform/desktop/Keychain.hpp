@@ -12,6 +12,7 @@
 #include "platform/desktop/Failure.hpp"
 #include "platform/desktop/SQLite.hpp"
 #include "platform/desktop/Sealing.hpp"
+#include "platform/desktop/ThreadSafety.hpp"
 #include "text/Bytes.hpp"
 
 namespace KavrelCrypto::Desktop {
@@ -68,19 +69,19 @@ class Keychain {
     void reset();
 
   private:
-    [[nodiscard]] Failure damage(const std::string& what) const;
-    DeviceState readState();
-    bool readFlag(const Statement& row, int column);
-    ItemKind readKind(const Statement& row, int column);
-    Accessibility readAccessibility(const Statement& row, int column);
-    SealingKey classKey(Accessibility accessibility);
-    void insert(const Item& item);
+    [[nodiscard]] Failure damage(const std::string& what) const KAVREL_CRYPTO_REQUIRES(mutex_);
+    DeviceState readState() KAVREL_CRYPTO_REQUIRES(mutex_);
+    bool readFlag(const Statement& row, int column) KAVREL_CRYPTO_REQUIRES(mutex_);
+    ItemKind readKind(const Statement& row, int column) KAVREL_CRYPTO_REQUIRES(mutex_);
+    Accessibility readAccessibility(const Statement& row, int column) KAVREL_CRYPTO_REQUIRES(mutex_);
+    SealingKey classKey(Accessibility accessibility) KAVREL_CRYPTO_REQUIRES(mutex_);
+    void insert(const Item& item) KAVREL_CRYPTO_REQUIRES(mutex_);
     Statement matches(std::string_view head, ItemKind kind, std::optional<BytesView> name,
-                      std::string_view tail);
-    void writeState(const DeviceState& state);
+                      std::string_view tail) KAVREL_CRYPTO_REQUIRES(mutex_);
+    void writeState(const DeviceState& state) KAVREL_CRYPTO_REQUIRES(mutex_);
 
     std::mutex mutex_;
-    Database database_;
+    Database database_ KAVREL_CRYPTO_GUARDED_BY(mutex_);
 };
 
 }  // namespace KavrelCrypto::Desktop
