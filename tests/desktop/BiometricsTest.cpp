@@ -192,14 +192,18 @@ TEST_F(Biometrics, StayLockedOutWhenAPromptThatWasOpenFails) {
 }
 
 TEST_F(Biometrics, MatchNobodyAfterALockoutThatOthersCaused) {
-    Desktop::answerPromptsWith([](const std::string&) {
-        Desktop::setDeviceState({.lockedOut = true, .failedPrompts = 5});
-        return PromptAnswer::match;
-    });
-    const Reply reply = prompt();
-    EXPECT_FALSE(reply.success);
-    EXPECT_EQ(reply.code(), LAErrorBiometryLockout);
-    EXPECT_EQ(Desktop::deviceState(), (DeviceState{.lockedOut = true, .failedPrompts = 5}));
+    for (const std::int64_t failedPrompts : {5, 0}) {
+        const DeviceState lockedOut{.lockedOut = true, .failedPrompts = failedPrompts};
+        Desktop::setDeviceState({});
+        Desktop::answerPromptsWith([&](const std::string&) {
+            Desktop::setDeviceState(lockedOut);
+            return PromptAnswer::match;
+        });
+        const Reply reply = prompt();
+        EXPECT_FALSE(reply.success);
+        EXPECT_EQ(reply.code(), LAErrorBiometryLockout);
+        EXPECT_EQ(Desktop::deviceState(), lockedOut);
+    }
 }
 
 TEST_F(Biometrics, CountNoFurtherThanToTheLockout) {
