@@ -8,14 +8,14 @@
 
 namespace KavrelCrypto::Desktop {
 
-/// A map as an operation reads it: entry by entry, each of the type that belongs to it. What does not fit is
-/// a Failure with errSecParam.
+/// Reads the map that an operation was given, one entry at a time, each with the type that belongs to it.
+/// Throws a Failure (errSecParam) for whatever does not fit.
 class Attributes {
   public:
-    /// `map` stays where it is meanwhile.
+    /// `map` must outlive this object.
     explicit Attributes(const CFDictionary& map);
 
-    /// The value of `key`; null when there is none.
+    /// Returns the value of `key`, or null if there is none.
     template <typename T>
     const T* take(SecConstant key) {
         const CFValue* value = find(key);
@@ -26,7 +26,7 @@ class Attributes {
         return typed;
     }
 
-    /// The value of `key`, which has to be there.
+    /// Returns the value of `key`. Throws if there is none.
     template <typename T>
     const T& require(SecConstant key) {
         const T* value = take<T>(key);
@@ -36,13 +36,13 @@ class Attributes {
         return *value;
     }
 
-    /// Whether `key` is there and true.
+    /// Returns whether `key` is there and true.
     bool flag(SecConstant key);
 
-    /// To be called when everything known has been taken: nothing may be left.
+    /// Throws if the map holds an entry that was not taken.
     void finish() const;
 
-    /// The failure that `key` is at fault for.
+    /// Returns the Failure for `key`. `what` completes the sentence that begins with its name.
     static Failure wrong(SecConstant key, const std::string& what);
 
   private:
@@ -52,7 +52,8 @@ class Attributes {
     std::vector<bool> taken_;
 };
 
-/// The accessibility that a kSecAttrAccessible… constant names; absent for the other constants.
+/// Returns the accessibility that a kSecAttrAccessible… constant names, or an absent value for any other
+/// constant.
 std::optional<Accessibility> accessibilityNamed(SecConstant constant);
 
 }  // namespace KavrelCrypto::Desktop

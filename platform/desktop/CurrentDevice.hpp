@@ -6,12 +6,13 @@
 
 namespace KavrelCrypto::Desktop {
 
-/// The keychain of this process's device; opens the default one when none is open yet. Throws DeviceError.
-/// Whoever holds it keeps it open when the process turns to another device.
+/// Returns the keychain of this process's device. Opens the default device if none is open; throws a
+/// DeviceError if that fails. The keychain stays open for its holders even if the process opens another
+/// device.
 std::shared_ptr<Keychain> currentKeychain();
 
-/// Makes the place where the current device is kept: a static object made after this call is destroyed before
-/// it.
+/// Creates the static object that holds the current device. A static object that is created after this call
+/// is destroyed earlier, so its destructor may still use the device.
 void prepareCurrentDevice();
 
 }  // namespace KavrelCrypto::Desktop

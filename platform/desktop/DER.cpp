@@ -14,7 +14,7 @@ struct Element {
     bool isConstructed;
 };
 
-/// The element that `data` begins with; absent when it is not DER.
+/// Returns the element that `data` begins with, or an absent value if that is not DER.
 std::optional<Element> readElement(BytesView data) {
     const unsigned char* content = data.data();
     long length = 0;

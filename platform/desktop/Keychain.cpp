@@ -20,7 +20,7 @@ std::int64_t number(bool flag) {
     return flag ? 1 : 0;
 }
 
-/// What a sealed secret is bound to: one that was moved to another item does not open there.
+/// Returns what a sealed secret is bound to, so that it does not open in another item.
 Bytes identity(ItemKind kind, Accessibility accessibility, const Bytes& name) {
     Bytes bytes;
     bytes.reserve(2 + name.size());
@@ -30,7 +30,7 @@ Bytes identity(ItemKind kind, Accessibility accessibility, const Bytes& name) {
     return bytes;
 }
 
-/// Throws where the device's lock keeps everybody from items of this accessibility.
+/// Throws a Failure if the device is locked in such a way that items of this accessibility are out of reach.
 void requireReach(const DeviceState& state, Accessibility accessibility) {
     if (!state.firstUnlock) {
         throw Failure(errSecInteractionNotAllowed, "The device has not been unlocked since it was started.");
@@ -46,7 +46,7 @@ bool isKind(LABiometryType type) {
            type == LABiometryType::faceID || type == LABiometryType::opticID;
 }
 
-/// Why no device can be in `state`; null if one can.
+/// Returns why no device can be in `state`, or null if one can.
 const char* contradiction(const DeviceState& state) {
     if (!isKind(state.biometry)) {
         return "There is no such kind of biometric sensor.";
@@ -64,7 +64,7 @@ const char* contradiction(const DeviceState& state) {
 }  // namespace
 
 Keychain::Keychain(const std::filesystem::path& folder) : database_(openKeychainFile(folder)) {
-    // Damage is found now, and not when a key has been deleted and cannot be made anew.
+    // Damage should show now, and not when a key has been deleted and no new one can be stored.
     readState();
     for (const Accessibility accessibility : allAccessibilities) {
         classKey(accessibility);

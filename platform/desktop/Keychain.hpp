@@ -33,30 +33,32 @@ struct Item {
     Bytes secret;
 };
 
-/// Matches the items of any of the kinds and, unless it is absent, of the name.
+/// Matches the items that are of one of the kinds and have the name; every name matches if it is absent.
 struct ItemQuery {
     std::vector<ItemKind> kinds;
     std::optional<Bytes> name;
 };
 
 /// The items and the state of one device, in a database that other processes may use at the same time. Every
-/// change is one transaction. Any thread. What cannot be done is thrown as a Failure: with
-/// errSecInteractionNotAllowed where the device's lock keeps the operation from an item.
+/// change is one transaction. Any thread may call. An operation that cannot be carried out throws a Failure,
+/// with errSecInteractionNotAllowed if the device is locked and that keeps the operation from an item.
 class Keychain {
   public:
-    /// Opens the keychain in `folder`, made where it is missing. Throws DeviceError.
+    /// Opens the keychain in `folder`, and makes it if it is missing. Throws a DeviceError if it cannot be
+    /// used.
     explicit Keychain(const std::filesystem::path& folder);
 
-    /// The id of the matching item that was stored first.
+    /// Returns the id of the matching item that was stored first, or an absent value if nothing matches.
     std::optional<std::int64_t> find(const ItemQuery& query);
 
-    /// The item with this id; absent when it has been deleted.
+    /// Returns the item with this id, or an absent value if it has been deleted.
     std::optional<Item> read(std::int64_t id);
 
-    /// Stores all the items or none. A second password of one account is a failure (errSecDuplicateItem).
+    /// Stores all the items or none of them. There is one password for an account: a second one throws a
+    /// Failure (errSecDuplicateItem).
     void add(std::span<const Item> items);
 
-    /// Deletes every match; false when there is none.
+    /// Deletes every match. Returns false if there is none.
     bool remove(const ItemQuery& query);
 
     DeviceState state();
@@ -65,7 +67,7 @@ class Keychain {
     /// in the new one: then a DeviceError is thrown.
     void changeState(const std::function<void(DeviceState&)>& change);
 
-    /// No items, the state of a new device.
+    /// Deletes all items and sets the state of a new device.
     void reset();
 
   private:

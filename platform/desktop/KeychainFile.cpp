@@ -19,14 +19,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// How the file of a database begins, with its zero byte, and two numbers in that header
+// How the file of a database begins, up to and including a zero byte, and two numbers in its header
 // (sqlite.org/fileformat).
 constexpr char magic[] = "SQLite format 3";
 constexpr std::int64_t applicationId = 0x4B56524C;  // "KVRL"
 constexpr std::int64_t formatVersion = 1;
 
-// Items keep their ids for ever (AUTOINCREMENT): a key reference names its item by the id, and must not meet
-// another item there.
+// No id is used twice (AUTOINCREMENT): a key reference names its item by the id, and must not find another
+// item there later.
 constexpr const char* schema = R"sql(
     PRAGMA auto_vacuum = FULL;  -- the file shrinks when something large is gone
     PRAGMA application_id = 0x4B56524C;
@@ -58,7 +58,7 @@ constexpr const char* schema = R"sql(
     CREATE INDEX itemsByKind ON items (kind);
 )sql";
 
-/// A new keychain as its file begins.
+/// Returns the content of the file of a new keychain.
 Bytes newKeychain() {
     Database database = Database::inMemory();
     database.execute(schema);
@@ -169,7 +169,7 @@ void checkIdentity(const fs::path& file, std::int64_t foundId, std::int64_t foun
     }
 }
 
-/// Throws unless `file` is a keychain, as far as its header tells. Changes nothing.
+/// Throws unless the header of `file` is that of a keychain. Changes nothing.
 void checkIsKeychain(const fs::path& file) {
     checkOwner(file);
     if (!fs::is_regular_file(file)) {
@@ -215,7 +215,7 @@ void ignoreSizeSignal() {
     }
 }
 
-/// Makes of `folder` a device of this user's with a keychain in `file`, unless it is one.
+/// Makes sure that `folder` is a device that belongs to this user, and that its keychain is in `file`.
 void prepare(const fs::path& folder, const fs::path& file) {
     makeFolder(folder);
     const FileDescriptor descriptor = openFolder(folder);

@@ -32,7 +32,7 @@ NSError authenticationError(std::int64_t code, const char* description) {
             .userInfo = {{std::string(NSLocalizedDescriptionKey), description}}};
 }
 
-/// Why the sensor cannot be used; absent when it can.
+/// Returns why the sensor cannot be used, or an absent value if it can.
 std::optional<NSError> obstacle(const DeviceState& state) {
     if (state.biometry == LABiometryType::none) {
         return authenticationError(LAErrorBiometryNotAvailable, "Biometry is not available on this device.");

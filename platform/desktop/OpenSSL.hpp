@@ -29,7 +29,7 @@ inline void freeBytes(unsigned char* bytes) {
     OPENSSL_free(bytes);
 }
 
-/// A second owner of the same key.
+/// Returns a second owner of the same key.
 PKey share(EVP_PKEY* key);
 
 /// Returns the Failure for what OpenSSL has just refused on this thread: `status`, and `sentence` with

@@ -16,7 +16,7 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
         throw std::bad_alloc();
     }
     const std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
-    if (code == SQLITE_IOERR_SHMSIZE) {  // SQLite's name for a disk that has no room for its shared memory
+    if (code == SQLITE_IOERR_SHMSIZE) {  // what SQLite calls a disk without room for its shared memory
         code = SQLITE_FULL;
     }
     switch (code & 0xFF) {
@@ -28,7 +28,7 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
         case SQLITE_CORRUPT:
         case SQLITE_NOTADB:
         case SQLITE_ERROR:  // a table of ours is not as we made it
-            return {errSecIO, name + " is damaged or is no keychain of this device (" + reason +
+            return {errSecIO, name + " is damaged or is not a keychain of this device (" + reason +
                                   "). Move it away, or choose another folder."};
         case SQLITE_BUSY:
             return {errSecIO, name + " is held by another process (" + reason +
@@ -97,8 +97,8 @@ bool Database::isReadOnly() const {
 }
 
 Bytes readDatabaseHeader(const std::filesystem::path& file) {
-    // SQLite reads it, because a process that closes a file drops its locks on that file, and this process
-    // may have a database open there; SQLite takes care of that.
+    // SQLite reads the file, since closing a file drops all locks that the process holds on it, and this
+    // process may have a database open there. SQLite takes care of that.
     sqlite3_initialize();
     sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr);
     const std::unique_ptr<const char, FreeWith<sqlite3_free_filename>> name(
@@ -175,8 +175,8 @@ Transaction::Transaction(Database& database, Kind kind) : database_(database) {
 
 Transaction::~Transaction() {
     if (open_) {
-        // What this answers does not matter: SQLite rolls back by itself after some failures, and what is
-        // left without memory is rolled back before the next transaction.
+        // It does not matter if this fails: after some failures SQLite has rolled back by itself, and what
+        // cannot be rolled back for want of memory is rolled back before the next transaction.
         sqlite3_exec(database_.handle_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
 }

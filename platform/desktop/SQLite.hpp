@@ -15,8 +15,8 @@
 #include "platform/desktop/OpenSSL.hpp"
 #include "text/Bytes.hpp"
 
-/// SQLite with owners and exceptions. Every failure is a Failure that names the file, what is wrong with it
-/// and what to do. One thread at a time uses a database.
+/// SQLite with owners and exceptions. Whatever fails throws a Failure that names the file, what is wrong with
+/// it and what to do. Only one thread at a time may use a database.
 namespace KavrelCrypto::Desktop {
 
 class Database {
@@ -25,16 +25,16 @@ class Database {
     /// change of a process that does not take turns.
     static Database open(const std::filesystem::path& file, const std::filesystem::path& name);
 
-    /// An empty database in memory.
+    /// Creates an empty database in memory.
     static Database inMemory();
 
     /// Runs one or more statements without parameters.
     void execute(const char* sql);
 
-    /// The number that `sql` selects.
+    /// Returns the number that `sql` selects.
     std::int64_t integer(const char* sql);
 
-    /// The content of the database as a file would hold it.
+    /// Returns the content of the database as a file would hold it.
     Bytes serialized();
 
     [[nodiscard]] bool isReadOnly() const;
@@ -56,22 +56,22 @@ class Database {
     std::unique_ptr<sqlite3, FreeWith<sqlite3_close_v2>> handle_;
 };
 
-/// The first 100 bytes of `file`, which are the header of a database; zeros where the file is shorter.
-/// Changes nothing, not even beside the file. Throws a Failure.
+/// Returns the first 100 bytes of `file`, which are the header of a database, with zeros where the file is
+/// shorter. Changes nothing, not even beside the file. Throws a Failure if the file cannot be read.
 Bytes readDatabaseHeader(const std::filesystem::path& file);
 
 class Statement {
   public:
     using Value = std::variant<std::int64_t, BytesView>;
 
-    /// Prepares `sql` with `values` for its parameters ?1, ?2, …; bytes must stay where they are until the
-    /// statement goes.
+    /// Prepares `sql` with `values` for its parameters ?1, ?2, …. Bytes among them must outlive the
+    /// statement.
     Statement(Database& database, std::string_view sql, std::initializer_list<Value> values = {});
 
-    /// Goes to the next row; false when there is none.
+    /// Advances to the next row. Returns false if there is none.
     bool step();
 
-    /// Runs a statement that gives no rows.
+    /// Runs a statement that returns no rows.
     void run();
 
     [[nodiscard]] std::int64_t integer(int column) const;
@@ -84,7 +84,7 @@ class Statement {
     std::unique_ptr<sqlite3_stmt, FreeWith<sqlite3_finalize>> handle_;
 };
 
-/// Everything between its begin and its commit happens, or nothing of it.
+/// Holds changes together: all of them take effect with the commit, or none does.
 class Transaction {
   public:
     enum Kind { reading, changing };

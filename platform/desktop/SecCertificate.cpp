@@ -41,7 +41,7 @@ namespace {
 
 using namespace Desktop;
 
-/// Whether the platform knows the elliptic curve of `key`: P-256, P-384 or P-521.
+/// Returns whether the platform knows the elliptic curve of `key`: P-256, P-384 or P-521.
 bool isKnownCurve(const EVP_PKEY* key) {
     std::array<char, 80> name{};
     std::size_t length = 0;
@@ -52,7 +52,7 @@ bool isKnownCurve(const EVP_PKEY* key) {
     return curve == "prime256v1" || curve == "secp384r1" || curve == "secp521r1";
 }
 
-/// Whether `key` is written in `certificate` as DER writes it, with nothing behind. OpenSSL reads BER, and
+/// Returns whether `key` is in `certificate` as DER writes it, with nothing after it. OpenSSL reads BER, and
 /// takes a negative modulus for the positive one of the same bytes.
 bool isWrittenInDER(const EVP_PKEY* key, const X509* certificate) {
     const unsigned char* bytes = nullptr;
@@ -62,8 +62,8 @@ bool isWrittenInDER(const EVP_PKEY* key, const X509* certificate) {
     return std::equal(anew.begin(), anew.end(), bytes, bytes + length);
 }
 
-/// Whether the platform can use `key`, which `certificate` carries. Like the platform, OpenSSL does not look
-/// at the parameters of RSA's AlgorithmIdentifier.
+/// Returns whether the platform can use `key`, which `certificate` holds. Like the platform, OpenSSL does not
+/// look at the parameters of RSA's AlgorithmIdentifier.
 bool isUsable(const EVP_PKEY* key, const X509* certificate) {
     switch (EVP_PKEY_get_base_id(key)) {
         case EVP_PKEY_RSA:

@@ -45,9 +45,9 @@ ItemQuery passwordQuery(Attributes& attributes) {
             .name = account != nullptr ? std::optional(bytesOf(*account)) : std::nullopt};
 }
 
-/// Reads what lookup and deletion have in common.
+/// Reads the parameters that a lookup and a deletion have in common.
 ItemQuery itemQuery(Attributes& attributes) {
-    // The items ask nobody for leave, so it does not matter who has been authenticated.
+    // No item here asks for authentication, so it does not matter who has been authenticated.
     attributes.take<LAContextRef>(kSecUseAuthenticationContext);
     if (!isAbsentOr(attributes.take<SecConstant>(kSecUseAuthenticationUI), kSecUseAuthenticationUIAllow)) {
         throw Attributes::wrong(kSecUseAuthenticationUI, "has an unknown value");

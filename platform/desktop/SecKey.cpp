@@ -54,7 +54,7 @@ bool isRSA(SecKeyAlgorithm algorithm) {
     return algorithm <= kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512;
 }
 
-/// The material of `key`, whose half has to be the one wanted.
+/// Returns the material of `key`. Throws a Failure if it is not the half that is wanted.
 EVP_PKEY* half(const SecKeyRef& key, bool wantsPrivate) {
     const SecKey::Material& material = key->material();
     if (material.isPrivate != wantsPrivate) {
@@ -70,7 +70,7 @@ void requireFit(EVP_PKEY* key, SecKeyAlgorithm algorithm) {
     }
 }
 
-/// 04 || X || Y, whatever form the point had where it came from.
+/// Returns 04 || X || Y, whatever form the point had where it came from.
 Bytes uncompressedPoint(EVP_PKEY* key) {
     BIGNUM* x = nullptr;
     BIGNUM* y = nullptr;

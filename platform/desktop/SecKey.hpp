@@ -10,8 +10,8 @@
 
 namespace KavrelCrypto {
 
-/// A key, or the place in the keychain where one is kept: that one is read when it is first used and only
-/// then, since most lookups only ask whether it is there. Any thread.
+/// A key, or a reference to one in the keychain. A key in the keychain is read when it is first used, since
+/// most lookups only ask whether it exists. Any thread may use it.
 class SecKey {
   public:
     struct Material {
@@ -21,10 +21,10 @@ class SecKey {
 
     explicit SecKey(Material material);
 
-    /// Item `id` of `keychain`.
+    /// Refers to item `id` of `keychain`.
     SecKey(std::shared_ptr<Desktop::Keychain> keychain, std::int64_t id);
 
-    /// The key itself. Throws a Failure when its item is gone, damaged or out of reach.
+    /// Returns the key itself. Throws a Failure if its item is gone, damaged or out of reach.
     [[nodiscard]] const Material& material() const;
 
   private:
@@ -36,7 +36,7 @@ class SecKey {
 
 namespace Desktop {
 
-/// The kind of item that a key of this kSecAttrKeyType and kSecAttrKeyClass is.
+/// Returns the kind of item that holds a key of this kSecAttrKeyType and kSecAttrKeyClass.
 ItemKind keyKind(SecConstant type, SecConstant keyClass);
 
 }  // namespace Desktop

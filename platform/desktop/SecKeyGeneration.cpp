@@ -7,7 +7,7 @@
 
 namespace KavrelCrypto {
 
-/// Only what the desktop device honours of an access control: when its item can be reached.
+/// What the desktop device observes of an access control: when its item can be reached.
 class SecAccessControl {
   public:
     explicit SecAccessControl(Desktop::Accessibility accessibility) : accessibility_(accessibility) {}
@@ -24,7 +24,7 @@ namespace {
 
 using namespace Desktop;
 
-/// What the parameters say of one half of a pair.
+/// What the parameters say about one half of a pair.
 struct HalfAttributes {
     bool isPermanent = false;
     Bytes tag;
@@ -90,7 +90,7 @@ Parameters readParameters(const CFDictionary& map) {
                           .bits = attributes.require<std::int64_t>(kSecAttrKeySizeInBits),
                           .privateHalf = readHalf(attributes, kSecPrivateKeyAttrs),
                           .publicHalf = readHalf(attributes, kSecPublicKeyAttrs)};
-    attributes.take<bool>(kSecReturnRef);  // the reference is given back anyway
+    attributes.take<bool>(kSecReturnRef);  // the reference is returned anyway
     attributes.finish();
     if (parameters.keyType != kSecAttrKeyTypeRSA && parameters.keyType != kSecAttrKeyTypeECSECPrimeRandom) {
         throw Attributes::wrong(kSecAttrKeyType, "has an unknown value");

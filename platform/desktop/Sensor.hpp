@@ -8,11 +8,11 @@ namespace KavrelCrypto::Desktop {
 
 enum class PromptAnswer { match, noMatch, cancel };
 
-/// Answers a prompt that shows `reason`. Called on a thread of the sensor's own, one for each prompt; it may
-/// take as long as a person takes.
+/// Answers a prompt that shows `reason`. It is called on a thread of the sensor's own, a new one for each
+/// prompt, and may take as long as a person does.
 using PromptAnswerer = std::function<PromptAnswer(const std::string& reason)>;
 
-/// Sets who answers the prompts from now on. Until it is called every prompt is cancelled.
+/// Sets who answers the prompts from now on. Until this is called, every prompt is cancelled.
 void answerPromptsWith(PromptAnswerer answerer);
 
 }  // namespace KavrelCrypto::Desktop
