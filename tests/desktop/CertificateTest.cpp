@@ -35,7 +35,7 @@ struct CertificateCase {
     std::size_t blockSize;
 };
 
-class Certificates : public testing::TestWithParam<CertificateCase> {
+class SecCertificates : public testing::TestWithParam<CertificateCase> {
   protected:
     [[nodiscard]] Bytes made(const std::string& makeKey) const {
         const Outcome outcome = run(
@@ -48,7 +48,7 @@ class Certificates : public testing::TestWithParam<CertificateCase> {
     const TemporaryFolder folder;
 };
 
-TEST_P(Certificates, GiveTheKeyThatThePlatformCanUse) {
+TEST_P(SecCertificates, GiveTheKeyThatThePlatformCanUse) {
     const SecCertificateRef certificate = SecCertificateCreateWithData(made(GetParam().makeKey));
     ASSERT_NE(certificate, nullptr);
     const SecKeyRef key = keyOf(certificate);
@@ -59,14 +59,14 @@ TEST_P(Certificates, GiveTheKeyThatThePlatformCanUse) {
     }
 }
 
-TEST_P(Certificates, CutShortAreNoCertificates) {
+TEST_P(SecCertificates, CutShortAreNoCertificates) {
     const Bytes whole = made(GetParam().makeKey);
     for (std::size_t length = 0; length < whole.size(); ++length) {
         EXPECT_EQ(SecCertificateCreateWithData(BytesView(whole).first(length)), nullptr) << length;
     }
 }
 
-TEST_P(Certificates, WithAnyBitFlippedDoNoHarm) {
+TEST_P(SecCertificates, WithAnyBitFlippedDoNoHarm) {
     const Bytes whole = made(GetParam().makeKey);
     for (std::size_t bit = 0; bit < 8 * whole.size(); ++bit) {
         Bytes flipped = whole;
@@ -76,7 +76,7 @@ TEST_P(Certificates, WithAnyBitFlippedDoNoHarm) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Kinds, Certificates,
+    Kinds, SecCertificates,
     testing::Values(
         CertificateCase{"RSA", "openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:2048 -out key.pem",
                         270, 256},
@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(
             0, 0}),
     [](const auto& kind) { return kind.param.name; });
 
-TEST_F(Certificates, GiveTheVeryKeyThatOpenSSLPutIn) {
+TEST_F(SecCertificates, GiveTheVeryKeyThatOpenSSLPutIn) {
     const Bytes der = made("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -out key.pem");
     const Outcome outcome = run("cd " + quoted(folder.path()) +
                                 " && openssl rsa -in key.pem -RSAPublicKey_out -outform DER -out public");
@@ -111,7 +111,7 @@ TEST_F(Certificates, GiveTheVeryKeyThatOpenSSLPutIn) {
               readFile(folder.path() / "public"));
 }
 
-TEST_F(Certificates, WithAKeyThatSignsNothingGiveNone) {
+TEST_F(SecCertificates, WithAKeyThatSignsNothingGiveNone) {
     const Outcome outcome = run(
         "cd " + quoted(folder.path()) +
         " && openssl genpkey -algorithm X25519 -out x.pem && openssl pkey -in x.pem -pubout -out public.pem" +
@@ -126,7 +126,7 @@ TEST_F(Certificates, WithAKeyThatSignsNothingGiveNone) {
     EXPECT_EQ(keyOf(certificate), nullptr);
 }
 
-TEST_F(Certificates, MayBeFollowedByAnything) {
+TEST_F(SecCertificates, MayBeFollowedByAnything) {
     const Bytes der = made("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -out key.pem");
     const auto key = SecKeyCopyExternalRepresentation(keyOf(SecCertificateCreateWithData(der)), nullptr);
     for (const Bytes& behind : {hex("00"), hex("30 80"), Bytes(1 << 20, 0xFF), der}) {
@@ -136,14 +136,14 @@ TEST_F(Certificates, MayBeFollowedByAnything) {
     }
 }
 
-TEST_F(Certificates, AreNotMadeOfAnythingElse) {
+TEST_F(SecCertificates, AreNotMadeOfAnythingElse) {
     EXPECT_EQ(SecCertificateCreateWithData({}), nullptr);
     EXPECT_EQ(SecCertificateCreateWithData(bytesOf("-----BEGIN CERTIFICATE-----")), nullptr);
     EXPECT_EQ(SecCertificateCreateWithData(hex("30 80 00 00")), nullptr);
     EXPECT_EQ(SecCertificateCreateWithData(Bytes(1 << 20, 0x30)), nullptr);
 }
 
-TEST_F(Certificates, AreNeededForATrustObject) {
+TEST_F(SecCertificates, AreNeededForATrustObject) {
     const SecCertificateRef certificate =
         SecCertificateCreateWithData(made("openssl genpkey -algorithm ED25519 -out key.pem"));
     SecTrustRef trust;

@@ -25,7 +25,7 @@ unsigned modeOf(const fs::path& path) {
     return static_cast<unsigned>(fs::status(path).permissions());
 }
 
-/// Everything in `folder` with its mode and its content, and the mode of the folder itself.
+/// Returns everything in `folder` with its mode and its content, and the mode of the folder itself.
 std::map<std::string, std::pair<unsigned, Bytes>> everythingIn(const fs::path& folder) {
     std::map<std::string, std::pair<unsigned, Bytes>> result{{"", {modeOf(folder), {}}}};
     for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder)) {

@@ -21,7 +21,7 @@ struct SigningCase {
     const char* digest;  // as the openssl command calls it
 };
 
-class Keys : public testing::Test {
+class SecKeys : public testing::Test {
   protected:
     /// What the openssl command says of `signature` over `message`.
     [[nodiscard]] Outcome judged(const SecKeyRef& publicKey, const SigningCase& tested, const Bytes& message,
@@ -59,9 +59,9 @@ class Keys : public testing::Test {
     const TestDevice device;
 };
 
-class EveryAlgorithm : public Keys, public testing::WithParamInterface<SigningCase> {};
+class EverySecKeyAlgorithm : public SecKeys, public testing::WithParamInterface<SigningCase> {};
 
-TEST_P(EveryAlgorithm, MakesASignatureThatOpenSSLAccepts) {
+TEST_P(EverySecKeyAlgorithm, MakesASignatureThatOpenSSLAccepts) {
     const SecKeyRef key = made(GetParam().keyType, GetParam().bits);
     const Bytes message = bytesOf("a message");
     const Bytes signature = SecKeyCreateSignature(key, GetParam().algorithm, message, nullptr).value();
@@ -71,7 +71,7 @@ TEST_P(EveryAlgorithm, MakesASignatureThatOpenSSLAccepts) {
                 HasSubstr("Verification failure"));
 }
 
-TEST_P(EveryAlgorithm, SignsWithTheKeyThatTheKeychainGivesBack) {
+TEST_P(EverySecKeyAlgorithm, SignsWithTheKeyThatTheKeychainGivesBack) {
     made(GetParam().keyType, GetParam().bits);
     device.reopen();
     const Bytes message;
@@ -80,7 +80,7 @@ TEST_P(EveryAlgorithm, SignsWithTheKeyThatTheKeychainGivesBack) {
     EXPECT_THAT(judged(findKey("public"), GetParam(), message, signature).output, HasSubstr("Verified OK"));
 }
 
-TEST_P(EveryAlgorithm, VerifiesItsSignatureAndNoOther) {
+TEST_P(EverySecKeyAlgorithm, VerifiesItsSignatureAndNoOther) {
     const SecKeyRef key = made(GetParam().keyType, GetParam().bits);
     const SecKeyRef publicKey = SecKeyCopyPublicKey(key);
     const Bytes message = bytesOf("a message");
@@ -95,7 +95,7 @@ TEST_P(EveryAlgorithm, VerifiesItsSignatureAndNoOther) {
     EXPECT_EQ(error.value().code, -67808);
 }
 
-INSTANTIATE_TEST_SUITE_P(Algorithms, EveryAlgorithm,
+INSTANTIATE_TEST_SUITE_P(Algorithms, EverySecKeyAlgorithm,
                          testing::Values(SigningCase{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1,
                                                      kSecAttrKeyTypeRSA, 1024, "sha1"},
                                          SigningCase{kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Algorithms, EveryAlgorithm,
                                          SigningCase{kSecKeyAlgorithmECDSASignatureMessageX962SHA512,
                                                      kSecAttrKeyTypeECSECPrimeRandom, 256, "sha512"}));
 
-TEST_F(Keys, OfRSAHaveTheirModulusAsBlockSizeAndRepeatTheirSignatures) {
+TEST_F(SecKeys, OfRSAHaveTheirModulusAsBlockSizeAndRepeatTheirSignatures) {
     const SecKeyRef key = made(kSecAttrKeyTypeRSA, 2048);
     EXPECT_EQ(SecKeyGetBlockSize(key), 256U);
     const Bytes signature = SecKeyCreateSignature(key, rsaSHA256, bytesOf("x"), nullptr).value();
@@ -117,7 +117,7 @@ TEST_F(Keys, OfRSAHaveTheirModulusAsBlockSizeAndRepeatTheirSignatures) {
     EXPECT_EQ(SecKeyCreateSignature(key, rsaSHA256, bytesOf("x"), nullptr), signature);
 }
 
-TEST_F(Keys, OfP256AreExportedAsAnUncompressedPoint) {
+TEST_F(SecKeys, OfP256AreExportedAsAnUncompressedPoint) {
     const SecKeyRef key = made(kSecAttrKeyTypeECSECPrimeRandom, 256);
     const Bytes point = SecKeyCopyExternalRepresentation(SecKeyCopyPublicKey(key), nullptr).value();
     EXPECT_EQ(point.size(), 65U);
@@ -125,21 +125,21 @@ TEST_F(Keys, OfP256AreExportedAsAnUncompressedPoint) {
     EXPECT_EQ(SecKeyGetBlockSize(key), 32U);
 }
 
-TEST_F(Keys, StoreTheVeryHalvesOfThePairThatIsGivenBack) {
+TEST_F(SecKeys, StoreTheVeryHalvesOfThePairThatIsGivenBack) {
     const SecKeyRef key = made(kSecAttrKeyTypeRSA, 1024);
     const auto exported = SecKeyCopyExternalRepresentation(SecKeyCopyPublicKey(key), nullptr);
     EXPECT_EQ(SecKeyCopyExternalRepresentation(findKey("public"), nullptr), exported);
     EXPECT_EQ(SecKeyCopyExternalRepresentation(SecKeyCopyPublicKey(findKey("private")), nullptr), exported);
 }
 
-TEST_F(Keys, AreMadeAnewEachTime) {
+TEST_F(SecKeys, AreMadeAnewEachTime) {
     const auto exported = [&] {
         return SecKeyCopyExternalRepresentation(SecKeyCopyPublicKey(made(kSecAttrKeyTypeRSA, 512)), nullptr);
     };
     EXPECT_NE(exported(), exported());
 }
 
-TEST_F(Keys, LeaveAStoredHalfOutThatIsNotPermanent) {
+TEST_F(SecKeys, LeaveAStoredHalfOutThatIsNotPermanent) {
     CFDictionary parameters = pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, "private", "public");
     parameters[3].value = CFDictionary{{kSecAttrApplicationTag, bytesOf("public")}};
     ASSERT_NE(SecKeyCreateRandomKey(parameters, nullptr), nullptr);
@@ -147,20 +147,20 @@ TEST_F(Keys, LeaveAStoredHalfOutThatIsNotPermanent) {
     EXPECT_EQ(findKey("public"), nullptr);
 }
 
-TEST_F(Keys, AreNotExportedByTheirPrivateHalf) {
+TEST_F(SecKeys, AreNotExportedByTheirPrivateHalf) {
     std::optional<NSError> error;
     EXPECT_EQ(SecKeyCopyExternalRepresentation(made(kSecAttrKeyTypeRSA, 512), &error), std::nullopt);
     EXPECT_EQ(error.value().code, errSecParam);
 }
 
-TEST_F(Keys, SignWithTheirPrivateHalfOnly) {
+TEST_F(SecKeys, SignWithTheirPrivateHalfOnly) {
     std::optional<NSError> error;
     const SecKeyRef publicKey = SecKeyCopyPublicKey(made(kSecAttrKeyTypeRSA, 512));
     EXPECT_EQ(SecKeyCreateSignature(publicKey, rsaSHA256, bytesOf("x"), &error), std::nullopt);
     EXPECT_EQ(error.value().code, errSecParam);
 }
 
-TEST_F(Keys, RefuseAnAlgorithmForAnotherType) {
+TEST_F(SecKeys, RefuseAnAlgorithmForAnotherType) {
     const SecKeyRef rsa = made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef ec = made(kSecAttrKeyTypeECSECPrimeRandom, 256);
     std::optional<NSError> error;
@@ -173,7 +173,7 @@ TEST_F(Keys, RefuseAnAlgorithmForAnotherType) {
         SecKeyVerifySignature(SecKeyCopyPublicKey(ec), rsaSHA256, bytesOf("x"), bytesOf("y"), nullptr));
 }
 
-TEST_F(Keys, TooSmallForADigestSayThatTheyCannotSign) {
+TEST_F(SecKeys, TooSmallForADigestSayThatTheyCannotSign) {
     std::optional<NSError> error;
     const SecKeyRef key = made(kSecAttrKeyTypeRSA, 512);
     EXPECT_EQ(
@@ -182,7 +182,7 @@ TEST_F(Keys, TooSmallForADigestSayThatTheyCannotSign) {
     EXPECT_THAT(error.value().localizedDescription(), HasSubstr("cannot make this signature"));
 }
 
-TEST_F(Keys, AreNotMadeInASecureEnclaveSinceThereIsNone) {
+TEST_F(SecKeys, AreNotMadeInASecureEnclaveSinceThereIsNone) {
     CFDictionary parameters = pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, "private", "public");
     parameters.push_back({kSecAttrTokenID, kSecAttrTokenIDSecureEnclave});
     const NSError error = refusal(parameters);
@@ -192,7 +192,7 @@ TEST_F(Keys, AreNotMadeInASecureEnclaveSinceThereIsNone) {
     EXPECT_EQ(findKey("private"), nullptr);
 }
 
-TEST_F(Keys, TakeTheAccessibilityOfTheirAccessControl) {
+TEST_F(SecKeys, TakeTheAccessibilityOfTheirAccessControl) {
     const SecAccessControlRef control = SecAccessControlCreateWithFlags(
         kSecAttrAccessibleAfterFirstUnlock, kSecAccessControlPrivateKeyUsage, nullptr);
     CFDictionary parameters = pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, "private", "public");
@@ -205,7 +205,7 @@ TEST_F(Keys, TakeTheAccessibilityOfTheirAccessControl) {
     EXPECT_EQ(findKey("public"), nullptr);
 }
 
-TEST_F(Keys, GetAnAccessControlForTheFourAccessibilitiesOnly) {
+TEST_F(SecKeys, GetAnAccessControlForTheFourAccessibilitiesOnly) {
     for (const SecConstant protection :
          {kSecAttrAccessibleWhenUnlocked, kSecAttrAccessibleWhenUnlockedThisDeviceOnly,
           kSecAttrAccessibleAfterFirstUnlock, kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly}) {
@@ -219,9 +219,10 @@ TEST_F(Keys, GetAnAccessControlForTheFourAccessibilitiesOnly) {
 
 using Change = void (*)(CFDictionary& parameters);
 
-class WrongParameters : public Keys, public testing::WithParamInterface<Change> {};
+class SecKeyCreateRandomKeyWithWrongParameters : public SecKeys,
+                                                 public testing::WithParamInterface<Change> {};
 
-TEST_P(WrongParameters, MakeNoKey) {
+TEST_P(SecKeyCreateRandomKeyWithWrongParameters, MakesNoKey) {
     CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
     ASSERT_NE(SecKeyCreateRandomKey(parameters, nullptr), nullptr);
     SecItemDelete({{kSecClass, kSecClassKey}});
@@ -234,7 +235,7 @@ TEST_P(WrongParameters, MakeNoKey) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Parameters, WrongParameters,
+    Parameters, SecKeyCreateRandomKeyWithWrongParameters,
     testing::Values([](CFDictionary& p) { p[0].value = kSecClassKey; },
                     [](CFDictionary& p) { p[0].value = true; }, [](CFDictionary& p) { p.erase(p.begin()); },
                     [](CFDictionary& p) { p.erase(p.begin() + 1); },
@@ -307,7 +308,7 @@ constexpr std::pair<SecConstant, const char*> constants[] = {
 };
 #undef NAMED
 
-TEST_F(Keys, AreNotMadeWithASurplusParameterWhichTheMessageNames) {
+TEST_F(SecKeys, AreNotMadeWithASurplusParameterWhichTheMessageNames) {
     for (const auto& [surplus, name] : constants) {
         CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
         // A value of no type that any parameter has, so that those that belong there are at fault, too.
@@ -321,7 +322,7 @@ TEST_F(Keys, AreNotMadeWithASurplusParameterWhichTheMessageNames) {
               "The parameter kSecMatchLimit does not belong here, or is there twice.");
 }
 
-TEST_F(Keys, FoundBeforeTheyWereDeletedSayThatTheyAreGone) {
+TEST_F(SecKeys, FoundBeforeTheyWereDeletedSayThatTheyAreGone) {
     made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef key = findKey("private");
     SecItemDelete({{kSecClass, kSecClassKey}});
@@ -333,7 +334,7 @@ TEST_F(Keys, FoundBeforeTheyWereDeletedSayThatTheyAreGone) {
     EXPECT_EQ(SecKeyGetBlockSize(key), 0U);
 }
 
-TEST_F(Keys, UsedBeforeTheyWereDeletedStayUsable) {
+TEST_F(SecKeys, UsedBeforeTheyWereDeletedStayUsable) {
     made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef key = findKey("private");
     EXPECT_EQ(SecKeyGetBlockSize(key), 64U);
@@ -341,7 +342,7 @@ TEST_F(Keys, UsedBeforeTheyWereDeletedStayUsable) {
     EXPECT_NE(SecKeyCreateSignature(key, rsaSHA256, bytesOf("x"), nullptr), std::nullopt);
 }
 
-TEST_F(Keys, MayBeUsedByManyThreadsAtOnce) {
+TEST_F(SecKeys, MayBeUsedByManyThreadsAtOnce) {
     made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef key = findKey("private");
     const SecKeyRef publicKey = findKey("public");
@@ -359,7 +360,7 @@ TEST_F(Keys, MayBeUsedByManyThreadsAtOnce) {
     }
 }
 
-TEST_F(Keys, BelongToTheirDeviceWhenTheProcessTurnsToAnother) {
+TEST_F(SecKeys, BelongToTheirDeviceWhenTheProcessTurnsToAnother) {
     made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef key = findKey("private");
     const TestDevice another;

@@ -27,12 +27,12 @@ bool contains(const Bytes& whole, const Bytes& part) {
     return std::search(whole.begin(), whole.end(), part.begin(), part.end()) != whole.end();
 }
 
-class KeychainItems : public testing::Test {
+class SecItems : public testing::Test {
   protected:
     const TestDevice device;
 };
 
-TEST_F(KeychainItems, AreNotFoundInANewKeychain) {
+TEST_F(SecItems, AreNotFoundInANewKeychain) {
     SecItemResult result = bytesOf("as it was");
     EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), &result), errSecItemNotFound);
     EXPECT_EQ(std::get<Bytes>(result), bytesOf("as it was"));
@@ -41,14 +41,14 @@ TEST_F(KeychainItems, AreNotFoundInANewKeychain) {
     EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassGenericPassword}}), errSecItemNotFound);
 }
 
-TEST_F(KeychainItems, GiveAPasswordBackByteForByte) {
+TEST_F(SecItems, GiveAPasswordBackByteForByte) {
     const std::string value("a\0b\r\n\xFF", 6);
     EXPECT_EQ(addPassword("account", value), errSecSuccess);
     device.reopen();
     EXPECT_EQ(passwordOf("account"), bytesOf(value));
 }
 
-TEST_F(KeychainItems, HoldNoBytesAndAMegabyteAlike) {
+TEST_F(SecItems, HoldNoBytesAndAMegabyteAlike) {
     const std::string large(1 << 20, 'x');
     addPassword("empty", "");
     addPassword(large, large);
@@ -56,13 +56,13 @@ TEST_F(KeychainItems, HoldNoBytesAndAMegabyteAlike) {
     EXPECT_EQ(passwordOf(large), bytesOf(large));
 }
 
-TEST_F(KeychainItems, ArePasswordsOfOneAccountOnlyOnce) {
+TEST_F(SecItems, ArePasswordsOfOneAccountOnlyOnce) {
     addPassword("account", "first");
     EXPECT_EQ(addPassword("account", "second"), errSecDuplicateItem);
     EXPECT_EQ(passwordOf("account"), bytesOf("first"));
 }
 
-TEST_F(KeychainItems, AreNamedByteForByte) {
+TEST_F(SecItems, AreNamedByteForByte) {
     const std::vector<std::string> names{"",  "a",        "A", "a ", std::string("a\0", 2), "' OR 1=1 --",
                                          "ä", "a\xCC\x88"};
     for (const std::string& name : names) {
@@ -77,7 +77,7 @@ TEST_F(KeychainItems, AreNamedByteForByte) {
     EXPECT_EQ(lookup(passwordQuery("a")), errSecItemNotFound);
 }
 
-TEST_F(KeychainItems, GiveNothingBackUnlessAsked) {
+TEST_F(SecItems, GiveNothingBackUnlessAsked) {
     addPassword("account", "value");
     SecItemResult result = Bytes();
     EXPECT_EQ(SecItemCopyMatching({{kSecClass, kSecClassGenericPassword}, {kSecReturnData, false}}, &result),
@@ -85,7 +85,7 @@ TEST_F(KeychainItems, GiveNothingBackUnlessAsked) {
     EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
 }
 
-TEST_F(KeychainItems, GiveTheValueBackThatWasAddedWhenAsked) {
+TEST_F(SecItems, GiveTheValueBackThatWasAddedWhenAsked) {
     SecItemResult result;
     CFDictionary attributes{{kSecClass, kSecClassGenericPassword},
                             {kSecAttrAccount, std::string("account")},
@@ -99,7 +99,7 @@ TEST_F(KeychainItems, GiveTheValueBackThatWasAddedWhenAsked) {
     EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
 }
 
-TEST_F(KeychainItems, GiveNothingBackToANullPointer) {
+TEST_F(SecItems, GiveNothingBackToANullPointer) {
     CFDictionary attributes = passwordQuery("account");
     attributes.pop_back();  // the match limit belongs to lookups
     attributes.push_back({kSecValueData, bytesOf("value")});
@@ -112,7 +112,7 @@ TEST_F(KeychainItems, GiveNothingBackToANullPointer) {
     EXPECT_EQ(SecItemCopyMatching(keyQuery("q.private"), nullptr), errSecItemNotFound);
 }
 
-TEST_F(KeychainItems, MayBeAskedForWithAnAuthenticationContext) {
+TEST_F(SecItems, MayBeAskedForWithAnAuthenticationContext) {
     makePair("p");
     CFDictionary query = keyQuery("p.private");
     query.push_back({kSecUseAuthenticationContext, makeLAContext()});
@@ -120,9 +120,9 @@ TEST_F(KeychainItems, MayBeAskedForWithAnAuthenticationContext) {
     EXPECT_EQ(lookup(query), errSecSuccess);
 }
 
-class EveryKeyQuery : public KeychainItems, public testing::WithParamInterface<CFDictionary> {
+class EverySecItemQuery : public SecItems, public testing::WithParamInterface<CFDictionary> {
   protected:
-    EveryKeyQuery() {
+    EverySecItemQuery() {
         for (const SecConstant type : {kSecAttrKeyTypeRSA, kSecAttrKeyTypeECSECPrimeRandom}) {
             const std::int64_t bits = type == kSecAttrKeyTypeRSA ? 512 : 256;
             SecKeyCreateRandomKey(pairParameters(type, bits, "one", "other"), nullptr);
@@ -168,12 +168,12 @@ class EveryKeyQuery : public KeychainItems, public testing::WithParamInterface<C
     }
 };
 
-TEST_P(EveryKeyQuery, FindsTheFirstThatWasStored) {
+TEST_P(EverySecItemQuery, FindsTheFirstThatWasStored) {
     const auto first = std::find_if(stored.begin(), stored.end(), isMatch);
     EXPECT_EQ(publicBytes(found(GetParam())), publicBytes(found(*first)));
 }
 
-TEST_P(EveryKeyQuery, DeletesItsMatchesAndNothingElse) {
+TEST_P(EverySecItemQuery, DeletesItsMatchesAndNothingElse) {
     EXPECT_EQ(SecItemDelete(GetParam()), errSecSuccess);
     EXPECT_EQ(SecItemDelete(GetParam()), errSecItemNotFound);
     for (const CFDictionary& key : stored) {
@@ -189,7 +189,7 @@ const CFDictionaryEntry isEC{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom};
 const CFDictionaryEntry isPrivate{kSecAttrKeyClass, kSecAttrKeyClassPrivate};
 const CFDictionaryEntry isPublic{kSecAttrKeyClass, kSecAttrKeyClassPublic};
 
-INSTANTIATE_TEST_SUITE_P(Combinations, EveryKeyQuery,
+INSTANTIATE_TEST_SUITE_P(Combinations, EverySecItemQuery,
                          testing::Values(CFDictionary{isKey}, CFDictionary{isKey, isOther},
                                          CFDictionary{isKey, isEC}, CFDictionary{isKey, isPublic},
                                          CFDictionary{isKey, isOther, isEC},
@@ -198,7 +198,7 @@ INSTANTIATE_TEST_SUITE_P(Combinations, EveryKeyQuery,
                                          CFDictionary{isKey, isRSA, isPublic, isOne},
                                          CFDictionary{isKey, isOther, isEC, isPrivate}));
 
-TEST_F(KeychainItems, OfOneTagAreFoundInTheOrderOfStoringAndDeletedTogether) {
+TEST_F(SecItems, OfOneTagAreFoundInTheOrderOfStoringAndDeletedTogether) {
     const CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
     const Bytes first = exported(SecKeyCopyPublicKey(SecKeyCreateRandomKey(parameters, nullptr)));
     SecKeyCreateRandomKey(parameters, nullptr);
@@ -208,16 +208,16 @@ TEST_F(KeychainItems, OfOneTagAreFoundInTheOrderOfStoringAndDeletedTogether) {
     EXPECT_EQ(exported(findKey("public")), first);
 }
 
-TEST_F(KeychainItems, OfOneClassAreNotMetByTheOther) {
+TEST_F(SecItems, OfOneClassAreNotMetByTheOther) {
     addPassword("same", "value");
     SecKeyCreateRandomKey(pairParameters(kSecAttrKeyTypeRSA, 512, "same", "same"), nullptr);
     EXPECT_EQ(SecItemDelete({isKey}), errSecSuccess);
     EXPECT_EQ(passwordOf("same"), bytesOf("value"));
 }
 
-class WrongQuery : public KeychainItems, public testing::WithParamInterface<CFDictionary> {};
+class WrongSecItemQuery : public SecItems, public testing::WithParamInterface<CFDictionary> {};
 
-TEST_P(WrongQuery, IsAnsweredWithBadParameters) {
+TEST_P(WrongSecItemQuery, IsAnsweredWithBadParameters) {
     makePair("p");
     addPassword("account", "value");
     EXPECT_EQ(lookup(GetParam()), errSecParam);
@@ -229,7 +229,7 @@ TEST_P(WrongQuery, IsAnsweredWithBadParameters) {
 const CFDictionaryEntry isPassword{kSecClass, kSecClassGenericPassword};
 const CFDictionaryEntry isAccount{kSecAttrAccount, std::string("account")};
 
-INSTANTIATE_TEST_SUITE_P(Queries, WrongQuery,
+INSTANTIATE_TEST_SUITE_P(Queries, WrongSecItemQuery,
                          testing::Values(CFDictionary{}, CFDictionary{isOne},
                                          CFDictionary{{kSecClass, kSecReturnRef}},
                                          CFDictionary{{kSecClass, true}}, CFDictionary{isKey, isKey},
@@ -247,9 +247,9 @@ INSTANTIATE_TEST_SUITE_P(Queries, WrongQuery,
                                          CFDictionary{isKey, {kSecUseAuthenticationContext, true}},
                                          CFDictionary{isKey, {kSecAttrKeySizeInBits, std::int64_t{2048}}}));
 
-class WrongAddition : public KeychainItems, public testing::WithParamInterface<CFDictionary> {};
+class SecItemAddWithWrongAttributes : public SecItems, public testing::WithParamInterface<CFDictionary> {};
 
-TEST_P(WrongAddition, IsAnsweredWithBadParameters) {
+TEST_P(SecItemAddWithWrongAttributes, IsAnsweredWithBadParameters) {
     EXPECT_EQ(SecItemAdd(GetParam(), nullptr), errSecParam);
     EXPECT_EQ(lookup({isPassword}), errSecItemNotFound);
 }
@@ -257,7 +257,7 @@ TEST_P(WrongAddition, IsAnsweredWithBadParameters) {
 const CFDictionaryEntry hasValue{kSecValueData, bytesOf("value")};
 
 INSTANTIATE_TEST_SUITE_P(
-    Additions, WrongAddition,
+    Additions, SecItemAddWithWrongAttributes,
     testing::Values(CFDictionary{}, CFDictionary{isAccount, hasValue}, CFDictionary{isPassword, isAccount},
                     CFDictionary{isPassword, hasValue}, CFDictionary{isKey, isOne, hasValue},
                     CFDictionary{isPassword, isAccount, hasValue, hasValue},
@@ -266,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(
                     CFDictionary{isPassword, isAccount, hasValue, {kSecAttrAccessible, kSecClass}},
                     CFDictionary{isPassword, isAccount, hasValue, {kSecMatchLimit, kSecMatchLimitOne}}));
 
-TEST_F(KeychainItems, AreSealedOnDisk) {
+TEST_F(SecItems, AreSealedOnDisk) {
     const SecKeyRef key =
         SecKeyCreateRandomKey(pairParameters(kSecAttrKeyTypeRSA, 2048, "tag", "other"), nullptr);
     const std::string certificate = "-----BEGIN CERTIFICATE-----\nMIIBszCCARwCCQ";
@@ -281,7 +281,7 @@ TEST_F(KeychainItems, AreSealedOnDisk) {
     EXPECT_FALSE(contains(file, modulus));
 }
 
-TEST_F(KeychainItems, AreEachSealedUnderANonceOfTheirOwn) {
+TEST_F(SecItems, AreEachSealedUnderANonceOfTheirOwn) {
     addPassword("one", std::string(64, 'x'));
     addPassword("other", std::string(64, 'x'));
     device.execute(
@@ -289,7 +289,7 @@ TEST_F(KeychainItems, AreEachSealedUnderANonceOfTheirOwn) {
         "INSERT INTO proof SELECT count(DISTINCT substr(sealed, 1, 12)) FROM items;");
 }
 
-TEST_F(KeychainItems, ThatAreLargeGiveTheirSpaceBack) {
+TEST_F(SecItems, ThatAreLargeGiveTheirSpaceBack) {
     addPassword("account", "value");
     device.reopen();
     const auto before = std::filesystem::file_size(device.file());
@@ -301,7 +301,7 @@ TEST_F(KeychainItems, ThatAreLargeGiveTheirSpaceBack) {
     EXPECT_EQ(std::filesystem::file_size(device.file()), before);
 }
 
-TEST_F(KeychainItems, GoWithAReset) {
+TEST_F(SecItems, GoWithAReset) {
     makePair("p");
     addPassword("account", "value");
     Desktop::setDeviceState({.biometry = LABiometryType::touchID, .lockedOut = true});
@@ -313,7 +313,7 @@ TEST_F(KeychainItems, GoWithAReset) {
     EXPECT_TRUE(pairWorks("q"));
 }
 
-TEST_F(KeychainItems, OfBeforeAResetAreNotMetByOldReferences) {
+TEST_F(SecItems, OfBeforeAResetAreNotMetByOldReferences) {
     makePair("p");
     const SecKeyRef old = findKey("p.private");
     Desktop::resetDevice();

@@ -90,18 +90,18 @@ INSTANTIATE_TEST_SUITE_P(Accessibilities, AfterFirstUnlock,
                          testing::Values(kSecAttrAccessibleAfterFirstUnlock,
                                          kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly));
 
-class Lock : public testing::Test {
+class KeychainLock : public testing::Test {
   protected:
     const TestDevice device;
 };
 
-TEST_F(Lock, HidesNothingThatIsNotThere) {
+TEST_F(KeychainLock, HidesNothingThatIsNotThere) {
     Desktop::setDeviceState(beforeFirstUnlock);
     EXPECT_EQ(lookup("tag"), errSecItemNotFound);
     EXPECT_EQ(remove("tag"), errSecItemNotFound);
 }
 
-TEST_F(Lock, IsMetByItemsThatNameNoAccessibility) {
+TEST_F(KeychainLock, IsMetByItemsThatNameNoAccessibility) {
     SecItemAdd({{kSecClass, kSecClassGenericPassword},
                 {kSecAttrAccount, std::string("account")},
                 {kSecValueData, bytesOf("value")}},
@@ -112,7 +112,7 @@ TEST_F(Lock, IsMetByItemsThatNameNoAccessibility) {
     EXPECT_EQ(lookup("p.public"), errSecInteractionNotAllowed);
 }
 
-TEST_F(Lock, KeepsADeletionFromDeletingAnything) {
+TEST_F(KeychainLock, KeepsADeletionFromDeletingAnything) {
     SecKeyCreateRandomKey(parameters("tag", kSecAttrAccessibleAfterFirstUnlock), nullptr);
     SecKeyCreateRandomKey(parameters("tag", kSecAttrAccessibleWhenUnlocked), nullptr);
     Desktop::setDeviceState(locked);
@@ -120,7 +120,7 @@ TEST_F(Lock, KeepsADeletionFromDeletingAnything) {
     EXPECT_EQ(lookup("tag"), errSecSuccess);
 }
 
-TEST_F(Lock, KeepsAPairFromBeingStoredByHalves) {
+TEST_F(KeychainLock, KeepsAPairFromBeingStoredByHalves) {
     CFDictionary pair = parameters("private", kSecAttrAccessibleAfterFirstUnlock);
     pair.push_back({kSecPublicKeyAttrs,
                     CFDictionary{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf("public")}}});
@@ -129,7 +129,7 @@ TEST_F(Lock, KeepsAPairFromBeingStoredByHalves) {
     EXPECT_EQ(lookup("private"), errSecItemNotFound);
 }
 
-TEST_F(Lock, KeepsAReferenceFromItsKeyUntilTheDeviceIsUnlocked) {
+TEST_F(KeychainLock, KeepsAReferenceFromItsKeyUntilTheDeviceIsUnlocked) {
     makePair("p");
     const SecKeyRef key = findKey("p.private");
     Desktop::setDeviceState(locked);
@@ -144,7 +144,7 @@ TEST_F(Lock, KeepsAReferenceFromItsKeyUntilTheDeviceIsUnlocked) {
         std::nullopt);
 }
 
-TEST_F(Lock, LetsTheSlotReadAsEmptyBeforeTheFirstUnlock) {
+TEST_F(KeychainLock, LetsTheSlotReadAsEmptyBeforeTheFirstUnlock) {
     ASSERT_TRUE(CSRStorage::shared().saveCSR("a certificate"));
     Desktop::setDeviceState(locked);
     EXPECT_EQ(CSRStorage::shared().getCSR(), "a certificate");
@@ -156,7 +156,7 @@ TEST_F(Lock, LetsTheSlotReadAsEmptyBeforeTheFirstUnlock) {
     EXPECT_EQ(CSRStorage::shared().getCSR(), "a certificate");
 }
 
-TEST_F(Lock, KeepsNobodyFromTheFallbackPairAfterTheFirstUnlock) {
+TEST_F(KeychainLock, KeepsNobodyFromTheFallbackPairAfterTheFirstUnlock) {
     const CryptoUtils utils;
     const auto pair = utils.generateKeysAndStoreInKeychain(KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha256),
                                                            1024, "private", "public");
@@ -169,7 +169,7 @@ TEST_F(Lock, KeepsNobodyFromTheFallbackPairAfterTheFirstUnlock) {
     EXPECT_EQ(utils.loadKey("public"), nullptr);
 }
 
-TEST_F(Lock, LeavesKeysAloneThatAreNotInTheKeychain) {
+TEST_F(KeychainLock, LeavesKeysAloneThatAreNotInTheKeychain) {
     Desktop::setDeviceState(beforeFirstUnlock);
     EXPECT_NE(
         SecKeyCreateRandomKey(
@@ -177,12 +177,12 @@ TEST_F(Lock, LeavesKeysAloneThatAreNotInTheKeychain) {
         nullptr);
 }
 
-TEST_F(Lock, IsThereBeforeTheFirstUnlock) {
+TEST_F(KeychainLock, IsThereBeforeTheFirstUnlock) {
     EXPECT_THROW(Desktop::setDeviceState({.locked = false, .firstUnlock = false}), Desktop::DeviceError);
     EXPECT_EQ(Desktop::deviceState(), unlocked);
 }
 
-TEST_F(Lock, StaysWhenTheDeviceIsOpenedAgain) {
+TEST_F(KeychainLock, StaysWhenTheDeviceIsOpenedAgain) {
     const Desktop::DeviceState state{.biometry = LABiometryType::touchID,
                                      .enrolled = false,
                                      .lockedOut = true,

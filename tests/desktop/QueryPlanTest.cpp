@@ -23,16 +23,16 @@ int traceNewConnection(sqlite3* database, char**, const sqlite3_api_routines*) {
     return sqlite3_trace_v2(database, SQLITE_TRACE_STMT, remember, nullptr);
 }
 
-class QueryPlans : public testing::Test {
+class KeychainQueryPlans : public testing::Test {
   protected:
-    QueryPlans() {
+    KeychainQueryPlans() {
         // SQLite takes the entry point of an extension as a function of another type.
         sqlite3_auto_extension(reinterpret_cast<void (*)()>(traceNewConnection));
         Desktop::openDevice(device.folder());
         statements.clear();
     }
 
-    ~QueryPlans() override {
+    ~KeychainQueryPlans() override {
         sqlite3_reset_auto_extension();
     }
 
@@ -67,7 +67,7 @@ class QueryPlans : public testing::Test {
     const TestDevice device;
 };
 
-TEST_F(QueryPlans, UseAnIndexAndSortNothing) {
+TEST_F(KeychainQueryPlans, UseAnIndexAndSortNothing) {
     useEverything();
     const std::set<std::string> asked = statements;
     int searches = 0;

@@ -18,12 +18,12 @@ struct RequestCase {
     const char* name;  // of the signature algorithm, as the openssl command prints it
 };
 
-class Requests : public testing::TestWithParam<RequestCase> {
+class CertificateSigningRequests : public testing::TestWithParam<RequestCase> {
   protected:
     const TestDevice device;
 };
 
-TEST_P(Requests, AreAcceptedByOpenSSL) {
+TEST_P(CertificateSigningRequests, AreAcceptedByOpenSSL) {
     SecKeyCreateRandomKey(
         pairParameters(GetParam().algorithm.secKeyAttrType(), GetParam().bits, "private", "public"), nullptr);
     const CertificateSigningRequest request(
@@ -41,7 +41,7 @@ TEST_P(Requests, AreAcceptedByOpenSSL) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Algorithms, Requests,
+    Algorithms, CertificateSigningRequests,
     testing::Values(
         RequestCase{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha1), 1024, "sha1WithRSAEncryption"},
         RequestCase{KeyAlgorithm::rsa(KeyAlgorithm::Signature::sha256), 2048, "sha256WithRSAEncryption"},

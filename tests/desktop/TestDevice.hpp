@@ -41,26 +41,26 @@ std::vector<std::string> select(const std::filesystem::path& file, const std::st
 Bytes readFile(const std::filesystem::path& file);
 void writeFile(const std::filesystem::path& file, const Bytes& content);
 
-/// The parameters of a pair of keys that are both kept, under these tags.
+/// Returns the parameters of a pair of keys whose halves are both stored, under these tags.
 CFDictionary pairParameters(SecConstant keyType, std::int64_t bits, const std::string& privateTag,
                             const std::string& publicTag);
 
 /// Makes a pair of P-256 keys under PERSON.private and PERSON.public.
 SecKeyRef makePair(const std::string& person);
 
-/// The query for the keys under `tag`.
+/// Returns the query for the keys under `tag`.
 CFDictionary keyQuery(const std::string& tag);
 
-/// The key under `tag`; null when there is none.
+/// Returns the key under `tag`, or null if there is none.
 SecKeyRef findKey(const std::string& tag);
 
-/// The query for the password of `account`, with its value.
+/// Returns the query for the password of `account`, with its value.
 CFDictionary passwordQuery(const std::string& account);
 
 OSStatus addPassword(const std::string& account, const std::string& value,
                      SecConstant accessible = kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly);
 
-/// Whether the keys under PERSON.private and PERSON.public sign and verify.
+/// Returns whether the keys under PERSON.private and PERSON.public sign and verify.
 bool pairWorks(const std::string& person);
 
 }  // namespace KavrelCrypto

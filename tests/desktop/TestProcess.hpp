@@ -7,17 +7,18 @@
 namespace KavrelCrypto {
 
 struct Outcome {
-    int status;  // as the shell has it: 0 to 255, or -1 when a signal ended the process
+    int status;  // 0 to 255, or -1 if a signal ended the process
     std::string output;
 };
 
-/// Runs a shell command; its output is standard output and standard error together.
+/// Runs a shell command. The output is standard output and standard error together.
 Outcome run(const std::string& command);
 
-/// `text` as one word of a shell command.
+/// Returns `text` as one word of a shell command.
 std::string quoted(const std::string& text);
 
-/// The worker program, started; it waits until it is let go. What is still running is killed at the end.
+/// A running worker program, which waits until it is let go. A worker that still runs is killed by the
+/// destructor.
 class Worker {
   public:
     explicit Worker(const std::vector<std::string>& arguments);
@@ -28,10 +29,10 @@ class Worker {
 
     void letGo();
 
-    /// Lets it go and waits until it says something.
+    /// Lets it go and waits for its first output.
     void waitForSign();
 
-    /// SIGKILL, and waits until the process is gone.
+    /// Kills the process and waits until it is gone.
     void kill();
 
     /// Lets it go and waits for its end.
