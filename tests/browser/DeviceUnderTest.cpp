@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <map>
@@ -24,10 +25,9 @@ class Package final : public testing::Environment {
   public:
     void SetUp() override {
         const char* const tarball = std::getenv("KAVREL_CRYPTO_PACKAGE");
-        if (tarball == nullptr) {
-            std::cerr << "plugin_tests_browser: run \"npm test -- simulator/suite\", which packs the npm "
-                         "package and "
-                         "runs this over it, or make a package with \"npm pack\" and name it in "
+        if (tarball == nullptr || !std::filesystem::exists(tarball)) {
+            std::cerr << "plugin_tests_browser: there is no package. Run \"npm test -- simulator/suite\", "
+                         "which packs it, or run \"npm pack\" and put the path of what it makes into "
                          "KAVREL_CRYPTO_PACKAGE.\n";
             std::exit(2);
         }
