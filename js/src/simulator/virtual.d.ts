@@ -1,4 +1,4 @@
-// The modules that js/simulator.mjs makes from the compiled C++.
+// The modules that js/simulator.mjs makes from the compiled C++, and the style sheets that it turns into strings.
 
 declare module 'virtual:component' {
   import type { Component } from './component.js';
@@ -11,4 +11,9 @@ declare module 'virtual:component/wasm' {
   /** The WebAssembly, compressed with gzip, in base64. */
   const compressed: string;
   export default compressed;
+}
+
+declare module '*.css?inline' {
+  const styles: string;
+  export default styles;
 }
