@@ -138,14 +138,14 @@ class PartialFiles {
     const FileDescriptor& descriptor_;
 };
 
-/// Makes the keychain in `folder`, whole or not at all.
-void createKeychain(const fs::path& folder, const FileDescriptor& descriptor, const fs::path& file) {
+/// Makes the file `keychain` in `folder`, whole or not at all.
+void createKeychain(const fs::path& folder, const FileDescriptor& descriptor, const fs::path& keychain) {
     const PartialFiles files(folder, descriptor);
     const fs::path partial = files.write(newKeychain());
     // SQLite tries the file before it is in its place: where SQLite cannot use a path, no keychain is left.
-    Database::open(partial, file).integer("SELECT count(*) FROM state");
-    if (::link(partial.c_str(), file.c_str()) != 0 && errno != EEXIST) {
-        throw systemFailure(file, "cannot be created", errno);
+    Database::open(partial, keychain).integer("SELECT count(*) FROM state");
+    if (::link(partial.c_str(), keychain.c_str()) != 0 && errno != EEXIST) {
+        throw systemFailure(keychain, "cannot be created", errno);
     }
     // The file's name is to survive a power cut, too. Where the file system cannot see to that, the file is
     // good all the same.
