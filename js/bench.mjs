@@ -67,7 +67,7 @@ async function timeCalls(rounds) {
   const database = await done(indexedDB.open('kavrel-crypto/default'));
   const items = () => database.transaction(['items', 'state'], 'readonly').objectStore('items');
   const tag = `com.solbera.app.privatekey.${nationalCode}`;
-  const readKey = () => done(items().index('class and name').getAll(['privateKey', tag]));
+  const readKey = () => done(items().index('name').getAll(tag));
   const [{ secret }] = await readKey();
   const scheme = 'RSASSA-PKCS1-v1_5';
   const data = new Uint8Array(32);

@@ -5,13 +5,13 @@ import { certificateOf } from './certificate.js';
 import type { PhoneState } from './definitions.js';
 import type { Answer, PlatformError } from './failure.js';
 import { Failure, answer, status } from './failure.js';
-import type { ItemQuery, Keychain } from './keychain.js';
+import type { Keychain } from './keychain.js';
 import type { Key } from './keys.js';
 import { blockSize, externalRepresentation, generateKeyPair, keyOf, publicHalf, sign, verify } from './keys.js';
 import type { Process } from './process.js';
 import type { Sensor } from './sensor.js';
 import { obstacle } from './sensor.js';
-import type { NewItem } from './storage.js';
+import type { ItemQuery, NewItem } from './storage.js';
 
 const biometryTypes: Record<PhoneState['biometry'], number> = { none: 0, touchID: 1, faceID: 2, opticID: 4 };
 

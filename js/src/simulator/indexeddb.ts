@@ -1,9 +1,9 @@
-import type { ItemClass, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
+import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
 import { newState } from './storage.js';
 
 const items = 'items';
 const state = 'state';
-const byName = 'class and name';
+const byName = 'name';
 
 /** The key of the only record in the store `state`. */
 const stateKey = 0;
@@ -25,14 +25,20 @@ function ended(transaction: IDBTransaction): Promise<void> {
 function create(database: IDBDatabase): void {
   database.createObjectStore(state);
   const store = database.createObjectStore(items, { keyPath: 'id', autoIncrement: true });
-  store.createIndex(byName, ['class', 'name']);
+  store.createIndex(byName, 'name');
 }
+
+/**
+ * The items that were read over each connection, by their numbers. To read a key takes a browser longer than all the rest
+ * of a lookup. An item never changes, and as long as a connection is open its number is not given to another one.
+ */
+const known = new WeakMap<IDBDatabase, Map<number, StoredItem>>();
 
 class StoredTransaction implements Transaction {
   private readonly items: IDBObjectStore;
   private readonly stateStore: IDBObjectStore;
 
-  constructor(transaction: IDBTransaction) {
+  constructor(private readonly transaction: IDBTransaction) {
     this.items = transaction.objectStore(items);
     this.stateStore = transaction.objectStore(state);
   }
@@ -45,10 +51,11 @@ class StoredTransaction implements Transaction {
     await settled(this.stateStore.put(changed, stateKey));
   }
 
-  find(itemClass: ItemClass, name?: string): Promise<StoredItem[]> {
-    const range =
-      name === undefined ? IDBKeyRange.bound([itemClass], [itemClass, []]) : IDBKeyRange.only([itemClass, name]);
-    return settled(this.items.index(byName).getAll(range));
+  async find({ classes, name }: ItemQuery): Promise<StoredItem[]> {
+    const request = name === undefined ? this.items.getAllKeys() : this.items.index(byName).getAllKeys(name);
+    const ids = (await settled(request)) as number[];
+    const items = await Promise.all(ids.map((id) => this.item(id)));
+    return items.filter((item) => classes.includes(item.class));
   }
 
   list(): Promise<StoredItem[]> {
@@ -65,6 +72,14 @@ class StoredTransaction implements Transaction {
 
   async clear(): Promise<void> {
     await settled(this.items.clear());
+  }
+
+  private async item(id: number): Promise<StoredItem> {
+    const { db, mode } = this.transaction;
+    const read = known.get(db)?.get(id) ?? (await settled<StoredItem>(this.items.get(id)));
+    // What a transaction has added itself may be taken back, and its number is given again.
+    if (mode === 'readonly') known.get(db)?.set(id, read);
+    return read;
   }
 }
 
@@ -141,6 +156,7 @@ export class IndexedDBStorage implements Storage {
     const request = indexedDB.open(this.name);
     request.onupgradeneeded = () => create(request.result);
     const database = await settled(request);
+    known.set(database, new Map());
     const forget = () => {
       database.close();
       this.connection = undefined;

@@ -1,13 +1,7 @@
 import type { Accessibility, Item } from './definitions.js';
 import { Failure, status } from './failure.js';
-import type { ItemClass, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
+import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
 import { newState } from './storage.js';
-
-/** Matches the items of any of the classes and, unless it is absent, of the name. */
-export interface ItemQuery {
-  classes: ItemClass[];
-  name?: string;
-}
 
 /** Throws if the phone's lock keeps items of this accessibility out of reach. */
 function requireReach(state: State, accessibility: Accessibility): void {
@@ -19,13 +13,9 @@ function requireReach(state: State, accessibility: Accessibility): void {
   }
 }
 
-/** Returns the state and the matching items. Asks for all of it at once, since in IndexedDB each wait takes time. */
-async function read(transaction: Transaction, { classes, name }: ItemQuery): Promise<[State, StoredItem[]]> {
-  const [state, ...found] = await Promise.all([
-    transaction.state(),
-    ...classes.map((itemClass) => transaction.find(itemClass, name)),
-  ]);
-  return [state, found.flat()];
+/** Returns the state and the matching items. Asks for both at once, since in IndexedDB each wait takes time. */
+function read(transaction: Transaction, query: ItemQuery): Promise<[State, StoredItem[]]> {
+  return Promise.all([transaction.state(), transaction.find(query)]);
 }
 
 function described({ class: itemClass, name, accessibility, createdAt }: StoredItem): Item {
@@ -45,10 +35,8 @@ export class Keychain {
   /** Returns the matching item that was stored first. */
   find(query: ItemQuery): Promise<StoredItem | undefined> {
     return this.storage.transact('readonly', async (transaction) => {
-      const [state, found] = await read(transaction, query);
-      if (found.length === 0) return undefined;
-      const first = found.reduce((earliest, item) => (item.id < earliest.id ? item : earliest));
-      requireReach(state, first.accessibility);
+      const [state, [first]] = await read(transaction, query);
+      if (first) requireReach(state, first.accessibility);
       return first;
     });
   }
@@ -59,7 +47,8 @@ export class Keychain {
       const state = await transaction.state();
       for (const item of items) {
         requireReach(state, item.accessibility);
-        const [same] = item.class === 'genericPassword' ? await transaction.find(item.class, item.name) : [];
+        const sameAccount = { classes: [item.class], name: item.name };
+        const [same] = item.class === 'genericPassword' ? await transaction.find(sameAccount) : [];
         if (same) {
           requireReach(state, same.accessibility);
           throw new Failure(status.duplicateItem, 'There is already a password of this account.');

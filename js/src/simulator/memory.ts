@@ -1,5 +1,5 @@
 import { Queue } from './queue.js';
-import type { ItemClass, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
+import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
 import { newState } from './storage.js';
 
 class MemoryTransaction implements Transaction {
@@ -17,8 +17,8 @@ class MemoryTransaction implements Transaction {
     this.current = { ...state };
   }
 
-  async find(itemClass: ItemClass, name?: string): Promise<StoredItem[]> {
-    return this.items.filter((item) => item.class === itemClass && (name === undefined || item.name === name));
+  async find({ classes, name }: ItemQuery): Promise<StoredItem[]> {
+    return this.items.filter((item) => classes.includes(item.class) && (name === undefined || item.name === name));
   }
 
   async list(): Promise<StoredItem[]> {

@@ -34,12 +34,18 @@ export interface NewItem {
 /** Items are numbered in the order in which they were stored. */
 export type StoredItem = NewItem & { id: number };
 
+/** Matches the items of any of the classes and, unless it is absent, of the name. */
+export interface ItemQuery {
+  classes: ItemClass[];
+  name?: string;
+}
+
 export interface Transaction {
   state(): Promise<State>;
   setState(state: State): Promise<void>;
 
-  /** Returns the items of the class, and of the name if one is given, in the order in which they were stored. */
-  find(itemClass: ItemClass, name?: string): Promise<StoredItem[]>;
+  /** Returns the matching items in the order in which they were stored. */
+  find(query: ItemQuery): Promise<StoredItem[]>;
 
   /** Returns all items in the order in which they were stored. */
   list(): Promise<StoredItem[]>;
