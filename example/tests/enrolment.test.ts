@@ -115,6 +115,7 @@ describe('the sheet', () => {
 
   test('can be answered above a dialog of the app', async () => {
     await sheet(page).getByRole('button', { name: 'Cancel', exact: true }).click();
+    await shows('signature-notice', advice.sign_failed);
     await page.evaluate(() => {
       const dialog = document.createElement('dialog');
       const button = document.createElement('button');
@@ -125,6 +126,7 @@ describe('the sheet', () => {
       dialog.showModal();
     });
     await press('Sign from the dialog');
+    await sheet(page).waitFor();
     await page.keyboard.press('m');
     await shows('verdict', 'The signature belongs to the key');
   });
