@@ -7,6 +7,7 @@ export default defineConfig({
   },
   test: {
     include: ['tests/*.test.ts'],
+    maxWorkers: '100%', // they wait for a browser more than they compute
     // A browser that starts on a busy machine.
     testTimeout: 120_000,
     hookTimeout: 120_000,
