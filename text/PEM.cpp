@@ -1,6 +1,7 @@
 #include "text/PEM.hpp"
 
 #include <cstddef>
+#include <cstdint>
 
 #include "text/Base64.hpp"
 
@@ -20,51 +21,52 @@ std::string without(std::string_view text, std::string_view marker) {
     return rest;
 }
 
-// The platform's whitespace-and-newline set beyond ASCII, in UTF-8: the characters with the Unicode property
-// White_Space and, though it lacks that property, U+200B.
-constexpr std::string_view wideWhiteSpace[] = {
-    "\xC2\x85",      // U+0085 next line
-    "\xC2\xA0",      // U+00A0 no-break space
-    "\xE1\x9A\x80",  // U+1680 Ogham space mark
-    "\xE2\x80\x80", "\xE2\x80\x81", "\xE2\x80\x82", "\xE2\x80\x83", "\xE2\x80\x84", "\xE2\x80\x85",
-    "\xE2\x80\x86", "\xE2\x80\x87", "\xE2\x80\x88", "\xE2\x80\x89", "\xE2\x80\x8A",  // U+2000 to U+200A
-    "\xE2\x80\x8B",  // U+200B zero width space
-    "\xE2\x80\xA8",  // U+2028 line separator
-    "\xE2\x80\xA9",  // U+2029 paragraph separator
-    "\xE2\x80\xAF",  // U+202F narrow no-break space
-    "\xE2\x81\x9F",  // U+205F medium mathematical space
-    "\xE3\x80\x80",  // U+3000 ideographic space
-};
-
 /// Returns the length of the white space that `text`, which is not empty, begins with; 0 if it begins with
-/// something else.
+/// something else. White space is the platform's whitespace-and-newline set: the characters with the Unicode
+/// property White_Space and, though it lacks that property, U+200B.
 std::size_t whiteSpaceLength(std::string_view text) {
-    const auto first = static_cast<unsigned char>(text.front());
-    if (first == ' ' || (first >= '\t' && first <= '\r')) {
-        return 1;
+    // The characters beyond ASCII are compared in UTF-8.
+    const auto at = [&](std::size_t i) { return i < text.size() ? static_cast<std::uint8_t>(text[i]) : 0U; };
+    const auto isBetween = [&](unsigned first, unsigned last) { return at(2) >= first && at(2) <= last; };
+    switch (at(0)) {
+        case '\t':
+        case '\n':
+        case '\v':
+        case '\f':
+        case '\r':
+        case ' ':
+            return 1;
+        case 0xC2:  // U+0085 next line, U+00A0 no-break space
+            return at(1) == 0x85 || at(1) == 0xA0 ? 2 : 0;
+        case 0xE1:  // U+1680 Ogham space mark
+            return at(1) == 0x9A && at(2) == 0x80 ? 3 : 0;
+        case 0xE2:
+            if (at(1) == 0x80) {  // U+2000 to U+200B, U+2028 and U+2029, U+202F narrow no-break space
+                return isBetween(0x80, 0x8B) || isBetween(0xA8, 0xA9) || at(2) == 0xAF ? 3 : 0;
+            }
+            return at(1) == 0x81 && at(2) == 0x9F ? 3 : 0;  // U+205F medium mathematical space
+
+        case 0xE3:  // U+3000 ideographic space
+            return at(1) == 0x80 && at(2) == 0x80 ? 3 : 0;
+        default:
+            return 0;
     }
-    if (first < 0xC2 || first > 0xE3) {  // no string in the table begins with such a byte
-        return 0;
-    }
-    for (const std::string_view space : wideWhiteSpace) {
-        if (text.starts_with(space)) {
-            return space.size();
-        }
-    }
-    return 0;
 }
 
-std::string withoutWhiteSpace(std::string_view text) {
-    std::string rest;
-    rest.reserve(text.size());
-    while (!text.empty()) {
-        const std::size_t length = whiteSpaceLength(text);
+void removeWhiteSpace(std::string& text) {
+    char* kept = text.data();
+    for (std::string_view rest = text; !rest.empty();) {
+        // One look tells that most characters are not white space.
+        const auto first = static_cast<std::uint8_t>(rest.front());
+        const std::size_t length = first > ' ' && first < 0xC2 ? 0 : whiteSpaceLength(rest);
         if (length == 0) {
-            rest += text.front();
+            *kept++ = rest.front();
+            rest.remove_prefix(1);
+        } else {
+            rest.remove_prefix(length);
         }
-        text.remove_prefix(length == 0 ? 1 : length);
     }
-    return rest;
+    text.resize(static_cast<std::size_t>(kept - text.data()));
 }
 
 }  // namespace
@@ -82,8 +84,9 @@ std::string publicKeyPEM(BytesView publicKey) {
 }
 
 std::string certificatePEMBody(std::string_view pem) {
-    return withoutWhiteSpace(
-        without(without(pem, "-----BEGIN CERTIFICATE-----"), "-----END CERTIFICATE-----"));
+    std::string body = without(without(pem, "-----BEGIN CERTIFICATE-----"), "-----END CERTIFICATE-----");
+    removeWhiteSpace(body);
+    return body;
 }
 
 }  // namespace KavrelCrypto

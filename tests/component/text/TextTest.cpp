@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <random>
 
 #include "tests/support/Hex.hpp"
 #include "text/ASCII.hpp"
@@ -89,6 +90,30 @@ TEST(Base64, RefusesWhatIsNotWholeGroupsOfTheAlphabet) {
     }
 }
 
+TEST(Base64, RefusesEveryOtherByteInEveryPlace) {
+    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    for (int byte = 0; byte < 256; ++byte) {
+        const char character = static_cast<char>(byte);
+        for (std::size_t place = 0; place < 8; ++place) {
+            std::string text = "Zm9vYmFy";
+            text[place] = character;
+            const bool isPadding = character == '=' && place == 7;
+            EXPECT_EQ(base64Decode(text).has_value(),
+                      alphabet.find(character) != std::string::npos || isPadding)
+                << text;
+        }
+    }
+}
+
+TEST(Base64, DecodesWhatItEncodedForEveryLength) {
+    std::mt19937 random(20261121);
+    Bytes bytes;
+    for (std::size_t length = 0; length < 300; ++length) {
+        ASSERT_EQ(base64Decode(base64Encode(bytes)), bytes) << length;
+        bytes.push_back(static_cast<std::uint8_t>(random()));
+    }
+}
+
 TEST(Base64, RefusesANulCharacter) {
     EXPECT_EQ(base64Decode(std::string("Zm9\0", 4)), std::nullopt);
 }
@@ -163,6 +188,53 @@ TEST(CertificatePEMBody, DropsTheTwentySixWhiteSpacesAndNoOtherCharacterOfUnicod
         }
         ASSERT_EQ(certificatePEMBody(characters), kept) << "row " << static_cast<unsigned>(row);
     }
+}
+
+/// Removes every `word` of `text`, from left to right, without looking at what moves together.
+std::string withoutEvery(const std::string& word, std::string text) {
+    for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos;) {
+        text.erase(at, word.size());
+    }
+    return text;
+}
+
+/// Does what certificatePEMBody is documented to do, literally and slowly.
+std::string bodyInThreeSteps(const std::string& text) {
+    std::string body = withoutEvery("-----BEGIN CERTIFICATE-----", text);
+    body = withoutEvery("-----END CERTIFICATE-----", body);
+    for (const char32_t space : whiteSpace) {
+        body = withoutEvery(utf8(space), body);
+    }
+    return body;
+}
+
+TEST(CertificatePEMBody, EqualsTheThreeStepsForMarkersInsideMarkersAndWhiteSpaceAnywhere) {
+    const std::u32string begin = U"-----BEGIN CERTIFICATE-----";
+    const std::u32string end = U"-----END CERTIFICATE-----";
+    std::mt19937 random(20261121);
+    const auto below = [&](std::size_t bound) { return random() % bound; };
+    int withMarkers = 0;
+    for (int round = 0; round < 4000; ++round) {
+        std::u32string characters;
+        for (std::size_t insertions = 1 + below(12); insertions > 0; --insertions) {
+            const std::u32string pieces[] = {begin,
+                                             end,
+                                             begin.substr(0, below(begin.size())),
+                                             end.substr(below(end.size())),
+                                             {whiteSpace[below(std::size(whiteSpace))]},
+                                             {static_cast<char32_t>(0x80 + below(0xD000))},
+                                             U"TUlJ"};
+            characters.insert(below(characters.size() + 1), pieces[below(std::size(pieces))]);
+        }
+        std::string text;
+        for (const char32_t character : characters) {
+            text += utf8(character);
+        }
+        const std::string body = bodyInThreeSteps(text);
+        ASSERT_EQ(certificatePEMBody(text), body) << text;
+        withMarkers += body.find("CERTIFICATE-----") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(withMarkers, 100);  // a marker that a removal brings together stays
 }
 
 TEST(ASCII, CountsTheBytesOfAStringThatIsAllASCII) {
