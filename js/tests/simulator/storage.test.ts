@@ -1,0 +1,83 @@
+import 'fake-indexeddb/auto';
+
+import { describe, expect, test } from 'vitest';
+
+import { IndexedDBStorage } from '../../src/simulator/indexeddb.js';
+import { Keychain } from '../../src/simulator/keychain.js';
+import { MemoryStorage } from '../../src/simulator/memory.js';
+import type { NewItem, Storage } from '../../src/simulator/storage.js';
+
+let phones = 0;
+
+const storages: Record<Storage['kind'], () => Promise<Storage>> = {
+  indexeddb: () => IndexedDBStorage.open(`phone ${++phones}`),
+  memory: async () => new MemoryStorage(),
+};
+
+const keychainOver = (storage: Storage) => new Keychain(storage, () => undefined);
+
+const password = (name: string, secret: number): NewItem => ({
+  class: 'genericPassword',
+  name,
+  accessibility: 'afterFirstUnlock',
+  createdAt: new Date(),
+  secret: Uint8Array.of(secret),
+});
+
+const key = (itemClass: 'privateKey' | 'publicKey', secret: number): NewItem => ({
+  ...password('tag', secret),
+  class: itemClass,
+});
+
+async function passwordOf(keychain: Keychain, name: string): Promise<number | undefined> {
+  const item = await keychain.find({ classes: ['genericPassword'], name });
+  return (item?.secret as Uint8Array | undefined)?.[0];
+}
+
+describe.each(Object.entries(storages))('a keychain in %s', (_, open) => {
+  test('finds the item that was stored first', async () => {
+    const keychain = keychainOver(await open());
+    await keychain.add([key('publicKey', 1), key('privateKey', 2)]);
+    await keychain.add([key('privateKey', 3)]);
+    const secretOf = async (...classes: NewItem['class'][]) => (await keychain.find({ classes, name: 'tag' }))?.secret;
+    expect(await secretOf('privateKey', 'publicKey')).toEqual(Uint8Array.of(1));
+    expect(await secretOf('privateKey')).toEqual(Uint8Array.of(2));
+    await keychain.remove({ classes: ['privateKey'] });
+    expect(await secretOf('privateKey')).toBeUndefined();
+    expect(await secretOf('privateKey', 'publicKey')).toEqual(Uint8Array.of(1));
+  });
+
+  test('forgets what it took back', async () => {
+    const keychain = keychainOver(await open());
+    await expect(keychain.add([password('a', 1), password('a', 2)])).rejects.toThrow('already a password');
+    expect(await passwordOf(keychain, 'a')).toBeUndefined();
+    await keychain.add([password('b', 3)]);
+    expect(await passwordOf(keychain, 'b')).toBe(3);
+  });
+
+  test('knows every change at once, also while it reads', async () => {
+    const storage = await open();
+    const [one, another] = [keychainOver(storage), keychainOver(storage)];
+    for (let secret = 1; secret <= 20; ++secret) {
+      const reads = Promise.all([passwordOf(one, 'a'), one.state()]);
+      const write = another.add([password('a', secret)]);
+      await reads;
+      await write;
+      expect(await passwordOf(one, 'a')).toBe(secret);
+      await another.remove({ classes: ['genericPassword'] });
+      expect(await passwordOf(one, 'a')).toBeUndefined();
+    }
+  });
+});
+
+test('two pages see each other in IndexedDB', async () => {
+  const name = `phone ${++phones}`;
+  const [one, another] = [await IndexedDBStorage.open(name), await IndexedDBStorage.open(name)].map(keychainOver);
+  for (let secret = 1; secret <= 20; ++secret) {
+    expect(await passwordOf(one!, 'a')).toBeUndefined();
+    await another!.add([password('a', secret)]);
+    expect(await passwordOf(one!, 'a')).toBe(secret);
+    await one!.remove({ classes: ['genericPassword'] });
+    expect(await passwordOf(another!, 'a')).toBeUndefined();
+  }
+});
