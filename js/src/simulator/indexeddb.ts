@@ -83,11 +83,19 @@ class StoredTransaction implements Transaction {
   }
 }
 
+/** Whether a request failed because its transaction was over. */
+function isOver(error: unknown): boolean {
+  return error instanceof DOMException && ['InvalidStateError', 'TransactionInactiveError'].includes(error.name);
+}
+
 /** Keeps a phone in the browser's database, for all pages of one origin. */
 export class IndexedDBStorage implements Storage {
   readonly kind = 'indexeddb';
 
   private connection: Promise<IDBDatabase> | undefined;
+
+  /** The last transaction that was begun to read. */
+  private reading: IDBTransaction | undefined;
 
   private constructor(private readonly name: string) {}
 
@@ -106,21 +114,8 @@ export class IndexedDBStorage implements Storage {
     return storage;
   }
 
-  async transact<T>(mode: 'readonly' | 'readwrite', work: (transaction: Transaction) => Promise<T>): Promise<T> {
-    const transaction = await this.begin(mode);
-    const end = ended(transaction);
-    end.catch(() => undefined); // if `work` rejects, its reason is the one that counts
-    try {
-      const result = await work(new StoredTransaction(transaction));
-      if (mode === 'readwrite') {
-        transaction.commit();
-        await end;
-      }
-      return result;
-    } catch (error) {
-      abort(transaction);
-      throw error;
-    }
+  transact<T>(mode: 'readonly' | 'readwrite', work: (transaction: Transaction) => Promise<T>): Promise<T> {
+    return mode === 'readonly' ? this.read(work) : this.write(work);
   }
 
   close(): void {
@@ -129,6 +124,37 @@ export class IndexedDBStorage implements Storage {
       () => undefined,
     );
     this.connection = undefined;
+  }
+
+  /**
+   * Reads in the last transaction as long as the browser keeps it open, which it does until the page waits for something
+   * other than the database: to begin a transaction takes as long as to read.
+   */
+  private async read<T>(work: (transaction: Transaction) => Promise<T>): Promise<T> {
+    if (this.reading) {
+      try {
+        return await work(new StoredTransaction(this.reading));
+      } catch (error) {
+        if (!isOver(error)) throw error;
+      }
+    }
+    this.reading = await this.begin('readonly');
+    return work(new StoredTransaction(this.reading));
+  }
+
+  private async write<T>(work: (transaction: Transaction) => Promise<T>): Promise<T> {
+    const transaction = await this.begin('readwrite');
+    const end = ended(transaction);
+    end.catch(() => undefined); // if `work` rejects, its reason is the one that counts
+    try {
+      const result = await work(new StoredTransaction(transaction));
+      transaction.commit();
+      await end;
+      return result;
+    } catch (error) {
+      abort(transaction);
+      throw error;
+    }
   }
 
   private async begin(mode: IDBTransactionMode): Promise<IDBTransaction> {
