@@ -1,3 +1,4 @@
+import { prepareComponent } from './component.js';
 import type { Simulator, SimulatorOptions } from './definitions.js';
 import { IndexedDBStorage } from './indexeddb.js';
 import { MemoryStorage } from './memory.js';
@@ -55,6 +56,7 @@ async function start(options: SimulatorOptions): Promise<Simulator> {
   requireWebCrypto();
   const { name = 'default', prompts = canShowPanel() ? 'ask' : 'cancel', panel = canShowPanel() } = options;
   if (panel) requirePanel();
+  prepareComponent(); // while the storage is opened
   const storage = await openStorage(options);
   let takePanelAway = () => {};
   const phone = new SimulatedPhone(name, storage, prompts, () => {
