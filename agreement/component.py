@@ -1,0 +1,94 @@
+"""The component on its two devices that run anywhere: the desktop device, and the browser device as WebAssembly."""
+
+import base64
+import json
+import os
+import re
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+KAVREL = ROOT / "build/release/kavrel"
+
+# No call takes this long, even on a busy machine: RSA keys are generated in a fraction of a second.
+PATIENCE = 120
+
+
+class Refused(Exception):
+    """A plugin call was rejected, or the component did not answer it at all."""
+
+
+def resolved(method, answer):
+    outcome = json.loads(answer)
+    if "resolve" not in outcome:
+        raise Refused(f"{method} was rejected: {outcome['reject']}")
+    return outcome["resolve"]
+
+
+def pkcs1(key_info):
+    """Returns the public key in the answer of "getKeyInfo", as a PKCS #1 RSAPublicKey in DER."""
+    return base64.b64decode(re.sub("-----[A-Z ]+-----", "", key_info["publicKeyPem"]))
+
+
+class Desktop:
+    """The desktop device in a folder. Each call is a process of its own, as many at once as there are cores."""
+
+    name = "desktop"
+
+    def __init__(self, folder):
+        self.folder = folder
+
+    def call(self, method, options):
+        command = [KAVREL, "--device", self.folder, "call", method, "-"]
+        ended = subprocess.run(command, input=json.dumps(options).encode(), capture_output=True, timeout=PATIENCE)
+        if not ended.stdout:
+            raise Refused(f"kavrel call {method} ended with {ended.returncode}: {ended.stderr.decode()}")
+        return resolved(method, ended.stdout)
+
+    def call_all(self, calls):
+        with ThreadPoolExecutor(os.cpu_count()) as pool:
+            yield from pool.map(lambda call: self.call(*call), calls)
+
+
+class WebAssembly:
+    """The simulator of the npm package in a process of Node.js, which ends with its standard input."""
+
+    name = "WebAssembly"
+
+    def __enter__(self):
+        command = ["node", ROOT / "agreement/webassembly.mjs"]
+        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, cwd=ROOT)
+        return self
+
+    def __exit__(self, *_):
+        self.process.stdin.close()
+        self.process.wait(PATIENCE)
+
+    def send(self, method, options):
+        self.process.stdin.write(json.dumps([method, options]).encode() + b"\n")
+        self.process.stdin.flush()
+        return self.process.stdout.readline()
+
+    def call(self, method, options):
+        answer = self.send(method, options)
+        if not answer:
+            raise Refused(f"the WebAssembly stopped at a call of {method}")
+        return resolved(method, answer)
+
+    def call_all(self, calls):
+        yield from (self.call(*call) for call in calls)
+
+
+def make_keys(device, people):
+    """Makes a key for each national code in `people`. Returns their public keys as PKCS #1 in DER."""
+    for _ in device.call_all([("ensureKey", {"nationalCode": person}) for person in people]):
+        pass
+    answers = device.call_all([("getKeyInfo", {"nationalCode": person}) for person in people])
+    return dict(zip(people, map(pkcs1, answers), strict=True))
+
+
+def make_requests(device, records):
+    """Yields the request for each of `records`, in DER."""
+    for answer in device.call_all([("createCSR", {"userInfo": record}) for record in records]):
+        yield base64.b64decode(answer["csrPem"], validate=True)

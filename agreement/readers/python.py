@@ -1,0 +1,32 @@
+"""Python's cryptography, which reads requests with a parser of its own."""
+
+from pathlib import Path
+
+from cryptography import x509
+from readers.reading import Reading
+
+
+class PythonCryptography:
+    name = "cryptography"
+
+    def __init__(self, folder):
+        pass
+
+    def read_all(self, files):
+        return [self.read(file) for file in files]
+
+    def read(self, file):
+        try:
+            request = x509.load_der_x509_csr(Path(file).read_bytes())
+            if not request.is_signature_valid:
+                return Reading(refusal="the signature is not valid")
+            subject = [(attribute.oid.dotted_string, attribute.value.encode()) for attribute in request.subject]
+            usage = request.extensions.get_extension_for_class(x509.ExtendedKeyUsage)
+        except ValueError as refusal:
+            return Reading(refusal=str(refusal))
+        numbers = request.public_key().public_numbers()
+        return Reading(
+            subject=subject,
+            public_key=(numbers.n, numbers.e),
+            purposes=[purpose.dotted_string for purpose in usage.value],
+        )

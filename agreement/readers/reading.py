@@ -1,0 +1,57 @@
+"""What an implementation makes of a request, and what every reader of requests has in common."""
+
+import json
+import os
+import subprocess
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass
+
+# The longest that a program is waited for, with all the requests there are and on a busy machine.
+PATIENCE = 300
+
+
+@dataclass
+class Reading:
+    """The reason for which a request is refused; or what was read, as far as the implementation shows it."""
+
+    refusal: str | None = None
+    # The attributes of the subject: types, and values in UTF-8.
+    subject: list[tuple[str, bytes]] | None = None
+    # The modulus and the public exponent.
+    public_key: tuple[int, int] | None = None
+    # The key purposes that are asked for. All requests ask for them as a critical extension.
+    purposes: list[str] | None = None
+
+
+def run(*command, **options):
+    return subprocess.run(command, capture_output=True, timeout=PATIENCE, **options)
+
+
+def last_line(output):
+    """Returns the last line that a program wrote, to be shown as its reason."""
+    lines = [line.strip() for line in output.decode(errors="replace").splitlines() if line.strip()]
+    return lines[-1] if lines else "no message"
+
+
+def in_parallel(read, files):
+    """Reads each file with a process of its own, as many at once as there are cores."""
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        return list(pool.map(read, files))
+
+
+def read_by_program(*command):
+    """Returns the readings of a program that writes one line of JSON for each file in its arguments."""
+    ended = run(*command)
+    if ended.returncode != 0:
+        raise RuntimeError(f"{command[0]} ended with {ended.returncode}: {last_line(ended.stderr)}")
+    return [reading_of(json.loads(line)) for line in ended.stdout.splitlines()]
+
+
+def reading_of(line):
+    if "refusal" in line:
+        return Reading(refusal=line["refusal"])
+    return Reading(
+        subject=[(kind, bytes.fromhex(value)) for kind, value in line["subject"]],
+        public_key=(int(line["modulus"], 16), int(line["exponent"], 16)),
+        purposes=line.get("purposes"),
+    )

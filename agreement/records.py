@@ -1,0 +1,269 @@
+"""The identity records from which requests are made, sorted into classes that every implementation treats alike."""
+
+# What a person's record holds if nothing is awkward about it.
+PLAIN = {
+    "identificationId": "1",
+    "nationalCode": "0012345678",
+    "name": "جین",
+    "lastName": "نمونه",
+    "enName": "Jane",
+    "enLastName": "Example",
+    "postalCode": "1234567890",
+    "phoneNumber": "0",
+    "birthCertificateId": "2",
+    "birthDate": "2000-01-01",
+    "city": "Sampletown",
+    "provinceName": "Nowhere",
+    "gender": "F",
+    "citizenship": "X",
+}
+
+# The subject of a request: type, member of the record, and whether it is a PrintableString instead of a UTF8String.
+SUBJECT = [
+    ("2.5.4.8", "provinceName", False),
+    ("2.5.4.7", "city", False),
+    ("2.5.4.3", "nationalCode", False),
+    ("2.5.4.4", "enLastName", False),
+    ("2.5.4.42", "enName", False),
+    ("2.5.4.5", "nationalCode", True),
+    ("2.5.4.17", "postalCode", True),
+]
+FREE_TEXT = ["provinceName", "city", "enLastName", "enName"]
+
+# The largest length that the component writes. From the next one on it writes none, on purpose.
+LARGEST_LENGTH = 32_767
+
+# In a request by a key of 2048 bits: what its information holds besides the content of the subject, without the subject's
+# own tag and length, and what follows the information.
+INFORMATION_BESIDES_SUBJECT = 3 + 294 + 55
+AFTER_INFORMATION = 15 + 261
+
+
+def header(length):
+    """Returns the size of a tag and the length `length` as the component writes them."""
+    if length > LARGEST_LENGTH:
+        return 1
+    return 2 if length < 128 else 3 if length < 256 else 4
+
+
+def enclosed(length):
+    return header(length) + length
+
+
+def item_lengths(size):
+    """Returns the lengths of the string, the SEQUENCE and the SET that hold a value of `size` bytes."""
+    sequence = 5 + enclosed(size)
+    return size, sequence, enclosed(sequence)
+
+
+def lengths(record):
+    """Returns the lengths of the subject, the information and the whole request of `record`, all of ASCII."""
+    subject = sum(enclosed(item_lengths(len(record[member]))[2]) for _, member, _ in SUBJECT)
+    information = INFORMATION_BESIDES_SUBJECT + enclosed(subject)
+    return subject, information, enclosed(information) + AFTER_INFORMATION
+
+
+def person(**members):
+    return {**PLAIN, **members}
+
+
+def with_length(which, length):
+    """Returns a record with a city so long that the subject (0), the information (1) or the request (2) has `length`."""
+    low, high = 0, length
+    while low < high:
+        middle = (low + high) // 2
+        if lengths(person(city="x" * middle))[which] < length:
+            low = middle + 1
+        else:
+            high = middle
+    return person(city="x" * low)
+
+
+def texts_everywhere(texts):
+    """Returns one record for each of `texts`, which stands in all the members that may hold any text."""
+    return [person(**{member: text for member in FREE_TEXT}) for text in texts]
+
+
+def plain():
+    people = [
+        ("Jane", "Example"),
+        ("Mary Jane", "van der Berg"),
+        ("O'Neil", "Smith-Jones"),
+        ("X", "Y"),
+        (" leading", "trailing "),
+        ("  ", " "),
+        ("JANE", "example"),
+    ]
+    codes = ["1", "0000000000", "AbC", "12 34", " 1 ", "(1)+2,3-4./:=?'"]
+    return (
+        [PLAIN]
+        + [person(enName=name, enLastName=last) for name, last in people]
+        + [person(nationalCode=code, postalCode=code) for code in codes]
+    )
+
+
+def special_in_names():
+    """What has a meaning where a name is written as one line."""
+    texts = [
+        "a,b",
+        "CN=b",
+        "a+b",
+        'say "a"',
+        "back\\slash",
+        "<a>",
+        "a;b",
+        "#0C0141",
+        "a/CN=b",
+        "\\0C",
+        "%00",
+        "$(id)",
+        "\\,",
+    ]
+    return texts_everywhere(texts)
+
+
+def scripts():
+    texts = [
+        "شیراز",
+        "تهرانِ بزرگ",
+        "می‌خواهم",
+        "עִבְרִית",
+        "مُحَمَّد",
+        "北京市",
+        "ひらがなカタカナ",
+        "서울",
+        "नमस्ते",
+        "กรุงเทพฯ",
+        "Ελληνικά",
+        "Кириллица",
+        "ÅÄÖßıİ",
+        "e\u0301 \u00e9",
+        "Z\u0351\u036b\u0343\u036a\u0302\u0300\u0334\u0321",
+        "\u0301combining first",
+        "👩‍👩‍👧‍👦",
+        "🇮🇷🇳🇴",
+        "1️⃣👍🏽",
+        "𝔘𝔫𝔦𝔠𝔬𝔡𝔢",
+        "\u202eleft to right\u202c",
+        "\u2067isolated\u2069",
+        "soft\u00adhyphen",
+        "zero\u200bwidth\u200d",
+        "Ａｆｕｌｌｗｉｄｔｈ",
+        "ﷺ",
+    ]
+    return texts_everywhere(texts) + [person(city=text * 40) for text in texts[:4]]
+
+
+def beyond_characters():
+    """Code points that stand for no character of Unicode, or for none that everybody has."""
+    return texts_everywhere(["\ufeffa", "a\ufffe", "a\uffff", "\ufdd0", "\U0010ffff", "\ue000", "\U000f0000", "\ufffd"])
+
+
+def control_characters():
+    texts = [
+        "line\nfeed",
+        "return\r\n",
+        "tab\t",
+        "\u001b[31m",
+        "delete\u007f",
+        "\u0001",
+        "next\u0085line",
+        "\u2028",
+        "bell\a",
+    ]
+    return texts_everywhere(texts) + [person(**{member: "a\nb"}) for member in FREE_TEXT]
+
+
+def null_characters():
+    return texts_everywhere(["a\0b", "\0", "a\0"]) + [person(city="Shiraz\0.example")]
+
+
+def empty_texts():
+    return [person(**{member: ""}) for member in FREE_TEXT] + texts_everywhere([""])
+
+
+def empty_postal_code():
+    return [person(postalCode="")]
+
+
+def beyond_printable():
+    """ASCII that X.680 does not allow in a PrintableString."""
+    postal_codes = [f"12{character}34" for character in '!"#$%;<>@[\\]^_`{|}~']
+    return [person(postalCode=code) for code in postal_codes] + [person(nationalCode=code) for code in ("a_b", "1%2")]
+
+
+def nearly_printable():
+    """ASCII that is not allowed either, but that has long been met with in certificates."""
+    return [person(postalCode=code) for code in ("12*34", "*", "12&34", "&")]
+
+
+def control_in_printable():
+    return [person(postalCode=code) for code in ("12\n34", "\t", "12\x7f", "\x01", "12\x0034", "\0")]
+
+
+def not_ascii_in_printable():
+    """Text that a PrintableString cannot hold: its length is written as 0, and a "?" for each character follows."""
+    texts = ["۱۲۳۴۵۶۷۸۹۰", "٠١٢", "é", "12۳", "北京", "👍", "1234567890\u200f", "\u00a012345", "１２３"]
+    return [person(postalCode=text) for text in texts] + [person(nationalCode=text) for text in texts[:4]]
+
+
+def lengths_of_one_octet():
+    """Lengths around 127 and 255, of the values, of what holds each of them, and of the subject."""
+    sizes = [*range(116, 130), *range(243, 259)]
+    records = [person(city="x" * size) for size in sizes]
+    for member in ("provinceName", "enLastName", "enName", "postalCode"):
+        records += [person(**{member: "1" * size}) for size in (126, 127, 128, 254, 255, 256)]
+    records += [person(nationalCode="1" * size) for size in (64, 65, 127, 128, 255, 256)]
+    records += [person(city="é" * size) for size in (63, 64, 127, 128)]
+    records += [with_length(0, length) for length in (126, 127, 128, 131, 254, 255, 256)]
+    return records
+
+
+def lengths_of_two_octets():
+    """Lengths up to the largest that is written."""
+    records = [person(**{member: "1" * 1000}) for member in (*FREE_TEXT, "postalCode")]
+    records += [person(city="x" * size) for size in (16_383, 16_384, 30_000)]
+    records += [with_length(2, LARGEST_LENGTH - less) for less in range(8)]
+    records += [person(nationalCode="1" * 15_000), person(postalCode="1" * 31_000), person(city="é" * 15_900)]
+    return records
+
+
+def missing_request_length():
+    return [with_length(2, LARGEST_LENGTH + more) for more in (1, 2, 3, 100)] + [with_length(1, LARGEST_LENGTH)]
+
+
+def missing_information_length():
+    return [with_length(1, LARGEST_LENGTH + more) for more in (1, 2, 100)] + [with_length(0, LARGEST_LENGTH)]
+
+
+def missing_subject_length():
+    return [with_length(0, LARGEST_LENGTH + more) for more in (1, 2, 50)]
+
+
+def missing_item_lengths():
+    """Records of which the SET, then the SEQUENCE in it, then the string in that has no length."""
+    sizes = [32_755, 32_758, 32_759, 32_767, 32_768, 40_000, 70_000]
+    records = [person(city="x" * size) for size in sizes]
+    return records + [person(**{member: "1" * 32_768}) for member in ("provinceName", "enLastName", "enName", "postalCode")]
+
+
+CLASSES = {
+    "plain": plain,
+    "special characters of name strings": special_in_names,
+    "scripts, combining marks, emoji": scripts,
+    "code points without a character": beyond_characters,
+    "control characters": control_characters,
+    "null characters": null_characters,
+    "empty UTF8String": empty_texts,
+    "empty PrintableString": empty_postal_code,
+    "* and & in a PrintableString": nearly_printable,
+    "other ASCII in a PrintableString": beyond_printable,
+    "control characters in a PrintableString": control_in_printable,
+    "lengths around 127 and 255": lengths_of_one_octet,
+    "lengths up to 32,767": lengths_of_two_octets,
+    "other than ASCII in a PrintableString": not_ascii_in_printable,
+    "request of 32,768 bytes and more": missing_request_length,
+    "information of 32,768 bytes and more": missing_information_length,
+    "subject of 32,768 bytes and more": missing_subject_length,
+    "attribute of 32,768 bytes and more": missing_item_lengths,
+}
