@@ -114,7 +114,7 @@ Bytes CertificateSigningRequest::rsaPublicKey(BytesView publicKeyBits) {
     const auto [modulus, exponent] =
         decodeRSAPublicKeyComponents(publicKeyBits).value_or(std::pair<BytesView, BytesView>());
     Bytes key;
-    key.reserve(260);
+    key.reserve(publicKeyBits.size() + 16);
     appendInteger(modulus, key);
     appendInteger(exponent, key);
     enclose(key, sequenceTag);
@@ -136,11 +136,13 @@ Bytes CertificateSigningRequest::buildPublicKeyInfo(BytesView publicKeyBits) con
 }
 
 Bytes CertificateSigningRequest::buldCertificationRequestInfo(BytesView publicKeyBits) const {
+    const Bytes name = subject(values_);
+    const Bytes publicKeyInfo = buildPublicKeyInfo(publicKeyBits);
     Bytes info;
-    info.reserve(256);
+    info.reserve(name.size() + publicKeyInfo.size() + 64);
     append(version0, info);
-    append(subject(values_), info);
-    append(buildPublicKeyInfo(publicKeyBits), info);
+    append(name, info);
+    append(publicKeyInfo, info);
     append(values_.includeEkuExtensions ? BytesView(extendedKeyUsageAttributes) : BytesView(noAttributes),
            info);
     enclose(info, sequenceTag);

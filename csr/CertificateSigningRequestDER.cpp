@@ -1,5 +1,7 @@
 // The request's writers and readers of DER (X.690).
 
+#include <algorithm>
+#include <array>
 #include <limits>
 
 #include "csr/CertificateSigningRequest.hpp"
@@ -15,6 +17,37 @@ constexpr std::uint8_t uncompressedPoint = 0x04;
 std::int64_t length(BytesView bytes) {
     return static_cast<std::int64_t>(bytes.size());
 }
+
+/// The length octets of one length. On purpose, there are none from 32768 on, and the structure around them
+/// is malformed. A page can get there with a very long name.
+class LengthOctets {
+  public:
+    /// Stops the process if `length` is negative.
+    explicit LengthOctets(std::int64_t length) {
+        if (length < 0) {
+            fatalError("a DER length must not be negative");
+        }
+        const auto low = static_cast<std::uint8_t>(length);
+        if (length < 0x80) {
+            octets_ = {low};
+            count_ = 1;
+        } else if (length < 0x100) {
+            octets_ = {0x81, low};
+            count_ = 2;
+        } else if (length < 0x8000) {
+            octets_ = {0x82, static_cast<std::uint8_t>(length >> 8U), low};
+            count_ = 3;
+        }
+    }
+
+    [[nodiscard]] BytesView view() const {
+        return BytesView(octets_).first(count_);
+    }
+
+  private:
+    std::array<std::uint8_t, 3> octets_{};
+    std::size_t count_ = 0;
+};
 
 bool byteIs(std::uint8_t expected, BytesView data, std::int64_t index) {
     return index < length(data) && data[static_cast<std::size_t>(index)] == expected;
@@ -58,30 +91,14 @@ void appendRelativeDistinguishedName(Bytes item, Bytes& out) {
 }  // namespace
 
 void CertificateSigningRequest::appendDERLength(std::int64_t length, Bytes& out) {
-    if (length < 0) {
-        fatalError("a DER length must not be negative");
-    }
-    if (length < 0x80) {
-        out.push_back(static_cast<std::uint8_t>(length));
-    } else if (length < 0x100) {
-        out.push_back(0x81);
-        out.push_back(static_cast<std::uint8_t>(length));
-    } else if (length < 0x8000) {
-        out.push_back(0x82);
-        out.push_back(static_cast<std::uint8_t>(length >> 8U));
-        out.push_back(static_cast<std::uint8_t>(length));
-    }
-    // On purpose, a length of 32768 or more is not written, and the structure around it is malformed. A page
-    // can get there with a very long name.
+    const LengthOctets octets(length);
+    append(octets.view(), out);
 }
 
 void CertificateSigningRequest::enclose(Bytes& data, std::uint8_t tag) {
-    Bytes enclosed;
-    enclosed.reserve(data.size() + 4);
-    enclosed.push_back(tag);
-    appendDERLength(length(data), enclosed);
-    append(data, enclosed);
-    data = std::move(enclosed);
+    const LengthOctets octets(length(data));
+    data.insert(data.begin(), 1 + octets.view().size(), tag);
+    std::copy(octets.view().begin(), octets.view().end(), data.begin() + 1);
 }
 
 void CertificateSigningRequest::prependByte(std::uint8_t byte, Bytes& data) {
