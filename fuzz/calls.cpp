@@ -1,0 +1,558 @@
+// Sequences of calls of all methods, by several people, while prompts are open and the device is locked and
+// unlocked: each answer is compared with a simple model of what the keychain, the slot and the sensor hold.
+// An input is a row of steps of three bytes: what is done, to whom, and how.
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <future>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <sqlite3.h>
+#include <string>
+#include <vector>
+
+#include "fuzz/check.hpp"
+#include "fuzz/keys.hpp"
+#include "fuzz/model.hpp"
+#include "platform/Security.hpp"
+#include "platform/desktop/Device.hpp"
+#include "platform/desktop/MainQueue.hpp"
+#include "platform/desktop/Sensor.hpp"
+#include "plugin/DigitalSignPlugin.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+#include "tests/support/TestCall.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+using Desktop::DeviceState;
+using Desktop::PromptAnswer;
+using Fuzz::check;
+using Fuzz::fallbackTags;
+using Fuzz::ownTags;
+using Fuzz::people;
+using Fuzz::Tags;
+
+/// The prompts that are open, in the order in which they were shown. Each waits for its answer on a thread of
+/// the sensor's.
+class Prompts {
+  public:
+    /// Runs on the sensor's thread: shows a prompt and waits until it is answered.
+    PromptAnswer show(const std::string& reason) {
+        check(reason == "Authenticate to sign", "a prompt gives its reason");
+        std::promise<PromptAnswer> prompt;
+        std::future<PromptAnswer> answer = prompt.get_future();
+        {
+            const std::lock_guard lock(mutex_);
+            open_.push_back(std::move(prompt));
+        }
+        shown_.notify_all();
+        return answer.get();
+    }
+    void waitUntilShown(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        check(shown_.wait_for(lock, std::chrono::seconds(10), [&] { return open_.size() == count; }),
+              "a prompt is shown");
+    }
+    void answer(std::size_t index, PromptAnswer answer) {
+        const std::lock_guard lock(mutex_);
+        open_[index].set_value(answer);
+        open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(index));
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable shown_;
+    std::deque<std::promise<PromptAnswer>> open_;
+};
+
+/// The device, which is the same for all inputs, and is made like a new one for each.
+struct World {
+    World() {
+        Desktop::openDevice(folder());
+        Desktop::answerPromptsWith([this](const std::string& reason) { return prompts.show(reason); });
+        OpenSSL::authorityKey();  // takes a key, and is not to take one within an input
+    }
+    [[nodiscard]] std::filesystem::path folder() const {
+        return folders.path() / "device";
+    }
+    [[nodiscard]] std::filesystem::path otherFolder() const {
+        return folders.path() / "other";
+    }
+
+    const TemporaryFolder folders;
+    const DigitalSignPlugin plugin;
+    Prompts prompts;
+};
+
+World& world() {
+    static World instance;
+    return instance;
+}
+
+bool contains(const Bytes& bytes, BytesView part) {
+    return std::search(bytes.begin(), bytes.end(), part.begin(), part.end()) != bytes.end();
+}
+
+std::string replaced(std::string text, const std::string& what, const std::string& by) {
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
+        text.replace(at, what.size(), by);
+    }
+    return text;
+}
+
+/// Returns the certificate for `key`, in DER. Each is issued once.
+const Bytes& certificateFor(const OpenSSL::Key& key) {
+    static std::map<const EVP_PKEY*, Bytes> issued;
+    const auto [entry, isNew] = issued.try_emplace(key.get());
+    if (isNew) {
+        entry->second = OpenSSL::certificate(key);
+    }
+    return entry->second;
+}
+
+struct CertificateText {
+    std::string text;
+    bool isCertificate;
+};
+
+/// Returns a certificate as authorities and mail programs write it, well or badly.
+CertificateText written(const Bytes& der, std::uint8_t manner) {
+    const std::string pem = OpenSSL::pem(der);
+    switch (manner % 7) {
+        case 0:
+            return {replaced(pem, "\n", "\r\n"), true};
+        case 1:
+            return {replaced(pem, "\n", "\t\u00A0\u2028"), true};
+        case 2:
+            return {OpenSSL::base64(der), true};
+        case 3:  // two in one string: their base64 is one certificate if there is no padding between them
+            return {pem + pem, der.size() % 3 == 0};
+        case 4:
+            return {replaced(pem, "CERTIFICATE", "certificate"), false};
+        case 5:
+            return {OpenSSL::pem(BytesView(der).first(der.size() - 1)), false};
+        default:
+            return {pem, true};
+    }
+}
+
+JSObject identity(const std::string& person, const std::string& city) {
+    return {{"identificationId", "1"},
+            {"nationalCode", person},
+            {"name", "سارا"},
+            {"lastName", "کریمی"},
+            {"enName", "Sara"},
+            {"enLastName", "Karimi"},
+            {"postalCode", "1234567890"},
+            {"phoneNumber", ""},
+            {"birthCertificateId", ""},
+            {"birthDate", ""},
+            {"city", city},
+            {"provinceName", "Fars"},
+            {"gender", ""},
+            {"citizenship", ""}};
+}
+
+void checkResolved(const TestCall& call, const JSObject& result) {
+    check(call.timesFinished() == 1, "a call is settled once");
+    check(call.results == std::vector{result}, "a call is resolved with this result");
+}
+
+void checkRejected(const TestCall& call, const char* message,
+                   std::optional<std::string> code = std::nullopt) {
+    check(call.timesFinished() == 1, "a call is settled once");
+    check(call.rejections == std::vector{TestCall::Rejection{message, std::move(code)}},
+          "a call is rejected with this message and this code");
+}
+
+/// Returns the one result of a call, which is not known to the byte.
+const JSObject& resultOf(const TestCall& call) {
+    check(call.timesFinished() == 1 && call.results.size() == 1, "a call is resolved once");
+    return call.results.front();
+}
+
+std::string stringIn(const JSObject& result, const char* key) {
+    const JSValue* value = result.find(key);
+    const auto* string = value == nullptr ? nullptr : value->as<std::string>();
+    check(string != nullptr, "a result has this string");
+    return *string;
+}
+
+JSValue orNull(const std::optional<std::string>& string) {
+    return string ? JSValue(*string) : JSValue(nullptr);
+}
+
+/// The certification request must be for `key` and, where it can be parsed, hold these values.
+void checkRequest(const Bytes& der, const OpenSSL::Key& key, const std::string& person,
+                  const std::string& city) {
+    check(contains(der, OpenSSL::subjectPublicKeyInfo(key)), "a request holds its public key");
+    check(contains(der, bytesOf(city)), "a request holds the city");
+    if (std::all_of(person.begin(), person.end(),
+                    [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+        const OpenSSL::Request request = OpenSSL::parsedRequest(der);
+        check(request != nullptr, "a request is a request");
+        check(X509_REQ_verify(request.get(), key.get()) == 1, "a request is signed with its key");
+    }
+}
+
+/// One input: the steps, and what the device must hold after each of them.
+class Run {
+  public:
+    Run() {
+        Desktop::resetDevice();
+        Fuzz::restartKeys();
+    }
+
+    void step(std::uint8_t what, std::uint8_t who, std::uint8_t how) {
+        constexpr void (Run::*steps[])(const std::string&, std::uint8_t) = {
+            &Run::ensureKey,        &Run::hasKey,
+            &Run::getKeyInfo,       &Run::deleteKey,
+            &Run::storeCertificate, &Run::getCertificate,
+            &Run::createCSR,        &Run::signDigest,
+            &Run::answerPrompt,     &Run::getBiometricStatus,
+            &Run::setState,         &Run::lockOrUnlock,
+            &Run::addFallbackKeys,  &Run::deleteTag,
+            &Run::reopen,           &Run::reset,
+        };
+        (this->*steps[what % std::size(steps)])(people[who % people.size()], how);
+        check(Desktop::deviceState() == model_.state, "the device is in the state that the steps lead to");
+    }
+
+    /// Answers what is still open, and checks everything that the device holds.
+    void finish() {
+        while (!pending_.empty()) {
+            answerPrompt("", 2);
+        }
+        model_.state = {};
+        Desktop::setDeviceState(model_.state);
+        for (const std::string& person : people) {
+            for (const Tags& tags : {ownTags(person), fallbackTags(person)}) {
+                check(storedKey(tags.privateKey, true) == exported(model_.key(tags.privateKey)),
+                      "the keychain holds this private key or none");
+                check(storedKey(tags.publicKey, false) == exported(model_.key(tags.publicKey)),
+                      "the keychain holds this public key or none");
+            }
+        }
+        getCertificate("", 0);
+        check(itemCount() == model_.keys.size() + (model_.slot ? 1 : 0), "the keychain holds nothing else");
+    }
+
+  private:
+    static TestCallRef begin(const char* method, JSObject options) {
+        auto call = std::make_shared<TestCall>(std::move(options));
+        check(world().plugin.perform(method, call), "the plugin has the method");
+        return call;
+    }
+
+    static std::optional<Bytes> exported(const OpenSSL::Key& key) {
+        return key == nullptr ? std::nullopt : std::optional(OpenSSL::rsaPublicKey(key));
+    }
+
+    /// Returns the public key of the key under `tag`, read behind the plugin's back.
+    static std::optional<Bytes> storedKey(const std::string& tag, bool isPrivate) {
+        SecItemResult result;
+        const OSStatus status = SecItemCopyMatching(
+            {{kSecClass, kSecClassKey},
+             {kSecAttrApplicationTag, bytesOf(tag)},
+             {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+             {kSecAttrKeyClass, isPrivate ? kSecAttrKeyClassPrivate : kSecAttrKeyClassPublic},
+             {kSecReturnRef, true}},
+            &result);
+        if (status != errSecSuccess) {
+            return std::nullopt;
+        }
+        const auto key = std::get<SecKeyRef>(result);
+        return SecKeyCopyExternalRepresentation(isPrivate ? SecKeyCopyPublicKey(key) : key, nullptr);
+    }
+
+    static std::size_t itemCount() {
+        sqlite3* database = nullptr;
+        sqlite3_open_v2((world().folder() / "keychain.sqlite").c_str(), &database, SQLITE_OPEN_READONLY,
+                        nullptr);
+        sqlite3_stmt* statement = nullptr;
+        sqlite3_prepare_v2(database, "SELECT count(*) FROM items", -1, &statement, nullptr);
+        check(sqlite3_step(statement) == SQLITE_ROW, "the items can be counted");
+        const auto count = static_cast<std::size_t>(sqlite3_column_int64(statement, 0));
+        sqlite3_finalize(statement);
+        sqlite3_close(database);
+        return count;
+    }
+
+    void ensureKey(const std::string& person, std::uint8_t /*how*/) {
+        const std::size_t before = Fuzz::keysTaken();
+        const TestCallRef call = begin("ensureKey", {{"nationalCode", person}});
+        check(Fuzz::keysTaken() == before + 1, "one key is generated");
+        if (!model_.isUnlocked()) {
+            checkRejected(*call, "ensure_key_failed", model_.whyLocked());
+            return;
+        }
+        checkResolved(*call, {{"ok", true}});
+        model_.setKey(ownTags(person), Fuzz::lastKey());
+    }
+
+    void hasKey(const std::string& person, std::uint8_t /*how*/) {
+        checkResolved(*begin("hasKey", {{"nationalCode", person}}),
+                      {{"exists", model_.privateKey(person) != nullptr}});
+    }
+
+    void getKeyInfo(const std::string& person, std::uint8_t /*how*/) {
+        const TestCallRef call = begin("getKeyInfo", {{"nationalCode", person}});
+        const OpenSSL::Key key = model_.privateKey(person);
+        if (key == nullptr) {
+            checkRejected(*call, "not found");
+            return;
+        }
+        std::string pem = replaced(OpenSSL::pem(OpenSSL::rsaPublicKey(key)), "\n", "\r\n");
+        pem = replaced(replaced(pem, "CERTIFICATE-----\r\n", "CERTIFICATE-----\n"), "\r\n-----END",
+                       "\n-----END");
+        pem = replaced(pem, "CERTIFICATE", "PUBLIC KEY");
+        pem.pop_back();
+        checkResolved(*call, {{"alias", person},
+                              {"alg", "RSA_2048"},
+                              {"createdAt", "unknown"},
+                              {"hardwareBacked", false},
+                              {"publicKeyPem", pem},
+                              {"certificate", orNull(model_.slot)}});
+    }
+
+    void deleteKey(const std::string& person, std::uint8_t /*how*/) {
+        checkResolved(*begin("deleteKey", {{"nationalCode", person}}), {{"deleted", true}});
+        if (model_.isUnlocked()) {
+            model_.keys.erase(ownTags(person).privateKey);
+            model_.keys.erase(ownTags(person).publicKey);
+        }
+        if (model_.wasUnlocked()) {
+            model_.slot.reset();
+        }
+    }
+
+    void storeCertificate(const std::string& person, std::uint8_t how) {
+        // For somebody's key or, for want of one, the authority's; an eighth of all are empty or are nothing.
+        const OpenSSL::Key somebody = model_.key(ownTags(people[how % people.size()]).privateKey);
+        const OpenSSL::Key subject = somebody != nullptr ? somebody : OpenSSL::authorityKey();
+        CertificateText certificate = written(certificateFor(subject), static_cast<std::uint8_t>(how / 4));
+        if (how >= 0xE0) {
+            certificate = {how % 2 == 0 ? "" : "no certificate", false};
+        }
+        const TestCallRef call =
+            begin("storeCertificate", {{"nationalCode", person}, {"certPem", certificate.text}});
+        const OpenSSL::Key key = model_.privateKey(person);
+        if (certificate.text.empty()) {
+            checkRejected(*call, "Provide certPem");
+        } else if (key == nullptr) {
+            checkRejected(*call, "Certificate is not valid (key missing)");
+        } else if (!certificate.isCertificate || key.get() != subject.get()) {
+            checkRejected(*call, "Certificate is not valid");
+        } else {
+            checkResolved(*call, {{"stored", true}});
+            model_.slot = certificate.text;
+        }
+    }
+
+    void getCertificate(const std::string& person, std::uint8_t /*how*/) {
+        checkResolved(*begin("getCertificate", {{"nationalCode", person}}),
+                      {{"certPem", orNull(model_.wasUnlocked() ? model_.slot : std::nullopt)}});
+    }
+
+    void createCSR(const std::string& person, std::uint8_t how) {
+        const std::string city = "Shiraz" + std::string(how, 'i');
+        const std::size_t before = Fuzz::keysTaken();
+        const TestCallRef call = begin("createCSR", {{"userInfo", identity(person, city)}});
+        const bool needsKey = !person.empty() && model_.privateKey(person) == nullptr;
+        check(Fuzz::keysTaken() == before + (needsKey ? 1 : 0), "a key is generated if there is none");
+        if (person.empty()) {
+            checkRejected(*call, "nationalCode required");
+            return;
+        }
+        if (!model_.isUnlocked()) {
+            checkRejected(*call, "ensure_key_failed", model_.whyLocked());
+            return;
+        }
+        if (needsKey) {
+            model_.setKey(ownTags(person), Fuzz::lastKey());
+        }
+        const Bytes der = OpenSSL::fromBase64(stringIn(resultOf(*call), "csrPem"));
+        const Tags fallback = fallbackTags(person);
+        const bool hasFallback =
+            model_.key(fallback.privateKey) != nullptr && model_.key(fallback.publicKey) != nullptr;
+        checkRequest(der, hasFallback ? model_.key(fallback.publicKey) : model_.privateKey(person), person,
+                     city);
+    }
+
+    /// A signature that waits for its prompt.
+    struct Pending {
+        std::string person;
+        std::string digestB64;
+        TestCallRef call;
+    };
+
+    void signDigest(const std::string& person, std::uint8_t how) {
+        if (pending_.size() == mostPrompts) {
+            return;
+        }
+        const bool isBase64 = how % 8 != 7;
+        const std::string digestB64 = OpenSSL::base64(Bytes(how / 8U, how)) + (isBase64 ? "" : " ");
+        const TestCallRef call = begin("signDigest", {{"nationalCode", person}, {"digestB64", digestB64}});
+        if (!isBase64) {
+            checkRejected(*call, "invalid digestB64");
+        } else if (!model_.sensorIsReady()) {
+            checkRejected(*call, "sign_failed");
+        } else {
+            pending_.push_back({person, digestB64, call});
+        }
+        world().prompts.waitUntilShown(pending_.size());
+    }
+
+    void answerPrompt(const std::string& /*person*/, std::uint8_t how) {
+        if (pending_.empty()) {
+            return;
+        }
+        const std::size_t index = how / 4U % pending_.size();
+        const Pending pending = pending_[index];
+        pending_.erase(pending_.begin() + static_cast<std::ptrdiff_t>(index));
+        check(pending.call->timesFinished() == 0, "a call waits for its prompt");
+        const PromptAnswer answer = how % 4 == 0 || how % 4 == 3 ? PromptAnswer::match
+                                    : how % 4 == 1               ? PromptAnswer::noMatch
+                                                                 : PromptAnswer::cancel;
+        world().prompts.answer(index, answer);
+        Desktop::runMainQueueUntil([&] { return pending.call->timesFinished() != 0; });
+        if (isRecognised(answer) && model_.privateKey(pending.person) != nullptr) {
+            checkSignature(pending);
+        } else {
+            checkRejected(*pending.call, "sign_failed");
+        }
+    }
+
+    bool isRecognised(PromptAnswer answer) {
+        DeviceState& state = model_.state;
+        if (answer == PromptAnswer::noMatch) {
+            state.failedPrompts = std::min<std::int64_t>(state.failedPrompts + 1, 5);
+            state.lockedOut = state.lockedOut || state.failedPrompts == 5;
+        }
+        if (answer != PromptAnswer::match || !model_.sensorIsReady()) {
+            return false;
+        }
+        state.failedPrompts = 0;
+        return true;
+    }
+
+    void checkSignature(const Pending& pending) {
+        const std::string signature = stringIn(resultOf(*pending.call), "signatureB64");
+        checkResolved(
+            *pending.call,
+            {{"signatureB64", signature}, {"algo", "RSA_SHA256"}, {"digestB64", pending.digestB64}});
+        check(OpenSSL::verifies(model_.privateKey(pending.person), OpenSSL::fromBase64(pending.digestB64),
+                                OpenSSL::fromBase64(signature)),
+              "a signature is by the person's key over the digest");
+    }
+
+    void getBiometricStatus(const std::string& /*person*/, std::uint8_t /*how*/) {
+        const DeviceState& state = model_.state;
+        const char* status = state.biometry == LABiometryType::none ? "BIOMETRIC_ERROR_NO_HARDWARE"
+                             : !state.enrolled                      ? "BIOMETRIC_ERROR_NONE_ENROLLED"
+                             : state.lockedOut                      ? "BIOMETRIC_ERROR_LOCKOUT"
+                                                                    : "BIOMETRIC_SUCCESS";
+        checkResolved(*begin("getBiometricStatus", {}),
+                      {{"enabled", model_.sensorIsReady()},
+                       {"status", status},
+                       {"type", static_cast<std::int64_t>(state.biometry)}});
+    }
+
+    void setState(const std::string& person, std::uint8_t how) {
+        const DeviceState state{
+            .biometry = static_cast<LABiometryType>(how % 6),
+            .enrolled = (how & 0x08U) == 0,
+            .lockedOut = (how & 0x10U) != 0,
+            .locked = (how & 0x20U) != 0,
+            .firstUnlock = (how & 0x40U) == 0,
+            .failedPrompts = static_cast<std::int64_t>(person.size() % 7) - (how >= 0xF0 ? 1 : 0)};
+        const bool isKind = how % 6 <= 2 || how % 6 == 4;
+        const bool isPossible = isKind && (state.locked || state.firstUnlock) && state.failedPrompts >= 0 &&
+                                state.failedPrompts <= 5;
+        bool isSet = true;
+        try {
+            Desktop::setDeviceState(state);
+        } catch (const Desktop::DeviceError&) {
+            isSet = false;
+        }
+        check(isSet == isPossible, "a device is in a possible state only");
+        model_.state = isSet ? state : model_.state;
+    }
+
+    void lockOrUnlock(const std::string& /*person*/, std::uint8_t how) {
+        model_.state.locked = how % 2 != 0;
+        model_.state.firstUnlock = how % 4 != 3;
+        Desktop::setDeviceState(model_.state);
+    }
+
+    void addFallbackKeys(const std::string& person, std::uint8_t /*how*/) {
+        const Tags tags = fallbackTags(person);
+        if (model_.key(tags.privateKey) != nullptr || model_.key(tags.publicKey) != nullptr) {
+            return;
+        }
+        const auto half = [](const std::string& tag) {
+            return CFDictionary{{kSecAttrIsPermanent, true},
+                                {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock},
+                                {kSecAttrApplicationTag, bytesOf(tag)}};
+        };
+        const SecKeyRef key = SecKeyCreateRandomKey({{kSecAttrKeyType, kSecAttrKeyTypeRSA},
+                                                     {kSecAttrKeySizeInBits, std::int64_t{2048}},
+                                                     {kSecPublicKeyAttrs, half(tags.publicKey)},
+                                                     {kSecPrivateKeyAttrs, half(tags.privateKey)}},
+                                                    nullptr);
+        check((key != nullptr) == model_.wasUnlocked(), "keys are stored once the device was unlocked");
+        if (key != nullptr) {
+            model_.setKey(tags, Fuzz::lastKey());
+        }
+    }
+
+    /// Deletes one half of a pair behind the plugin's back, as an interrupted generation would leave it.
+    void deleteTag(const std::string& person, std::uint8_t how) {
+        const bool isOwn = how % 2 == 0;
+        const Tags tags = isOwn ? ownTags(person) : fallbackTags(person);
+        const std::string& tag = how % 4 < 2 ? tags.privateKey : tags.publicKey;
+        const bool isInReach = isOwn ? model_.isUnlocked() : model_.wasUnlocked();
+        const OSStatus expected = model_.key(tag) == nullptr ? errSecItemNotFound
+                                  : isInReach                ? errSecSuccess
+                                                             : errSecInteractionNotAllowed;
+        check(SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(tag)}}) == expected,
+              "an item is deleted if it is there and in reach");
+        if (expected == errSecSuccess) {
+            model_.keys.erase(tag);
+        }
+    }
+
+    void reopen(const std::string& /*person*/, std::uint8_t /*how*/) {
+        Desktop::openDevice(world().otherFolder());
+        Desktop::openDevice(world().folder());
+    }
+
+    void reset(const std::string& /*person*/, std::uint8_t /*how*/) {
+        Desktop::resetDevice();
+        model_ = {};
+    }
+
+    static constexpr std::size_t mostPrompts = 3;
+
+    Fuzz::Model model_;
+    std::vector<Pending> pending_;
+};
+
+}  // namespace
+}  // namespace KavrelCrypto
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace KavrelCrypto;
+    world();
+    Run run;
+    for (std::size_t i = 0; i + 3 <= size; i += 3) {
+        run.step(data[i], data[i + 1], data[i + 2]);
+    }
+    run.finish();
+    return 0;
+}
