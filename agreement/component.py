@@ -15,14 +15,18 @@ KAVREL = ROOT / "build/release/kavrel"
 PATIENCE = 120
 
 
-class Refused(Exception):
-    """A plugin call was rejected, or the component did not answer it at all."""
+class Rejected(Exception):
+    """A plugin call was rejected."""
+
+
+class Stopped(Exception):
+    """The component stopped at a plugin call."""
 
 
 def resolved(method, answer):
     outcome = json.loads(answer)
     if "resolve" not in outcome:
-        raise Refused(f"{method} was rejected: {outcome['reject']}")
+        raise Rejected(f"{method} was rejected: {outcome['reject']}")
     return outcome["resolve"]
 
 
@@ -43,7 +47,7 @@ class Desktop:
         command = [KAVREL, "--device", self.folder, "call", method, "-"]
         ended = subprocess.run(command, input=json.dumps(options).encode(), capture_output=True, timeout=PATIENCE)
         if not ended.stdout:
-            raise Refused(f"kavrel call {method} ended with {ended.returncode}: {ended.stderr.decode()}")
+            raise Stopped(f"kavrel call {method} ended with {ended.returncode}: {ended.stderr.decode()}")
         return resolved(method, ended.stdout)
 
     def call_all(self, calls):
@@ -73,7 +77,7 @@ class WebAssembly:
     def call(self, method, options):
         answer = self.send(method, options)
         if not answer:
-            raise Refused(f"the WebAssembly stopped at a call of {method}")
+            raise Stopped(f"the WebAssembly stopped at a call of {method}")
         return resolved(method, answer)
 
     def call_all(self, calls):

@@ -42,3 +42,10 @@ def attributes(name):
             (_, kind, _), (_, value, _) = children(attribute)
             found.append((dotted(kind), value))
     return found
+
+
+def enclosed(tag, content):
+    """Returns the element of `tag` around `content`."""
+    size = len(content)
+    octets = size.to_bytes((size.bit_length() + 7) // 8, "big")
+    return bytes([tag]) + (bytes([size]) if size < 0x80 else bytes([0x80 | len(octets)]) + octets) + content

@@ -36,7 +36,7 @@ struct Request {
     Request(const Request&) = delete;
     Request& operator=(const Request&) = delete;
 
-    mbedtls_x509_csr csr;
+    mbedtls_x509_csr csr{};
 };
 
 std::string hex(const mbedtls_asn1_buf& bytes) {

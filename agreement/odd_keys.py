@@ -1,0 +1,80 @@
+"""Certificates for RSA keys that no library makes: written by hand, around the bytes of a SubjectPublicKeyInfo (RFC 5280)."""
+
+from cryptography.hazmat.primitives.asymmetric import ec
+from cryptography.hazmat.primitives.hashes import SHA256
+
+from der import BIT_STRING, SEQUENCE, children, element, enclosed
+
+INTEGER = 0x02
+RSA_ENCRYPTION = bytes.fromhex("06092a864886f70d010101")
+NULL = b"\x05\x00"
+USUAL = b"\x01\x00\x01"  # the exponent 65,537
+
+# 2,048 bits, of which the first and the last are set.
+MODULUS = bytes(range(129, 256)) * 2 + b"\xc5\xc7"
+POSITIVE = b"\0" + MODULUS
+
+
+def rsa_key(modulus, exponent, after=b""):
+    """Returns an RSAPublicKey (RFC 8017) with the contents of two INTEGERs, and with `after` them something else."""
+    return enclosed(SEQUENCE, enclosed(INTEGER, modulus) + enclosed(INTEGER, exponent) + after)
+
+
+def key_info(key, parameters=NULL, unused_bits=0):
+    algorithm = enclosed(SEQUENCE, RSA_ENCRYPTION + parameters)
+    return enclosed(SEQUENCE, algorithm + enclosed(BIT_STRING, bytes([unused_bits]) + key))
+
+
+NO_KEY = "RSA, numbers of no real key"
+NOT_DER = "RSA, numbers not in DER"
+NOT_A_KEY = "RSA, no RSAPublicKey"
+USUAL_KEY = rsa_key(POSITIVE, USUAL)
+
+# The odd SubjectPublicKeyInfo, each with its kind.
+ODD_KEYS = [
+    (NO_KEY, key_info(rsa_key(POSITIVE, b"\x00"))),
+    (NO_KEY, key_info(rsa_key(POSITIVE, b"\x01"))),
+    (NO_KEY, key_info(rsa_key(POSITIVE, b"\x01\x00\x00"))),
+    (NO_KEY, key_info(rsa_key(POSITIVE, b"\x7f" + MODULUS[1:]))),
+    (NO_KEY, key_info(rsa_key(POSITIVE, b"\x7f" + MODULUS * 2))),
+    (NO_KEY, key_info(rsa_key(POSITIVE[:-1] + b"\xc6", USUAL))),
+    (NO_KEY, key_info(rsa_key(b"\x00", USUAL))),
+    (NO_KEY, key_info(rsa_key(b"\x03", USUAL))),
+    (NO_KEY, key_info(rsa_key(b"\0" + MODULUS * 16, USUAL))),
+    (NOT_DER, key_info(rsa_key(MODULUS, USUAL))),
+    (NOT_DER, key_info(rsa_key(POSITIVE, b"\xfd"))),
+    (NOT_DER, key_info(rsa_key(b"\0" + POSITIVE, USUAL))),
+    (NOT_DER, key_info(rsa_key(POSITIVE, b"\0" + USUAL))),
+    (NOT_DER, key_info(rsa_key(POSITIVE, b""))),
+    (NOT_DER, key_info(rsa_key(b"", USUAL))),
+    (NOT_DER, key_info(USUAL_KEY + NULL)),
+    (NOT_A_KEY, key_info(rsa_key(POSITIVE, USUAL, enclosed(INTEGER, USUAL)))),
+    (NOT_A_KEY, key_info(b"")),
+    (NOT_A_KEY, key_info(enclosed(INTEGER, POSITIVE))),
+    (NOT_A_KEY, key_info(b"\x30" + enclosed(INTEGER, POSITIVE) + enclosed(INTEGER, USUAL))),
+    ("RSA, odd parameters", key_info(USUAL_KEY, parameters=b"")),
+    ("RSA, odd parameters", key_info(USUAL_KEY, parameters=b"\x04\x01\x00")),
+    ("RSA, odd parameters", key_info(USUAL_KEY, parameters=enclosed(SEQUENCE, NULL))),
+    ("RSA, bits of the key unused", key_info(USUAL_KEY, unused_bits=3)),
+]
+
+
+class ByHand:
+    """Makes a certificate for each odd key, signed by a throw-away authority."""
+
+    name = "hand"
+
+    def __init__(self, pattern):
+        """Takes all but the key from the certificate `pattern`."""
+        information, self.algorithm, _ = children(element(pattern)[1])
+        self.fields = [encoded for _, _, encoded in children(information[1])]
+        self.authority = ec.generate_private_key(ec.SECP256R1())
+
+    def certificates(self):
+        yield from ((kind, self.issue(key)) for kind, key in ODD_KEYS)
+
+    def issue(self, key):
+        information = enclosed(SEQUENCE, b"".join([*self.fields[:6], key, *self.fields[7:]]))
+        signature = self.authority.sign(information, ec.ECDSA(SHA256()))
+        bits = enclosed(BIT_STRING, b"\0" + signature)
+        return enclosed(SEQUENCE, information + self.algorithm[2] + bits)
