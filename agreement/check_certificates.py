@@ -17,10 +17,10 @@ from tempfile import TemporaryDirectory
 
 from certificates import certificate_by
 from component import ROOT
+from console import progress, tell
 from key_match import AGREES, NO_KEY, STOPPED, DesktopKeys, WebAssemblyKeys
 from makers.all import ALL, LIGHT
 from odd_keys import ByHand
-from report import progress
 from roots import roots
 
 DEVICES = [DesktopKeys(), WebAssemblyKeys()]
@@ -110,8 +110,8 @@ def main():
 
     table.print()
     print_figures(certificates, table)
-    sys.exit(table.failed())
+    return table.failed()
 
 
 if __name__ == "__main__":
-    main()
+    tell(main)

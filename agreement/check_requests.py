@@ -6,7 +6,6 @@ their signatures, and prints a table of who accepts what. Fails if that, or anyt
 """
 
 import argparse
-import sys
 import time
 import tomllib
 from dataclasses import dataclass, replace
@@ -14,10 +13,11 @@ from pathlib import Path
 from tempfile import TemporaryDirectory
 
 from component import ROOT, Desktop, WebAssembly, make_keys, make_requests
+from console import progress, tell
 from der import children, element
 from readers.all import ALL, LIGHT
 from records import CLASSES, PLAIN, SUBJECT
-from report import Report, progress
+from report import Report
 
 
 @dataclass
@@ -25,6 +25,7 @@ class Request:
     """A request of a class, and what it is to hold."""
 
     kind: str
+    made: str  # how
     record: dict
     der: bytes
     public_key: tuple[int, int]
@@ -58,7 +59,7 @@ def made_on(device, chosen):
     progress(f"{device.name}: {len(keys)} keys made, {time.monotonic() - began:.0f} s")
     made = make_requests(device, [record for _, record in chosen])
     requests = [
-        Request(kind, record, der, numbers(keys[record["nationalCode"]]))
+        Request(kind, f"by the {device.name}", record, der, numbers(keys[record["nationalCode"]]))
         for (kind, record), der in zip(chosen, made, strict=True)
     ]
     progress(f"{device.name}: {len(requests)} requests made, {time.monotonic() - began:.0f} s")
@@ -85,7 +86,7 @@ def changed(requests):
             for kind, place in CHANGES.items():
                 der = bytearray(request.der)
                 der[place(der)] ^= 0x01
-                yield replace(request, kind=kind, der=bytes(der))
+                yield replace(request, kind=kind, made="changed afterwards", der=bytes(der))
 
 
 def written(requests, folder):
@@ -122,7 +123,7 @@ def main():
         report = Report(expected)
         for one, other in zip(requests, from_webassembly, strict=True):
             if without_key_and_signature(one) != without_key_and_signature(other):
-                report.complain(f"{one.kind}: the two devices make different requests for the record {one.record}")
+                report.complain(f'the two devices make different requests of "{one.kind}"')
         requests += from_webassembly
         requests += list(changed(requests))
         requests.sort(key=lambda request: [*CLASSES, *CHANGES].index(request.kind))
@@ -130,8 +131,8 @@ def main():
 
     report.judge(requests, readings)
     report.print()
-    sys.exit(report.failed())
+    return report.failed()
 
 
 if __name__ == "__main__":
-    main()
+    tell(main)

@@ -15,11 +15,11 @@ KAVREL = ROOT / "build/release/kavrel"
 PATIENCE = 120
 
 
-class Rejected(Exception):
+class Rejected(RuntimeError):
     """A plugin call was rejected."""
 
 
-class Stopped(Exception):
+class Stopped(RuntimeError):
     """The component stopped at a plugin call."""
 
 
@@ -38,7 +38,7 @@ def pkcs1(key_info):
 class Desktop:
     """The desktop device in a folder. Each call is a process of its own, as many at once as there are cores."""
 
-    name = "desktop"
+    name = "desktop device"
 
     def __init__(self, folder):
         self.folder = folder

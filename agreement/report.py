@@ -9,15 +9,11 @@ PURPOSES = ["1.3.6.1.4.1.311.10.3.12", "1.3.6.1.5.5.7.3.2"]  # document signing,
 ACCEPTED = {"accepts": True}
 
 
-def progress(line):
-    """Tells whoever waits what was done."""
-    print(f"   {line}", file=sys.stderr, flush=True)
-
-
 class Report:
     def __init__(self, expected):
         self.expected = expected
         self.names = []
+        self.makers = Counter()
         self.rows = []
         self.malformed = {}
         self.complaints = []
@@ -33,6 +29,7 @@ class Report:
     def judge(self, requests, readings):
         """Takes in the `readings` of `requests`, by the implementations' names. Requests of one class stand together."""
         self.names = list(readings)
+        self.makers = Counter(request.made for request in requests)
         pairs = zip(requests, zip(*readings.values(), strict=True), strict=True)
         for kind, group in groupby(pairs, key=lambda pair: pair[0].kind):
             self.judge_class(kind, list(group))
@@ -68,7 +65,7 @@ class Report:
                 continue
             self.counts[what] += 1
             if read[what] != value:
-                self.complain(f'{name} reads another {what} in "{request.kind}": {read[what]} instead of {value}')
+                self.complain(f'{name} reads the {what} of "{request.kind}" as {read[what]} instead of {value}')
 
     def find_malformed_bytes(self, kind, encodings):
         found = [re.search(self.expected[kind]["bytes"], encoding) for encoding in encodings]
@@ -109,10 +106,12 @@ class Report:
             print(f"      {shown}")
 
     def print_figures(self):
-        made = sum(made for _, made, _ in self.rows)
+        made = sum(self.makers.values())
         accepted = sum(sum(row) for _, _, row in self.rows)
         refused = made * len(self.names) - accepted
-        print(f"\n{made} requests in {len(self.rows)} classes, read by {len(self.names)} implementations")
+        makers = ", ".join(f"{count} {how}" for how, count in self.makers.items())
+        print(f"\n{made} requests in {len(self.rows)} classes: {makers}")
+        print(f"{len(self.names)} implementations: {', '.join(self.names)}")
         print(f"{accepted} readings accepted, {refused} refused, {len(self.complaints)} not as expected")
         print(f"{sum(self.counts.values())} comparisons of what was read with what went in:", end=" ")
         print(", ".join(f"{count} of the {what}" for what, count in self.counts.items()))

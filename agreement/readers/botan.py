@@ -5,7 +5,7 @@ import re
 from pathlib import Path
 
 from readers.issued import reading_of_certificate
-from readers.reading import Reading, in_parallel, last_line, run
+from readers.reading import Reading, one_by_one, last_line, run
 
 
 class Botan:
@@ -23,7 +23,7 @@ class Botan:
         return ended.stdout.decode()
 
     def read_all(self, files):
-        return in_parallel(self.read, files)
+        return one_by_one(self.read, files)
 
     def read(self, file):
         try:

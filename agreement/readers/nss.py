@@ -4,7 +4,7 @@ import re
 from pathlib import Path
 
 from readers.issued import reading_of_certificate
-from readers.reading import Reading, in_parallel, run
+from readers.reading import Reading, one_by_one, run
 
 
 class NSS:
@@ -26,12 +26,12 @@ class NSS:
             raise RuntimeError(f"certutil {arguments[0]}: {ended.stderr.decode()}")
 
     def read_all(self, files):
-        return in_parallel(self.read, files)
+        return one_by_one(self.read, files)
 
     def read(self, file):
         issued = Path(file).with_suffix(".nss")
         try:
             self.certutil("-C", "-c", "ca", "-i", file, "-o", issued, "-v", "12")
         except RuntimeError as refusal:
-            return Reading(refusal=re.search("bad certificate request *: *(.*)|$", str(refusal))[1] or str(refusal))
+            return Reading(refusal=re.search("(SEC_ERROR.*)|$", str(refusal))[1] or str(refusal))
         return reading_of_certificate(issued.read_bytes())

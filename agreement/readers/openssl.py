@@ -2,7 +2,7 @@
 
 import re
 
-from readers.reading import Reading, in_parallel, last_line, run
+from readers.reading import Reading, one_by_one, last_line, run
 
 from der import element
 
@@ -16,7 +16,7 @@ class OpenSSL:
         pass
 
     def read_all(self, files):
-        return in_parallel(self.read, files)
+        return one_by_one(self.read, files)
 
     def read(self, file):
         show = ["-noout", "-text", "-modulus", "-nameopt", "oid,sep_comma_plus,dump_all,dump_der"]

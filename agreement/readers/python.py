@@ -3,7 +3,7 @@
 from pathlib import Path
 
 from cryptography import x509
-from readers.reading import Reading
+from readers.reading import Reading, one_by_one
 
 
 class PythonCryptography:
@@ -13,20 +13,16 @@ class PythonCryptography:
         pass
 
     def read_all(self, files):
-        return [self.read(file) for file in files]
+        return one_by_one(self.read, files)
 
     def read(self, file):
-        try:
-            request = x509.load_der_x509_csr(Path(file).read_bytes())
-            if not request.is_signature_valid:
-                return Reading(refusal="the signature is not valid")
-            subject = [(attribute.oid.dotted_string, attribute.value.encode()) for attribute in request.subject]
-            usage = request.extensions.get_extension_for_class(x509.ExtendedKeyUsage)
-        except ValueError as refusal:
-            return Reading(refusal=str(refusal))
+        request = x509.load_der_x509_csr(Path(file).read_bytes())
+        if not request.is_signature_valid:
+            return Reading(refusal="the signature is not valid")
         numbers = request.public_key().public_numbers()
+        usage = request.extensions.get_extension_for_class(x509.ExtendedKeyUsage)
         return Reading(
-            subject=subject,
+            subject=[(attribute.oid.dotted_string, attribute.value.encode()) for attribute in request.subject],
             public_key=(numbers.n, numbers.e),
             purposes=[purpose.dotted_string for purpose in usage.value],
         )

@@ -33,10 +33,17 @@ def last_line(output):
     return lines[-1] if lines else "no message"
 
 
-def in_parallel(read, files):
-    """Reads each file with a process of its own, as many at once as there are cores."""
+def one_by_one(read, files):
+    """Reads each file, as many at once as there are cores. An implementation that raises an error refuses the file."""
+
+    def read_or_refuse(file):
+        try:
+            return read(file)
+        except Exception as failure:
+            return Reading(refusal=repr(failure))
+
     with ThreadPoolExecutor(os.cpu_count()) as pool:
-        return list(pool.map(read, files))
+        return list(pool.map(read_or_refuse, files))
 
 
 def read_by_program(*command):
