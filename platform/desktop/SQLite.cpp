@@ -120,32 +120,47 @@ Bytes readDatabaseHeader(const std::filesystem::path& file) {
     return header;
 }
 
-Statement::Statement(Database& database, std::string_view sql, std::initializer_list<Value> values)
-    : database_(database) {
-    sqlite3_stmt* handle = nullptr;
-    const int code = sqlite3_prepare_v2(database.handle_.get(), sql.data(), static_cast<int>(sql.size()),
-                                        &handle, nullptr);
-    handle_.reset(handle);
-    database.check(code);
+Statement::Statement(Database& database, const std::string& sql, std::initializer_list<Value> values)
+    : database_(database), prepared_(take(database, sql)) {
     int index = 0;
     for (const Value& value : values) {
         bind(++index, value);
     }
 }
 
+Statement::~Statement() {
+    sqlite3_reset(handle());
+    sqlite3_clear_bindings(handle());
+    database_.idle_.insert(std::move(prepared_));
+}
+
+Database::Prepared::node_type Statement::take(Database& database, const std::string& sql) {
+    if (Database::Prepared::node_type idle = database.idle_.extract(sql)) {
+        return idle;
+    }
+    sqlite3_stmt* handle = nullptr;
+    const int code = sqlite3_prepare_v3(database.handle_.get(), sql.data(), static_cast<int>(sql.size()),
+                                        SQLITE_PREPARE_PERSISTENT, &handle, nullptr);
+    Database::Prepared::mapped_type owned(handle);
+    database.check(code);
+    Database::Prepared prepared;
+    prepared.emplace(sql, std::move(owned));
+    return prepared.extract(prepared.begin());
+}
+
 void Statement::bind(int index, const Value& value) {
     if (const auto* number = std::get_if<std::int64_t>(&value)) {
-        database_.check(sqlite3_bind_int64(handle_.get(), index, *number));
+        database_.check(sqlite3_bind_int64(handle(), index, *number));
         return;
     }
     const auto bytes = std::get<BytesView>(value);
     // A null pointer would bind NULL, which is not the same as no bytes.
     const void* data = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
-    database_.check(sqlite3_bind_blob64(handle_.get(), index, data, bytes.size(), SQLITE_STATIC));
+    database_.check(sqlite3_bind_blob64(handle(), index, data, bytes.size(), SQLITE_STATIC));
 }
 
 bool Statement::step() {
-    const int code = sqlite3_step(handle_.get());
+    const int code = sqlite3_step(handle());
     database_.check(code);
     return code == SQLITE_ROW;
 }
@@ -155,12 +170,12 @@ void Statement::run() {
 }
 
 std::int64_t Statement::integer(int column) const {
-    return sqlite3_column_int64(handle_.get(), column);
+    return sqlite3_column_int64(handle(), column);
 }
 
 Bytes Statement::bytes(int column) const {
-    const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(handle_.get(), column));
-    return {data, data + sqlite3_column_bytes(handle_.get(), column)};
+    const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(handle(), column));
+    return {data, data + sqlite3_column_bytes(handle(), column)};
 }
 
 Transaction::Transaction(Database& database, Kind kind) : database_(database) {

@@ -3,11 +3,11 @@
 #include <cstdint>
 #include <filesystem>
 #include <initializer_list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <sqlite3.h>
 #include <string>
-#include <string_view>
 #include <variant>
 
 #include "platform/desktop/FileDescriptor.hpp"
@@ -48,12 +48,16 @@ class Database {
     friend class Statement;
     friend class Transaction;
 
+    /// Prepared statements by their text.
+    using Prepared = std::map<std::string, std::unique_ptr<sqlite3_stmt, FreeWith<sqlite3_finalize>>>;
+
     Database(std::string name, const std::string& path, FileDescriptor folder);
     void check(int code);
 
     std::string name_;
     FileDescriptor folder_;
     std::unique_ptr<sqlite3, FreeWith<sqlite3_close_v2>> handle_;
+    Prepared idle_;  // prepared once and used again, since that takes longer than most of them run
 };
 
 /// Returns the first 100 bytes of `file`, which are the header of a database, with zeros where the file is
@@ -66,7 +70,10 @@ class Statement {
 
     /// Prepares `sql` with `values` for its parameters ?1, ?2, …. Bytes among them must outlive the
     /// statement.
-    Statement(Database& database, std::string_view sql, std::initializer_list<Value> values = {});
+    Statement(Database& database, const std::string& sql, std::initializer_list<Value> values = {});
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+    ~Statement();
 
     /// Advances to the next row. Returns false if there is none.
     bool step();
@@ -78,10 +85,16 @@ class Statement {
     [[nodiscard]] Bytes bytes(int column) const;
 
   private:
+    /// Takes the statement from those that are idle, or prepares it.
+    static Database::Prepared::node_type take(Database& database, const std::string& sql);
+
+    [[nodiscard]] sqlite3_stmt* handle() const {
+        return prepared_.mapped().get();
+    }
     void bind(int index, const Value& value);
 
     Database& database_;
-    std::unique_ptr<sqlite3_stmt, FreeWith<sqlite3_finalize>> handle_;
+    Database::Prepared::node_type prepared_;
 };
 
 /// Holds changes together: all of them take effect with the commit, or none does.
