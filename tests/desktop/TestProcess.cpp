@@ -103,9 +103,20 @@ void Worker::waitForSign() {
     }
 }
 
-void Worker::kill() {
+std::string Worker::kill() {
     ::kill(process_, SIGKILL);
     waitForEnd();
+    return readAll();
+}
+
+std::string Worker::readAll() {
+    std::string output;
+    std::array<char, 4096> buffer{};
+    for (ssize_t count = 1; count > 0;) {
+        count = ::read(output_, buffer.data(), buffer.size());
+        output.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return output;
 }
 
 int Worker::waitForEnd() {
@@ -119,11 +130,7 @@ int Worker::waitForEnd() {
 Outcome Worker::finish() {
     letGo();
     Outcome outcome{};
-    std::array<char, 4096> buffer{};
-    for (ssize_t count = 1; count > 0;) {
-        count = ::read(output_, buffer.data(), buffer.size());
-        outcome.output.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-    }
+    outcome.output = readAll();
     outcome.status = exitStatus(waitForEnd());
     return outcome;
 }

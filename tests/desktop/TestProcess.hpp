@@ -32,13 +32,14 @@ class Worker {
     /// Lets it go and waits for its first output.
     void waitForSign();
 
-    /// Kills the process and waits until it is gone.
-    void kill();
+    /// Kills the process and waits until it is gone. Returns the output that has not been read.
+    std::string kill();
 
     /// Lets it go and waits for its end.
     Outcome finish();
 
   private:
+    std::string readAll();
     int waitForEnd();
 
     pid_t process_ = -1;

@@ -1,0 +1,81 @@
+// A process that is killed at any moment of calling the plugin's methods.
+
+#include <chrono>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "platform/desktop/Device.hpp"
+#include "platform/desktop/Sensor.hpp"
+#include "tests/desktop/Session.hpp"
+#include "tests/desktop/StoredKeys.hpp"
+#include "tests/desktop/TestProcess.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+/// $KAVREL_KILLS, or a few.
+int wantedKills() {
+    const char* count = std::getenv("KAVREL_KILLS");
+    return count == nullptr ? 20 : std::stoi(count);
+}
+
+class Kills : public testing::Test {
+  protected:
+    Kills() {
+        StoredKeys::make(keys_);
+        StoredKeys::use(keys_);
+        Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
+    }
+
+    /// Notes what a worker had written when it was killed. Its last line may be cut.
+    void note(const std::string& output) {
+        std::istringstream lines(output);
+        for (std::string line; std::getline(lines, line) && !lines.eof();) {
+            EXPECT_FALSE(line.starts_with("failure")) << output;
+            const std::size_t blank = line.find(' ');
+            promises_.note(line.substr(0, blank), line.substr(blank + 1));
+            ++notes_;
+        }
+    }
+
+    void expectKept() {
+        Desktop::openDevice(device_);
+        promises_.expectKept();
+        for (const auto& entry : std::filesystem::directory_iterator(device_)) {
+            EXPECT_TRUE(entry.path().filename().string().starts_with("keychain.sqlite")) << entry.path();
+        }
+        Desktop::openDevice(folder_.path() / "elsewhere");
+    }
+
+    const TemporaryFolder folder_;
+    const std::filesystem::path device_ = folder_.path() / "device";
+    const std::filesystem::path keys_ = folder_.path() / "keys";
+    Promises promises_;
+    long notes_ = 0;
+};
+
+TEST_F(Kills, TakeNothingThatWasAcknowledged) {
+    const int kills = wantedKills();
+    std::mt19937 random(std::random_device{}());
+    for (int i = 1; i <= kills; ++i) {
+        Worker worker({device_, keys_, std::to_string(random()), "0", "Sara", "Omid", "Nima"});
+        worker.waitForSign();
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 120'000));
+        const std::string output = worker.kill();
+        note(output);
+        expectKept();
+        ASSERT_FALSE(HasFailure()) << "after kill " << i << " and these notes:\n" << output;
+        if (i % 50 == 0) {
+            std::cout << i << " kills" << std::endl;
+        }
+    }
+    std::cout << "Killed " << kills << " processes among " << notes_
+              << " notes of what they changed; everything acknowledged was there and usable.\n";
+}
+
+}  // namespace
+}  // namespace KavrelCrypto

@@ -1,0 +1,90 @@
+// Eight processes and eight threads that call the plugin's methods on one device at once.
+
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <thread>
+
+#include "platform/Dispatch.hpp"
+#include "platform/desktop/Device.hpp"
+#include "platform/desktop/MainQueue.hpp"
+#include "platform/desktop/Sensor.hpp"
+#include "tests/desktop/Session.hpp"
+#include "tests/desktop/StoredKeys.hpp"
+#include "tests/desktop/TestProcess.hpp"
+#include "tests/support/TemporaryFolder.hpp"
+
+namespace KavrelCrypto {
+namespace {
+
+constexpr int processes = 8;
+constexpr int threads = 8;
+
+/// $KAVREL_SOAK_SECONDS, or a few.
+std::chrono::seconds wantedDuration() {
+    const char* seconds = std::getenv("KAVREL_SOAK_SECONDS");
+    return std::chrono::seconds(seconds == nullptr ? 3 : std::stoi(seconds));
+}
+
+/// Runs `work` with a number on each of the threads, and the main queue on this one until they have ended.
+void onThreads(const std::function<void(int)>& work) {
+    std::atomic<int> running = threads;
+    std::vector<std::thread> all;
+    for (int i = 0; i < threads; ++i) {
+        all.emplace_back([&, i] {
+            work(i);
+            --running;
+            dispatchAsyncMain([] {});  // the queue looks whether there is anybody left after a task
+        });
+    }
+    Desktop::runMainQueueUntil([&] { return running == 0; });
+    for (std::thread& thread : all) {
+        thread.join();
+    }
+}
+
+TEST(Soak, EightProcessesAndEightThreadsShareADevice) {
+    const TemporaryFolder folder;
+    const std::filesystem::path device = folder.path() / "device";
+    const std::filesystem::path keys = folder.path() / "keys";
+    StoredKeys::make(keys);
+    StoredKeys::use(keys);
+    Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
+    Desktop::openDevice(device);
+    const std::chrono::seconds duration = wantedDuration();
+
+    std::vector<Worker> workers;
+    for (int i = 0; i < processes; ++i) {
+        const std::string number = std::to_string(i);
+        workers.emplace_back(std::vector<std::string>{device, keys, number, std::to_string(duration.count()),
+                                                      "process " + number, "process " + number + " too"});
+        workers.back().letGo();
+    }
+    std::atomic<long> calls = 0;
+    std::vector<Promises> promises(threads);
+    const auto end = std::chrono::steady_clock::now() + duration;
+    onThreads([&](int i) {
+        const std::string name = "thread " + std::to_string(i);
+        Session session({{name, name + " too"}, true, false, static_cast<unsigned>(i)},
+                        [](const std::string&, const std::string&) {});
+        for (; std::chrono::steady_clock::now() < end; ++calls) {
+            session.makeAny();
+        }
+        promises[static_cast<std::size_t>(i)] = session.promises();
+    });
+    for (const Promises& promise : promises) {
+        promise.expectKept();
+    }
+    for (Worker& worker : workers) {
+        const Outcome outcome = worker.finish();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.output.find_first_not_of("0123456789"), std::string::npos) << outcome.output;
+        calls += std::atol(outcome.output.c_str());
+    }
+    std::cout << processes << " processes and " << threads << " threads made " << calls << " calls in "
+              << duration.count() << " seconds.\n";
+}
+
+}  // namespace
+}  // namespace KavrelCrypto
