@@ -185,12 +185,15 @@ std::string NumberObject::text() const {
 }
 
 std::string DataObject::text() const {
-    std::string digits = "<";
+    constexpr char hexadecimal[] = "0123456789abcdef";
+    std::string text(2 * bytes.size() + 2, '<');
+    char* digit = text.data() + 1;  // some tags have a megabyte, and are turned into text for each operation
     for (const std::uint8_t byte : bytes) {
-        constexpr char hexadecimal[] = "0123456789abcdef";
-        digits += {hexadecimal[byte >> 4], hexadecimal[byte & 15]};
+        *digit++ = hexadecimal[byte >> 4];
+        *digit++ = hexadecimal[byte & 15];
     }
-    return digits + ">";
+    *digit = '>';
+    return text;
 }
 
 std::string StringObject::text() const {
