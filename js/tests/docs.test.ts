@@ -57,6 +57,26 @@ describe.each(pages)('%s', async (page) => {
   });
 });
 
+/** The C++ tests, as `Suite.Name`. */
+const tests = new Set(
+  (await Promise.all(trackedFiles.filter((file) => /^tests\/.+\.(cpp|mm)$/.test(file)).map((file) => read(tree, file))))
+    .flatMap((source) => [...source.matchAll(/^TEST(?:_[FP])?\((\w+),\s*(\w+)\)/gm)])
+    .map(([, suite, name]) => `${suite}.${name}`),
+);
+
+test('the security page names only tests that there are', async () => {
+  const named = codeSpans(await read(tree, 'docs/security.md')).filter((code) => /^[A-Z]\w+\.[A-Z]\w+$/.test(code));
+  expect(named.length).toBeGreaterThan(5);
+  expect(named.filter((name) => !tests.has(name))).toEqual([]);
+});
+
+test('the page about the tests has the figures that are printed', async () => {
+  const { stdout } = await run('script/figures', [], { cwd: tree });
+  expect(await read(tree, 'docs/testing.md'), 'copy what script/figures prints').toContain(
+    `\`\`\`text\n${stdout}\`\`\``,
+  );
+});
+
 const messages = new Set(methods.flatMap((method) => Object.keys(calls[method].rejections)));
 
 test.each(methods)('the API page names each rejection of %s', (method) => {
