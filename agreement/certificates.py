@@ -44,7 +44,7 @@ def certificate_by(maker, der, kind=None):
 def kind_of(algorithm, key):
     (_, identifier, _), *parameters = children(algorithm)
     if dotted(identifier) != EC_KEY:
-        return ALGORITHMS[dotted(identifier)]
+        return ALGORITHMS.get(dotted(identifier), f"key of the type {dotted(identifier)}")
     tag, curve, _ = parameters[0]
     if tag != OBJECT_IDENTIFIER:
         return "EC, curve written out"

@@ -41,7 +41,7 @@ def all_certificates(folder, short):
         certificates = [certificate for some in made for certificate in some]
     by_hand = ByHand(certificates[0].der)
     certificates += [certificate_by(by_hand.name, der, kind) for kind, der in by_hand.certificates()]
-    return certificates + [certificate_by("Debian's roots", der) for der in roots()]
+    return certificates + [certificate_by("Debian's ca-certificates", der) for der in roots()]
 
 
 def outcomes_on(device, certificates):

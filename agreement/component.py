@@ -1,4 +1,4 @@
-"""The component on its two devices that run anywhere: the desktop device, and the browser device as WebAssembly."""
+"""The component on the desktop device, and on the browser device as WebAssembly: makes plugin calls of both."""
 
 import base64
 import json

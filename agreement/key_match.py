@@ -1,4 +1,4 @@
-"""What the component makes of the key in a certificate, on its two devices that run anywhere."""
+"""What the component makes of the key in a certificate, on the desktop device and in the WebAssembly."""
 
 import base64
 import subprocess
@@ -9,7 +9,7 @@ KEYS_PROGRAM = ROOT / "build/release/agreement/certificate_keys"
 
 # What can come of a certificate's key.
 AGREES = "agrees"  # exported as cryptography exports it
-AS_IT_STANDS = "as it stands"  # exported as the bytes in the certificate, which cryptography exports otherwise or not at all
+AS_IT_STANDS = "as it stands"  # exported as it is in the certificate, unlike what cryptography exports, if it exports it
 NO_KEY = "no key"  # not exported, so the certificate is nobody's
 OTHER = "other bytes"
 WRONG_MATCH = "a match that belies the export"
@@ -64,7 +64,7 @@ class DesktopKeys:
 
 
 class WebAssemblyKeys:
-    """Shows the exported bytes by which of a person's keys match a certificate."""
+    """Finds out what is exported by trying which keys of a person match the certificate."""
 
     name = "WebAssembly"
 

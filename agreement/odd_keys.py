@@ -1,4 +1,4 @@
-"""Certificates for RSA keys that no library makes: written by hand, around the bytes of a SubjectPublicKeyInfo (RFC 5280)."""
+"""Certificates for odd RSA keys, which no library makes, so that each SubjectPublicKeyInfo (RFC 5280) is written by hand."""
 
 from cryptography.hazmat.primitives.asymmetric import ec
 from cryptography.hazmat.primitives.hashes import SHA256
@@ -16,7 +16,7 @@ POSITIVE = b"\0" + MODULUS
 
 
 def rsa_key(modulus, exponent, after=b""):
-    """Returns an RSAPublicKey (RFC 8017) with the contents of two INTEGERs, and with `after` them something else."""
+    """Returns an RSAPublicKey (RFC 8017) of two INTEGERs, given by their contents, and the elements `after` them."""
     return enclosed(SEQUENCE, enclosed(INTEGER, modulus) + enclosed(INTEGER, exponent) + after)
 
 
@@ -27,7 +27,7 @@ def key_info(key, parameters=NULL, unused_bits=0):
 
 NO_KEY = "RSA, numbers of no real key"
 NOT_DER = "RSA, numbers not in DER"
-NOT_A_KEY = "RSA, no RSAPublicKey"
+NOT_A_KEY = "RSA, not an RSAPublicKey"
 USUAL_KEY = rsa_key(POSITIVE, USUAL)
 
 # The odd SubjectPublicKeyInfo, each with its kind.

@@ -80,13 +80,12 @@ def with_length(which, length):
 
 
 def texts_everywhere(texts):
-    """Returns one record for each of `texts`, which stands in all the members that may hold any text."""
+    """Returns one record for each of `texts`, with the same text in all the members that become UTF8Strings only."""
     return [person(**{member: text for member in FREE_TEXT}) for text in texts]
 
 
 def plain():
     people = [
-        ("Jane", "Example"),
         ("Mary Jane", "van der Berg"),
         ("O'Neil", "Smith-Jones"),
         ("X", "Y"),
@@ -103,7 +102,7 @@ def plain():
 
 
 def special_in_names():
-    """What has a meaning where a name is written as one line."""
+    """Characters that have a meaning where a name is written as one string."""
     texts = [
         "a,b",
         "CN=b",
@@ -155,7 +154,7 @@ def scripts():
 
 
 def beyond_characters():
-    """Code points that stand for no character of Unicode, or for none that everybody has."""
+    """Code points that are not characters, or whose meaning Unicode leaves open."""
     return texts_everywhere(["\ufeffa", "a\ufffe", "a\uffff", "\ufdd0", "\U0010ffff", "\ue000", "\U000f0000", "\ufffd"])
 
 
@@ -193,7 +192,7 @@ def beyond_printable():
 
 
 def nearly_printable():
-    """ASCII that is not allowed either, but that has long been met with in certificates."""
+    """ASCII that is not allowed either, but is found in many certificates."""
     return [person(postalCode=code) for code in ("12*34", "*", "12&34", "&")]
 
 
@@ -208,7 +207,7 @@ def not_ascii_in_printable():
 
 
 def lengths_of_one_octet():
-    """Lengths around 127 and 255, of the values, of what holds each of them, and of the subject."""
+    """Lengths around 127 and 255: of values, of the structures around a value, and of the subject."""
     sizes = [*range(116, 130), *range(243, 259)]
     records = [person(city="x" * size) for size in sizes]
     for member in ("provinceName", "enLastName", "enName", "postalCode"):

@@ -117,7 +117,7 @@ class Report:
         print(", ".join(f"{count} of the {what}" for what, count in self.counts.items()))
 
     def failed(self):
-        """Returns whether there were complaints, having told each kind of them once, in the order in which they came."""
+        """Tells each complaint once, in the order in which they came. Returns whether there were any."""
         for sentence, count in Counter(complaint[:300] for complaint in self.complaints).items():
             times = f" ({count} times)" if count > 1 else ""
             print(f"script/agreement: {sentence}{times}", file=sys.stderr)

@@ -11,7 +11,7 @@ import { startSimulator } from 'kavrel-crypto/simulator';
 
 const phone = await startSimulator({ storage: 'memory', prompts: 'match' });
 
-/** Gives the person a key whose export is `publicKey`. There is no other way to have a key of which one knows the bytes. */
+/** Gives the person a key whose export is `publicKey`. WebCrypto would only take the bytes of a real key. */
 async function setKey({ nationalCode, publicKey }) {
   const tag = (half) => `com.solbera.app.${half}.${nationalCode}`;
   const rsaPublicKey = new Uint8Array(Buffer.from(publicKey, 'base64'));

@@ -1,4 +1,7 @@
-"""The implementations that make certificates, in the order in which they are listed."""
+"""The implementations that make certificates, in the order in which they are listed.
+
+Each is made with a folder for its files. `certificates(step)` returns every step-th certificate that it can make, in DER.
+"""
 
 from makers.botan import Botan
 from makers.gnutls import GnuTLS

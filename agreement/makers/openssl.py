@@ -19,7 +19,7 @@ EXTENSIONS = [
     "basicConstraints=critical,CA:true,pathlen:0",
     "nameConstraints=permitted;DNS:example.org",
     "certificatePolicies=2.5.29.32.0",
-    "2.5.29.15=DER:ff",  # a key usage that is no BIT STRING
+    "2.5.29.15=DER:ff",  # a key usage that is not a BIT STRING
 ]
 
 

@@ -1,4 +1,7 @@
-"""The implementations, in the order of the table."""
+"""The implementations that read requests, in the order of the table.
+
+Each is made with a folder for its files. `read_all(files)` returns a Reading of each file, which holds a request in DER.
+"""
 
 from readers.botan import Botan
 from readers.gnutls import GnuTLS

@@ -1,4 +1,4 @@
-"""Takes apart the certificates that an implementation has issued for the requests, where it shows no requests."""
+"""Takes apart the certificates that an implementation issued for requests, if that is the only way to see what it read."""
 
 from readers.reading import Reading
 
