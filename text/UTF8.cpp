@@ -20,13 +20,10 @@ constexpr Sequence sequences[] = {
     {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4},
 };
 
-/// Returns the length of the well-formed sequence that `bytes`, which are not empty, begin with; 0 if they
-/// begin with something else.
+/// Returns the length of the well-formed sequence of more than one byte that `bytes`, which are not empty,
+/// begin with; 0 if they begin with something else.
 std::size_t sequenceLength(std::string_view bytes) {
     const auto at = [&](std::size_t i) { return static_cast<std::uint8_t>(bytes[i]); };
-    if (at(0) < 0x80) {
-        return 1;
-    }
     for (const Sequence& s : sequences) {
         if (at(0) < s.firstFrom || at(0) > s.firstTo) {
             continue;
@@ -46,7 +43,8 @@ std::size_t sequenceLength(std::string_view bytes) {
 
 bool isUTF8(std::string_view bytes) {
     while (!bytes.empty()) {
-        const std::size_t length = sequenceLength(bytes);
+        const bool isASCII = static_cast<std::uint8_t>(bytes.front()) < 0x80;
+        const std::size_t length = isASCII ? 1 : sequenceLength(bytes);
         if (length == 0) {
             return false;
         }
