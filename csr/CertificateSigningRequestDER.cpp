@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <limits>
 
 #include "csr/CertificateSigningRequest.hpp"
@@ -75,17 +76,18 @@ bool isSubjectItem(BytesView what) {
     return false;
 }
 
-Bytes itemWithType(BytesView what) {
-    Bytes item;
-    item.reserve(128);
-    append(what, item);
-    return item;
+/// Puts `tag` and a length in front of what begins at `start`.
+void encloseFrom(std::size_t start, std::uint8_t tag, Bytes& data) {
+    const LengthOctets octets(static_cast<std::int64_t>(data.size() - start));
+    const auto first = data.begin() + static_cast<std::ptrdiff_t>(start);
+    const auto inserted = data.insert(first, 1 + octets.view().size(), tag);
+    std::copy(octets.view().begin(), octets.view().end(), inserted + 1);
 }
 
-void appendRelativeDistinguishedName(Bytes item, Bytes& out) {
-    CertificateSigningRequest::enclose(item, sequenceTag);
-    CertificateSigningRequest::enclose(item, setTag);
-    append(item, out);
+/// Makes a relative distinguished name of the attribute type and the string that begin at `start`.
+void encloseSubjectItemFrom(std::size_t start, Bytes& subject) {
+    encloseFrom(start, sequenceTag, subject);
+    encloseFrom(start, setTag, subject);
 }
 
 }  // namespace
@@ -96,9 +98,7 @@ void CertificateSigningRequest::appendDERLength(std::int64_t length, Bytes& out)
 }
 
 void CertificateSigningRequest::enclose(Bytes& data, std::uint8_t tag) {
-    const LengthOctets octets(length(data));
-    data.insert(data.begin(), 1 + octets.view().size(), tag);
-    std::copy(octets.view().begin(), octets.view().end(), data.begin() + 1);
+    encloseFrom(0, tag, data);
 }
 
 void CertificateSigningRequest::prependByte(std::uint8_t byte, Bytes& data) {
@@ -129,18 +129,20 @@ void CertificateSigningRequest::appendUTF8String(const std::string& string, Byte
 void CertificateSigningRequest::appendSubjectItem(BytesView what, const std::string& value, Bytes& out,
                                                   std::uint8_t tag) {
     if (isSubjectItem(what)) {
-        Bytes item = itemWithType(what);
-        appendUTF8String(value, item, tag);
-        appendRelativeDistinguishedName(std::move(item), out);
+        const std::size_t start = out.size();
+        append(what, out);
+        appendUTF8String(value, out, tag);
+        encloseSubjectItemFrom(start, out);
     }
 }
 
 void CertificateSigningRequest::appendSubjectItemPrintable(BytesView what, const std::string& value,
                                                            Bytes& out) {
     if (isSubjectItem(what)) {
-        Bytes item = itemWithType(what);
-        appendPrintableString(value, item);
-        appendRelativeDistinguishedName(std::move(item), out);
+        const std::size_t start = out.size();
+        append(what, out);
+        appendPrintableString(value, out);
+        encloseSubjectItemFrom(start, out);
     }
 }
 
