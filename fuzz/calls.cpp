@@ -55,7 +55,7 @@ class Prompts {
     }
     void waitUntilShown(std::size_t count) {
         std::unique_lock lock(mutex_);
-        check(shown_.wait_for(lock, std::chrono::seconds(10), [&] { return open_.size() == count; }),
+        check(shown_.wait_for(lock, std::chrono::seconds(60), [&] { return open_.size() == count; }),
               "a prompt is shown");
     }
     void answer(std::size_t index, PromptAnswer answer) {

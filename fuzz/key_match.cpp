@@ -132,6 +132,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(!CSRStorage::verifyCertificateMatchesKey(text, other), "a certificate does not match another key");
     check(!CSRStorage::verifyCertificateMatchesKey(text, BytesView(*key).first(key->size() - 1)),
           "a certificate does not match the beginning of its key");
+    Bytes longer = *key;
+    longer.push_back(0);
+    check(!CSRStorage::verifyCertificateMatchesKey(text, longer),
+          "a certificate does not match a key that begins with its key");
     Bytes followed(certificate.begin(), certificate.end());
     followed.insert(followed.end(), {0x30, 0x00, 0xFF});
     check(keyOnTheDevice(followed) == key, "what follows a certificate changes nothing");
