@@ -12,12 +12,15 @@
 
 #include "csr/CertificateSigningRequest.hpp"
 #include "fuzz/check.hpp"
+#include "fuzz/element.hpp"
 #include "fuzz/stops.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
 using Fuzz::check;
+using Fuzz::element;
+using Fuzz::joined;
 using Fuzz::Stop;
 using Fuzz::unlessStopped;
 using Request = CertificateSigningRequest;
@@ -90,27 +93,6 @@ class Cursor {
     BytesView whole_;
     BytesView rest_;
 };
-
-/// Writes an element. From 32,768 bytes on, the length is left out.
-Bytes element(std::uint8_t tag, const Bytes& content) {
-    const std::size_t size = content.size();
-    Bytes out{tag};
-    if (size < 0x80) {
-        out.push_back(static_cast<std::uint8_t>(size));
-    } else if (size < 0x100) {
-        append(Bytes{0x81, static_cast<std::uint8_t>(size)}, out);
-    } else if (size <= 0x7FFF) {
-        append(Bytes{0x82, static_cast<std::uint8_t>(size / 256), static_cast<std::uint8_t>(size % 256)},
-               out);
-    }
-    append(content, out);
-    return out;
-}
-
-Bytes joined(Bytes left, BytesView right) {
-    append(right, left);
-    return left;
-}
 
 Bytes copied(BytesView view) {
     return {view.begin(), view.end()};
