@@ -1,18 +1,41 @@
 #include "text/Base64.hpp"
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace KavrelCrypto {
 namespace {
 
 constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// A group is four characters for three bytes. The table holds, for each place in a group and each character,
-// the bits that the character contributes to the group's 24.
+// A group is four characters for three bytes, which are 24 bits. Both tables hold what is at a place of the
+// group alone, so that four values make the group when they are put together by OR.
+
+// For each place and each digit, its character at that place of four bytes in memory.
+constexpr auto placedCharacters = [] {
+    std::array<std::array<std::uint32_t, 64>, 4> table{};
+    for (std::size_t place = 0; place < 4; ++place) {
+        for (std::size_t digit = 0; digit < alphabet.size(); ++digit) {
+            std::array<char, 4> characters{};
+            characters[place] = alphabet[digit];
+            table[place][digit] = std::bit_cast<std::uint32_t>(characters);
+        }
+    }
+    return table;
+}();
+
+/// Returns the four characters, as they are in memory, for the highest 24 of the 32 bits.
+std::uint32_t groupCharacters(std::uint32_t bits) {
+    return placedCharacters[0][bits >> 26U] | placedCharacters[1][bits >> 20U & 63U] |
+           placedCharacters[2][bits >> 14U & 63U] | placedCharacters[3][bits >> 8U & 63U];
+}
+
+// For each place and each character, its bits among the 24.
 constexpr std::uint32_t noDigit = 1U << 24U;
-constexpr auto groupBits = [] {
+constexpr auto placedBits = [] {
     std::array<std::array<std::uint32_t, 256>, 4> table{};
     for (std::uint32_t place = 0; place < 4; ++place) {
         table[place].fill(noDigit);
@@ -25,9 +48,9 @@ constexpr auto groupBits = [] {
 
 /// Returns the 24 bits of the group at `characters`. The bit noDigit is set if one of the four is not a
 /// digit.
-std::uint32_t group(const char* characters) {
+std::uint32_t groupBits(const char* characters) {
     const auto bits = [&](std::size_t place) {
-        return groupBits[place][static_cast<std::uint8_t>(characters[place])];
+        return placedBits[place][static_cast<std::uint8_t>(characters[place])];
     };
     return bits(0) | bits(1) | bits(2) | bits(3);
 }
@@ -50,18 +73,13 @@ std::string base64Encode(BytesView bytes) {
     char* out = base64.data();
     // Reads one byte more than a group has, because compilers turn four bytes into one load.
     for (; bytes.size() > 3; bytes = bytes.subspan(3), out += 4) {
-        const std::uint32_t bits = fourBytes(bytes[0], bytes[1], bytes[2], bytes[3]);
-        out[0] = alphabet[bits >> 26U];
-        out[1] = alphabet[bits >> 20U & 63U];
-        out[2] = alphabet[bits >> 14U & 63U];
-        out[3] = alphabet[bits >> 8U & 63U];
+        const std::uint32_t characters = groupCharacters(fourBytes(bytes[0], bytes[1], bytes[2], bytes[3]));
+        std::memcpy(out, &characters, 4);
     }
     if (!bytes.empty()) {
-        const std::uint32_t bits =
-            fourBytes(bytes[0], bytes.size() > 1 ? bytes[1] : 0, bytes.size() > 2 ? bytes[2] : 0, 0);
-        for (std::size_t i = 0; i <= bytes.size(); ++i) {
-            out[i] = alphabet[bits >> (26U - 6U * i) & 63U];
-        }
+        const std::uint32_t characters = groupCharacters(
+            fourBytes(bytes[0], bytes.size() > 1 ? bytes[1] : 0, bytes.size() > 2 ? bytes[2] : 0, 0));
+        std::memcpy(out, &characters, bytes.size() + 1);
     }
     return base64;
 }
@@ -76,7 +94,7 @@ std::optional<Bytes> base64Decode(std::string_view base64) {
     std::uint8_t* out = bytes.data();
     std::uint32_t seen = 0;
     for (std::size_t left = bytes.size() / 3; left > 0; --left, in += 4, out += 3) {
-        const std::uint32_t bits = group(in);
+        const std::uint32_t bits = groupBits(in);
         seen |= bits;
         out[0] = static_cast<std::uint8_t>(bits >> 16U);
         out[1] = static_cast<std::uint8_t>(bits >> 8U);
@@ -84,7 +102,7 @@ std::optional<Bytes> base64Decode(std::string_view base64) {
     }
     if (padding > 0) {
         const char last[] = {in[0], in[1], padding == 1 ? in[2] : 'A', 'A'};  // an A contributes no bits
-        const std::uint32_t bits = group(last);
+        const std::uint32_t bits = groupBits(last);
         seen |= bits;
         out[0] = static_cast<std::uint8_t>(bits >> 16U);
         if (padding == 1) {
