@@ -11,7 +11,7 @@ import { pathToFileURL } from 'node:url';
 import { page } from './page.mjs';
 
 const root = resolve(import.meta.dirname, '..');
-const repetitions = Number(process.argv[2] ?? 15);
+const repetitions = Number(process.argv[2] ?? 101);
 const build = join(root, 'build/release');
 const folder = join(root, 'build/bench');
 
@@ -35,7 +35,7 @@ function run(program, group, ...options) {
 /** Measures a group. Returns a row for each benchmark: nanoseconds as medians, allocations, and most bytes held. */
 function measure(program, group, names) {
   const turns = [
-    '--benchmark_min_time=0.05',
+    '--benchmark_min_time=0.005',
     `--benchmark_repetitions=${repetitions}`,
     '--benchmark_enable_random_interleaving',
   ];
@@ -52,6 +52,7 @@ function measure(program, group, names) {
       ...partsOf(name),
       time: name.includes('/real_time') ? realTime : processorTime,
       processorTime,
+      perSecond: median(timed.map((result) => result.items_per_second ?? 0)),
       allocations: Math.floor(allocations),
       mostBytes,
     };
