@@ -3,9 +3,9 @@
 //
 //   desktop_session_worker DEVICE KEYS SEED SECONDS PERSON…
 //
-// Without SECONDS (0) it goes on for ever and has the slot to itself; it writes an empty line when it begins,
-// and each note of its session, to standard output. With them it shares the slot, and writes the number of
-// its calls at the end. Failures go to standard output too, the console goes nowhere.
+// Without SECONDS (0) it goes on for ever, has the slot to itself, and writes each note of its session to
+// standard output. With them it shares the slot, and writes the number of its calls at the end. Failures go
+// to standard output too, the console goes nowhere.
 
 #include <chrono>
 #include <cstdio>
@@ -59,10 +59,6 @@ int main(int argc, char** argv) {
     StoredKeys::use(words.at(1), seed);
     Desktop::openDevice(words.at(0));
     Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
-    if (isEndless) {
-        std::fprintf(output, "\n");
-        std::fflush(output);
-    }
     Session session({{words.begin() + 4, words.end()}, !isEndless, true, seed},
                     [&](const std::string& name, const std::string& value) {
                         if (isEndless) {

@@ -103,6 +103,20 @@ void Worker::waitForSign() {
     }
 }
 
+std::string Worker::readLines(std::size_t count) {
+    letGo();
+    std::string output;
+    while (count > 0) {
+        char c = 0;
+        if (::read(output_, &c, 1) != 1) {
+            throw std::runtime_error("the worker ended after " + output);
+        }
+        output += c;
+        count -= c == '\n' ? 1 : 0;
+    }
+    return output;
+}
+
 std::string Worker::kill() {
     ::kill(process_, SIGKILL);
     waitForEnd();

@@ -32,6 +32,9 @@ class Worker {
     /// Lets it go and waits for its first output.
     void waitForSign();
 
+    /// Lets it go and waits for this many lines of output, which it returns.
+    std::string readLines(std::size_t count);
+
     /// Kills the process and waits until it is gone. Returns the output that has not been read.
     std::string kill();
 
