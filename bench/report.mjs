@@ -16,7 +16,7 @@ const build = join(root, 'build/release');
 const folder = join(root, 'build/bench');
 
 const median = (values) => values.toSorted((a, b) => a - b)[Math.floor(values.length / 2)];
-const output = (program, ...args) => execFileSync(program, args, { cwd: root, encoding: 'utf8' });
+const output = (program, ...args) => execFileSync(program, args, { cwd: root, encoding: 'utf8', maxBuffer: 2 ** 28 });
 
 /** Takes "GROUP/CASE/WHO" apart; Google Benchmark appends how it measured. */
 const partsOf = (name) => {

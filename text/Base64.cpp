@@ -1,10 +1,8 @@
 #include "text/Base64.hpp"
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace KavrelCrypto {
 namespace {
@@ -14,20 +12,18 @@ constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmno
 // A group is four characters for three bytes, which are 24 bits. Both tables hold what is at a place of the
 // group alone, so that four values make the group when they are put together by OR.
 
-// For each place and each digit, its character at that place of four bytes in memory.
+// For each place and each digit, its character among the four. The first of them is in the lowest byte.
 constexpr auto placedCharacters = [] {
     std::array<std::array<std::uint32_t, 64>, 4> table{};
-    for (std::size_t place = 0; place < 4; ++place) {
+    for (std::uint32_t place = 0; place < 4; ++place) {
         for (std::size_t digit = 0; digit < alphabet.size(); ++digit) {
-            std::array<char, 4> characters{};
-            characters[place] = alphabet[digit];
-            table[place][digit] = std::bit_cast<std::uint32_t>(characters);
+            table[place][digit] = static_cast<std::uint32_t>(alphabet[digit]) << (8U * place);
         }
     }
     return table;
 }();
 
-/// Returns the four characters, as they are in memory, for the highest 24 of the 32 bits.
+/// Returns the four characters for the highest 24 of the 32 bits.
 std::uint32_t groupCharacters(std::uint32_t bits) {
     return placedCharacters[0][bits >> 26U] | placedCharacters[1][bits >> 20U & 63U] |
            placedCharacters[2][bits >> 14U & 63U] | placedCharacters[3][bits >> 8U & 63U];
@@ -71,15 +67,21 @@ std::size_t paddingLength(std::string_view base64) {
 std::string base64Encode(BytesView bytes) {
     std::string base64((bytes.size() + 2) / 3 * 4, '=');
     char* out = base64.data();
-    // Reads one byte more than a group has, because compilers turn four bytes into one load.
+    // Reads one byte more than a group has, because compilers turn four bytes into one load, as they turn the
+    // four characters into one store.
     for (; bytes.size() > 3; bytes = bytes.subspan(3), out += 4) {
         const std::uint32_t characters = groupCharacters(fourBytes(bytes[0], bytes[1], bytes[2], bytes[3]));
-        std::memcpy(out, &characters, 4);
+        out[0] = static_cast<char>(characters);
+        out[1] = static_cast<char>(characters >> 8U);
+        out[2] = static_cast<char>(characters >> 16U);
+        out[3] = static_cast<char>(characters >> 24U);
     }
     if (!bytes.empty()) {
         const std::uint32_t characters = groupCharacters(
             fourBytes(bytes[0], bytes.size() > 1 ? bytes[1] : 0, bytes.size() > 2 ? bytes[2] : 0, 0));
-        std::memcpy(out, &characters, bytes.size() + 1);
+        for (std::size_t i = 0; i <= bytes.size(); ++i) {
+            out[i] = static_cast<char>(characters >> (8U * i));
+        }
     }
     return base64;
 }
