@@ -62,9 +62,19 @@ bool isWrittenInDER(const EVP_PKEY* key, const X509* certificate) {
     return std::equal(anew.begin(), anew.end(), bytes, bytes + length);
 }
 
+/// Returns whether the key in `certificate` consists of whole bytes. OpenSSL clears what the BIT STRING calls
+/// unused bits, and then reads another key than the one that is written.
+bool isWholeBytes(const X509* certificate) {
+    constexpr long unusedBits = 0x07;
+    return (X509_get0_pubkey_bitstr(certificate)->flags & unusedBits) == 0;
+}
+
 /// Returns whether the platform can use `key`, which `certificate` holds. Like the platform, OpenSSL does not
 /// look at the parameters of RSA's AlgorithmIdentifier.
 bool isUsable(const EVP_PKEY* key, const X509* certificate) {
+    if (!isWholeBytes(certificate)) {
+        return false;
+    }
     switch (EVP_PKEY_get_base_id(key)) {
         case EVP_PKEY_RSA:
             return isWrittenInDER(key, certificate);

@@ -1,5 +1,6 @@
 // Certificates of every kind, made by the openssl command, whole and in pieces, on the desktop device.
 
+#include <algorithm>
 #include <gmock/gmock.h>
 
 #include "tests/desktop/TestDevice.hpp"
@@ -124,6 +125,20 @@ TEST_F(SecCertificates, WithAKeyThatSignsNothingGiveNone) {
         SecCertificateCreateWithData(readFile(folder.path() / "certificate"));
     ASSERT_NE(certificate, nullptr);
     EXPECT_EQ(keyOf(certificate), nullptr);
+}
+
+TEST_F(SecCertificates, WithAKeyThatIsNotWholeBytesGiveNone) {
+    Bytes der = made("openssl genpkey -algorithm RSA -pkeyopt rsa_keygen_bits:1024 -out key.pem");
+    const Bytes key =
+        SecKeyCopyExternalRepresentation(keyOf(SecCertificateCreateWithData(der)), nullptr).value();
+    const auto found = std::search(der.begin(), der.end(), key.begin(), key.end());
+    ASSERT_NE(found, der.end());
+    std::uint8_t& unusedBits = *(found - 1);
+    for (unusedBits = 0; unusedBits < 8; ++unusedBits) {
+        const SecCertificateRef certificate = SecCertificateCreateWithData(der);
+        ASSERT_NE(certificate, nullptr);
+        EXPECT_EQ(keyOf(certificate) != nullptr, unusedBits == 0);
+    }
 }
 
 TEST_F(SecCertificates, MayBeFollowedByAnything) {
