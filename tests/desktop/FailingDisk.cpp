@@ -62,7 +62,7 @@ int codeOf(int code) {
     return fault == Fault::full ? SQLITE_FULL : code;
 }
 
-/// Keeps what is to be lost by a power cut from getting lost without one.
+/// Keeps the file as it is, before the first change since it was synced.
 int remember(File* file) {
     if (file->path == nullptr || unsynced.count(file->path) > 0) {
         return SQLITE_OK;
@@ -91,7 +91,7 @@ int writeFile(sqlite3_file* file, const void* data, int count, sqlite3_int64 off
         return code;
     }
     const bool isCut = fails(of(file)->path, true);
-    // Half of what fails is written.
+    // Half of a write that fails reaches the file.
     const int code = of(file)->methods()->xWrite(of(file)->real(), data, isCut ? count / 2 : count, offset);
     return isCut ? codeOf(SQLITE_IOERR_WRITE) : code;
 }
@@ -104,7 +104,7 @@ int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
     return code == SQLITE_OK ? of(file)->methods()->xTruncate(of(file)->real(), size) : code;
 }
 
-// It is enough to know what would be on the disk: no power is cut. That saves the time.
+// The system need not sync anything, since no power is really cut. That saves time.
 int syncFile(sqlite3_file* file, int) {
     if (fails(of(file)->path)) {
         return SQLITE_IOERR_FSYNC;

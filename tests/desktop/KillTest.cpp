@@ -1,6 +1,8 @@
 // A process that is killed at any moment of calling the plugin's methods.
 
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <random>

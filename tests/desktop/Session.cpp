@@ -17,7 +17,7 @@ namespace {
 
 const Bytes digest = bytesOf("a digest of thirty-two characters");
 
-/// The ways in which a method can be rejected because of the device.
+/// The messages with which a method can be rejected because of the device.
 struct Rejections {
     std::string_view method;
     std::vector<std::string> messages;
@@ -108,7 +108,7 @@ bool isCertificate(const std::string& pem) {
     return certificate != nullptr && next == der.data() + der.size();
 }
 
-/// Returns what a PEM text is told from others by, or "none" of "none".
+/// Returns a short string that tells a PEM text from others. That of "none" is "none".
 std::string fingerprint(const std::string& pem) {
     return pem == "none" ? pem : std::to_string(std::hash<std::string>()(pem));
 }
@@ -117,7 +117,7 @@ bool isFingerprint(const std::string& known) {
     return known != "" && known != "none" && known != "some" && known != "?";
 }
 
-/// Returns the content of the slot, or "none".
+/// Returns the content of the slot after "getCertificate", or "none".
 std::string slotIn(const Outcome& outcome) {
     const auto* result = std::get_if<JSObject>(&outcome);
     const auto* content = result == nullptr ? nullptr : result->find("certPem")->as<std::string>();
@@ -299,9 +299,9 @@ void Session::getCertificate(const std::string& who) {
 
 void Session::signDigest(const std::string& who) {
     const std::string known = promises_.known(who);
-    const JSObject options = digestFor(who, OpenSSL::base64(digest));
+    const std::string digestB64 = OpenSSL::base64(digest);
     const Outcome outcome =
-        setting_.isOnMainThread ? sign(who, OpenSSL::base64(digest)) : signElsewhere(options);
+        setting_.isOnMainThread ? sign(who, digestB64) : signElsewhere(digestFor(who, digestB64));
     expectOneOfItsEnds("signDigest", outcome);
     if (!couldFail() && known != "?" && !known.empty()) {
         EXPECT_EQ(isResolved(outcome), known != "none") << testing::PrintToString(outcome);

@@ -48,7 +48,7 @@ class Session {
 
     /// Lets calls fail: `failures` returns how often something below the device has failed so far. A call
     /// during which the number grows may end in any way that its method has, and what it was to change is not
-    /// known from then on.
+    /// known from then on. Only an "ensureKey" that resolves promises a key all the same.
     void expectFailures(std::function<long()> failures);
 
     /// Makes a call about a person and judges how it ends.
@@ -80,10 +80,10 @@ class Session {
     std::mt19937 random_;
     Journal journal_;
     std::function<long()> failures_ = [] { return 0; };
-    long failuresBefore_ = 0;  // the present call
+    long failuresBefore_ = 0;  // before the call that is being made
     Promises promises_;
-    std::map<std::string, std::string>
-        publicKeys_;  // of those persons whose key is known, as "getKeyInfo" gives it
+    /// The "publicKeyPem" of each person whose key is known.
+    std::map<std::string, std::string> publicKeys_;
     int certificates_ = 0;
 };
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <iostream>
 #include <iterator>
+#include <thread>
+#include <tuple>
 
 #include "tests/faults/FaultyDevice.hpp"
 #include "tests/plugin/WebLayer.hpp"

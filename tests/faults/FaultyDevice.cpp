@@ -1,5 +1,6 @@
 #include "tests/faults/FaultyDevice.hpp"
 
+#include <algorithm>
 #include <functional>
 #include <gtest/gtest.h>
 #include <thread>
@@ -51,7 +52,7 @@ Answer ask(std::string name, const Ways<Answer>& ways, const Success& success) {
     return success();
 }
 
-/// Returns how the tests call the item that has this name in the keychain.
+/// Returns the word that the tests have for the item of this name in the keychain.
 std::string itemNamed(const std::string& name) {
     const std::pair<const char*, const char*> kinds[] = {{"com.solbera.app.privatekey.", "private key"},
                                                          {"com.solbera.app.publickey.", "public key"},
@@ -66,6 +67,7 @@ std::string itemNamed(const std::string& name) {
     return name;
 }
 
+/// The statuses that platform/Security.hpp names. The component does not tell one failure from another.
 constexpr OSStatus failingStatuses[] = {errSecParam, errSecDuplicateItem, errSecItemNotFound,
                                         errSecInteractionNotAllowed};
 
@@ -111,7 +113,7 @@ Ways<bool> refusalWays(std::optional<NSError>* error) {
     return ways;
 }
 
-/// Lets `reply` have an answer, later and on a thread of the device's own.
+/// Calls `reply` later, on a thread of the device's own.
 void answerLater(LAReply reply, bool success, std::optional<NSError> error) {
     state().replies.push_back([reply = std::move(reply), success, error = std::move(error)] {
         std::thread(reply, success, error).join();
@@ -120,8 +122,8 @@ void answerLater(LAReply reply, bool success, std::optional<NSError> error) {
 
 Ways<bool> promptWays(const LAReply& reply) {
     Ways<bool> ways;
-    for (const std::int64_t code :
-         {-1, -2, -4, -8}) {  // failed, cancelled, cancelled by the system, locked out
+    // Not recognised, cancelled by the person, cancelled by the system, locked out.
+    for (const std::int64_t code : {-1, -2, -4, -8}) {
         ways.push_back({[=] {
                             answerLater(reply, false,
                                         NSError{.domain = "com.apple.LocalAuthentication", .code = code});
