@@ -140,6 +140,15 @@ TEST_F(PluginStoreRewrittenCertificate, AKeyThatIsNotDERSpoilsACertificate) {
     EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, key + hex("00"))), isRefused);
 }
 
+TEST_F(PluginStoreRewrittenCertificate, AKeyThatIsNotWholeBytesSpoilsACertificate) {
+    Bytes withUnusedBits = keyInfo;
+    std::uint8_t& unusedBits = withUnusedBits.at(withUnusedBits.size() - key.size() - 1);
+    ASSERT_EQ(unusedBits, 0);
+    for (unusedBits = 1; unusedBits < 8; ++unusedBits) {
+        EXPECT_EQ(storeWith(keyInfo, withUnusedBits), isRefused);
+    }
+}
+
 TEST_F(PluginStoreRewrittenCertificate, ANegativeModulusSpoilsACertificate) {
     const Bytes withoutItsSign(key.begin() + 9, key.begin() + 265);
     EXPECT_EQ(storeWith(keyInfo, publicKeyInfo(null, hex("30 82 01 09 02 82 01 00") + withoutItsSign +

@@ -115,6 +115,7 @@ function read(data: Uint8Array, schema: Sequence): Certificate | null {
   const { verified, result } = compareSchema(element, element, schema);
   if (!verified) return null;
   const [{ valueBlock: identifier }, bits] = childrenOf(result['subjectPublicKeyInfo']) as [Sequence, BitString];
+  if (bits.valueBlock.unusedBits !== 0) return null; // a key consists of whole bytes
   return {
     algorithm: identifier.value[0].valueBlock.toString(),
     subjectPublicKey: bits.valueBlock.valueHexView,
