@@ -5,10 +5,10 @@ import re
 from pathlib import Path
 
 from readers.issued import reading_of_certificate
-from readers.reading import Reading, one_by_one, last_line, run
+from readers.reading import OneByOne, Reading, last_line, run
 
 
-class Botan:
+class Botan(OneByOne):
     name = "Botan"
 
     def __init__(self, folder):
@@ -21,9 +21,6 @@ class Botan:
         if ended.returncode != 0:
             raise RuntimeError(last_line(ended.stderr))
         return ended.stdout.decode()
-
-    def read_all(self, files):
-        return one_by_one(self.read, files)
 
     def read(self, file):
         try:

@@ -2,7 +2,7 @@
 
 import re
 
-from readers.reading import Reading, one_by_one, last_line, run
+from readers.reading import OneByOne, Reading, last_line, run
 
 from der import element
 
@@ -18,14 +18,8 @@ TYPES = {
 PURPOSES = {"TLS WWW Client.": "1.3.6.1.5.5.7.3.2"}
 
 
-class GnuTLS:
+class GnuTLS(OneByOne):
     name = "GnuTLS"
-
-    def __init__(self, folder):
-        pass
-
-    def read_all(self, files):
-        return one_by_one(self.read, files)
 
     def read(self, file):
         ended = run("certtool", "--crq-info", "--inder", "--infile", file)

@@ -4,10 +4,10 @@ import re
 from pathlib import Path
 
 from readers.issued import reading_of_certificate
-from readers.reading import Reading, one_by_one, run
+from readers.reading import OneByOne, Reading, run
 
 
-class NSS:
+class NSS(OneByOne):
     name = "NSS"
 
     def __init__(self, folder):
@@ -24,9 +24,6 @@ class NSS:
         ended = run("certutil", *arguments, "-d", self.database, "-f", self.password)
         if ended.returncode != 0:
             raise RuntimeError(f"certutil {arguments[0]}: {ended.stderr.decode()}")
-
-    def read_all(self, files):
-        return one_by_one(self.read, files)
 
     def read(self, file):
         issued = Path(file).with_suffix(".nss")

@@ -2,21 +2,15 @@
 
 import re
 
-from readers.reading import Reading, one_by_one, last_line, run
+from readers.reading import OneByOne, Reading, last_line, run
 
 from der import element
 
 PURPOSES = {"TLS Web Client Authentication": "1.3.6.1.5.5.7.3.2"}
 
 
-class OpenSSL:
+class OpenSSL(OneByOne):
     name = "OpenSSL"
-
-    def __init__(self, folder):
-        pass
-
-    def read_all(self, files):
-        return one_by_one(self.read, files)
 
     def read(self, file):
         show = ["-noout", "-text", "-modulus", "-nameopt", "oid,sep_comma_plus,dump_all,dump_der"]

@@ -3,17 +3,11 @@
 from pathlib import Path
 
 from cryptography import x509
-from readers.reading import Reading, one_by_one
+from readers.reading import OneByOne, Reading
 
 
-class PythonCryptography:
+class PythonCryptography(OneByOne):
     name = "cryptography"
-
-    def __init__(self, folder):
-        pass
-
-    def read_all(self, files):
-        return one_by_one(self.read, files)
 
     def read(self, file):
         request = x509.load_der_x509_csr(Path(file).read_bytes())

@@ -33,17 +33,21 @@ def last_line(output):
     return lines[-1] if lines else "no message"
 
 
-def one_by_one(read, files):
-    """Reads each file, as many at once as there are cores. An implementation that raises an error refuses the file."""
+class OneByOne:
+    """Reads each file by `read`, as many at once as there are cores. If `read` raises an error, the file is refused."""
 
-    def read_or_refuse(file):
+    def __init__(self, folder):
+        pass
+
+    def read_all(self, files):
+        with ThreadPoolExecutor(os.cpu_count()) as pool:
+            return list(pool.map(self.read_or_refuse, files))
+
+    def read_or_refuse(self, file):
         try:
-            return read(file)
+            return self.read(file)
         except Exception as failure:
             return Reading(refusal=repr(failure))
-
-    with ThreadPoolExecutor(os.cpu_count()) as pool:
-        return list(pool.map(read_or_refuse, files))
 
 
 def read_by_program(*command):
