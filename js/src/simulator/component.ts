@@ -53,7 +53,7 @@ function compile(): Promise<WebAssembly.Module> {
   return compiled;
 }
 
-/** Begins to compile the component, which takes longest of all. If that fails, `loadComponent` says so. */
+/** Begins to compile the component. Returns at once; if it fails, `loadComponent` rejects with the reason. */
 export function prepareComponent(): void {
   compile().catch(() => undefined);
 }
