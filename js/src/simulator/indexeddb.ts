@@ -8,6 +8,9 @@ const byName = 'name';
 /** The key of the only record in the store `state`. */
 const stateKey = 0;
 
+/** For how long lookups may share a transaction, in milliseconds. Writers wait for its end, in this page and in others. */
+const longestReading = 10;
+
 function settled<T>(request: IDBRequest<T>): Promise<T> {
   return new Promise((resolve, reject) => {
     request.onsuccess = () => resolve(request.result);
@@ -38,13 +41,22 @@ class StoredTransaction implements Transaction {
   private readonly items: IDBObjectStore;
   private readonly stateStore: IDBObjectStore;
 
+  private readonly began = performance.now();
+
+  /** What was asked of a transaction that only reads, in which every answer stays true. */
+  private readonly answers = new Map<string, Promise<unknown>>();
+
   constructor(private readonly transaction: IDBTransaction) {
     this.items = transaction.objectStore(items);
     this.stateStore = transaction.objectStore(state);
   }
 
+  get age(): number {
+    return performance.now() - this.began;
+  }
+
   async state(): Promise<State> {
-    return (await settled(this.stateStore.get(stateKey))) ?? { ...newState };
+    return { ...((await this.answer<State | undefined>('state', this.stateStore.get(stateKey))) ?? newState) };
   }
 
   async setState(changed: State): Promise<void> {
@@ -52,8 +64,9 @@ class StoredTransaction implements Transaction {
   }
 
   async find({ classes, name }: ItemQuery): Promise<StoredItem[]> {
-    const request = name === undefined ? this.items.getAllKeys() : this.items.index(byName).getAllKeys(name);
-    const ids = (await settled(request)) as number[];
+    const ids = (await (name === undefined
+      ? this.answer('items', this.items.getAllKeys())
+      : this.answer(`items named ${name}`, this.items.index(byName).getAllKeys(name)))) as number[];
     const items = await Promise.all(ids.map((id) => this.item(id)));
     return items.filter((item) => classes.includes(item.class));
   }
@@ -72,6 +85,17 @@ class StoredTransaction implements Transaction {
 
   async clear(): Promise<void> {
     await settled(this.items.clear());
+  }
+
+  /**
+   * Returns the answer to `question`, which is that of `request` unless it was asked before. A request that nobody waits
+   * for is worth making: it fails at once if the transaction is over, and keeps it open if not.
+   */
+  private answer<T>(question: string, request: IDBRequest<T>): Promise<T> {
+    if (this.transaction.mode !== 'readonly') return settled(request);
+    const answer = (this.answers.get(question) as Promise<T> | undefined) ?? settled(request);
+    this.answers.set(question, answer);
+    return answer;
   }
 
   private async item(id: number): Promise<StoredItem> {
@@ -95,7 +119,7 @@ export class IndexedDBStorage implements Storage {
   private connection: Promise<IDBDatabase> | undefined;
 
   /** The last transaction that was begun to read. */
-  private reading: IDBTransaction | undefined;
+  private reading: StoredTransaction | undefined;
 
   private constructor(private readonly name: string) {}
 
@@ -127,19 +151,19 @@ export class IndexedDBStorage implements Storage {
   }
 
   /**
-   * Reads in the last transaction as long as the browser keeps it open, which it does until the page waits for something
-   * other than the database: to begin a transaction takes as long as to read.
+   * Reads in the last transaction as long as it may last and the browser keeps it open, which it does until the page waits
+   * for something other than the database: to begin a transaction takes as long as to read.
    */
   private async read<T>(work: (transaction: Transaction) => Promise<T>): Promise<T> {
-    if (this.reading) {
+    if (this.reading && this.reading.age < longestReading) {
       try {
-        return await work(new StoredTransaction(this.reading));
+        return await work(this.reading);
       } catch (error) {
         if (!isOver(error)) throw error;
       }
     }
-    this.reading = await this.begin('readonly');
-    return work(new StoredTransaction(this.reading));
+    this.reading = new StoredTransaction(await this.begin('readonly'));
+    return work(this.reading);
   }
 
   private async write<T>(work: (transaction: Transaction) => Promise<T>): Promise<T> {

@@ -70,6 +70,21 @@ describe.each(Object.entries(storages))('a keychain in %s', (_, open) => {
   });
 });
 
+test('a page that reads without a pause lets another one write', async () => {
+  const name = `phone ${++phones}`;
+  const [reader, writer] = [await IndexedDBStorage.open(name), await IndexedDBStorage.open(name)].map(keychainOver);
+  await passwordOf(reader!, 'a');
+  let isWritten = false;
+  const write = writer!.add([password('a', 1)]).then(() => (isWritten = true));
+  let reads = 0;
+  while (!isWritten && reads < 100_000) {
+    await passwordOf(reader!, 'a');
+    ++reads;
+  }
+  expect(isWritten).toBe(true);
+  await write;
+});
+
 test('two pages see each other in IndexedDB', async () => {
   const name = `phone ${++phones}`;
   const [one, another] = [await IndexedDBStorage.open(name), await IndexedDBStorage.open(name)].map(keychainOver);
