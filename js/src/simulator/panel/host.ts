@@ -63,8 +63,8 @@ export function showOnPage(root: HTMLElement, onReturn: () => void): () => void 
     onReturn();
   });
   host.addEventListener('disconnected', () => setTimeout(() => isWanted && !host.isConnected && append()));
+  const observer = follow(root); // before the panel is in the document, which would be laid out for it
   append();
-  const observer = follow(root);
   return () => {
     isWanted = false;
     observer.disconnect();
