@@ -6,7 +6,7 @@ export default defineConfig({
     root: import.meta.dirname,
     include: ['tests/**/*.test.ts'],
     globalSetup: 'tests/app.ts',
-    maxWorkers: '100%', // they wait for a browser more than they compute
+    maxWorkers: '200%', // they wait for a browser more than they compute
     // The Capacitor CLI and the compiler take this long the first time, on a busy machine.
     testTimeout: 120_000,
     hookTimeout: 120_000,
