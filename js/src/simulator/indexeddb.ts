@@ -5,8 +5,9 @@ const items = 'items';
 const state = 'state';
 const byName = 'name';
 
-/** The key of the only record in the store `state`. */
+/** The keys of the records in the store `state`: the phone's state, and the name of the present version of its items. */
 const stateKey = 0;
+const versionKey = 1;
 
 /** For how long lookups may share a transaction, in milliseconds. Writers wait for its end, in this page and in others. */
 const longestReading = 10;
@@ -31,32 +32,41 @@ function create(database: IDBDatabase): void {
   store.createIndex(byName, 'name');
 }
 
-/**
- * The items that were read over each connection, by their numbers. To read a key takes a browser longer than all the rest
- * of a lookup. An item never changes, and as long as a connection is open its number is not given to another one.
- */
-const known = new WeakMap<IDBDatabase, Map<number, StoredItem>>();
+/** The items that were read over a connection, by their name, of one version. */
+interface Known {
+  version: string | undefined;
+  items: Map<string | undefined, StoredItem[]>;
+}
+
+/** What is known over each connection. To read a key takes a browser longer than all the rest of a lookup. */
+const knownOver = new WeakMap<IDBDatabase, Known>();
 
 class StoredTransaction implements Transaction {
   private readonly items: IDBObjectStore;
   private readonly stateStore: IDBObjectStore;
-
   private readonly began = performance.now();
 
   /** What was asked of a transaction that only reads, in which every answer stays true. */
-  private readonly answers = new Map<string, Promise<unknown>>();
+  private readonly answers = new Map<number, Promise<unknown>>();
 
   constructor(private readonly transaction: IDBTransaction) {
     this.items = transaction.objectStore(items);
     this.stateStore = transaction.objectStore(state);
   }
 
-  get age(): number {
-    return performance.now() - this.began;
+  /** Whether lookups may go on in this transaction. If so, it stays open until they ask for something. */
+  isOpen(): boolean {
+    if (performance.now() - this.began > longestReading) return false;
+    try {
+      this.stateStore.getKey(stateKey); // fails at once if the browser has ended the transaction
+      return true;
+    } catch {
+      return false;
+    }
   }
 
   async state(): Promise<State> {
-    return { ...((await this.answer<State | undefined>('state', this.stateStore.get(stateKey))) ?? newState) };
+    return { ...((await this.record<State>(stateKey)) ?? newState) };
   }
 
   async setState(changed: State): Promise<void> {
@@ -64,52 +74,53 @@ class StoredTransaction implements Transaction {
   }
 
   async find({ classes, name }: ItemQuery): Promise<StoredItem[]> {
-    const ids = (await (name === undefined
-      ? this.answer('items', this.items.getAllKeys())
-      : this.answer(`items named ${name}`, this.items.index(byName).getAllKeys(name)))) as number[];
-    const items = await Promise.all(ids.map((id) => this.item(id)));
+    const items = await this.known(name);
     return items.filter((item) => classes.includes(item.class));
   }
 
   list(): Promise<StoredItem[]> {
-    return settled(this.items.getAll());
+    return this.named(undefined);
   }
 
   async add(item: NewItem): Promise<void> {
-    await settled(this.items.add(item));
+    await Promise.all([settled(this.items.add(item)), this.renew()]);
   }
 
   async remove(id: number): Promise<void> {
-    await settled(this.items.delete(id));
+    await Promise.all([settled(this.items.delete(id)), this.renew()]);
   }
 
   async clear(): Promise<void> {
-    await settled(this.items.clear());
+    await Promise.all([settled(this.items.clear()), this.renew()]);
   }
 
-  /**
-   * Returns the answer to `question`, which is that of `request` unless it was asked before. A request that nobody waits
-   * for is worth making: it fails at once if the transaction is over, and keeps it open if not.
-   */
-  private answer<T>(question: string, request: IDBRequest<T>): Promise<T> {
-    if (this.transaction.mode !== 'readonly') return settled(request);
-    const answer = (this.answers.get(question) as Promise<T> | undefined) ?? settled(request);
-    this.answers.set(question, answer);
-    return answer;
+  /** Reads a record of the store `state`. */
+  private record<T>(key: number): Promise<T | undefined> {
+    const answer = this.answers.get(key) ?? settled(this.stateStore.get(key));
+    if (this.transaction.mode === 'readonly') this.answers.set(key, answer);
+    return answer as Promise<T | undefined>;
   }
 
-  private async item(id: number): Promise<StoredItem> {
-    const { db, mode } = this.transaction;
-    const read = known.get(db)?.get(id) ?? (await settled<StoredItem>(this.items.get(id)));
-    // What a transaction has added itself may be taken back, and its number is given again.
-    if (mode === 'readonly') known.get(db)?.set(id, read);
-    return read;
+  /** Reads the items of a name, or all. */
+  private named(name: string | undefined): Promise<StoredItem[]> {
+    return settled(name === undefined ? this.items.getAll() : this.items.index(byName).getAll(name));
   }
-}
 
-/** Whether a request failed because its transaction was over. */
-function isOver(error: unknown): boolean {
-  return error instanceof DOMException && ['InvalidStateError', 'TransactionInactiveError'].includes(error.name);
+  /** Returns the items of a name, or all, and reads them only if items were added or removed since they were last read. */
+  private async known(name: string | undefined): Promise<StoredItem[]> {
+    const known = knownOver.get(this.transaction.db)!;
+    const version = await this.record<string>(versionKey);
+    if (known.version !== version) Object.assign(known, { version, items: new Map() });
+    const { items } = known;
+    const found = items.get(name) ?? (await this.named(name));
+    items.set(name, found);
+    return found;
+  }
+
+  /** Gives the items' version a new name. */
+  private async renew(): Promise<void> {
+    await settled(this.stateStore.put(crypto.randomUUID(), versionKey));
+  }
 }
 
 /** Keeps a phone in the browser's database, for all pages of one origin. */
@@ -155,14 +166,7 @@ export class IndexedDBStorage implements Storage {
    * for something other than the database: to begin a transaction takes as long as to read.
    */
   private async read<T>(work: (transaction: Transaction) => Promise<T>): Promise<T> {
-    if (this.reading && this.reading.age < longestReading) {
-      try {
-        return await work(this.reading);
-      } catch (error) {
-        if (!isOver(error)) throw error;
-      }
-    }
-    this.reading = new StoredTransaction(await this.begin('readonly'));
+    if (!this.reading?.isOpen()) this.reading = new StoredTransaction(await this.begin('readonly'));
     return work(this.reading);
   }
 
@@ -206,7 +210,7 @@ export class IndexedDBStorage implements Storage {
     const request = indexedDB.open(this.name);
     request.onupgradeneeded = () => create(request.result);
     const database = await settled(request);
-    known.set(database, new Map());
+    knownOver.set(database, { version: undefined, items: new Map() });
     const forget = () => {
       database.close();
       this.connection = undefined;

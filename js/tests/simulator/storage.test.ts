@@ -5,7 +5,7 @@ import { describe, expect, test } from 'vitest';
 import { IndexedDBStorage } from '../../src/simulator/indexeddb.js';
 import { Keychain } from '../../src/simulator/keychain.js';
 import { MemoryStorage } from '../../src/simulator/memory.js';
-import type { NewItem, Storage } from '../../src/simulator/storage.js';
+import type { ItemQuery, NewItem, Storage } from '../../src/simulator/storage.js';
 
 let phones = 0;
 
@@ -53,6 +53,26 @@ describe.each(Object.entries(storages))('a keychain in %s', (_, open) => {
     expect(await passwordOf(keychain, 'a')).toBeUndefined();
     await keychain.add([password('b', 3)]);
     expect(await passwordOf(keychain, 'b')).toBe(3);
+  });
+
+  test('forgets everything when it is reset', async () => {
+    const keychain = keychainOver(await open());
+    await keychain.add([password('a', 1)]);
+    expect(await passwordOf(keychain, 'a')).toBe(1);
+    await keychain.reset();
+    expect(await passwordOf(keychain, 'a')).toBeUndefined();
+  });
+
+  test('shows a transaction what it has changed', async () => {
+    const storage = await open();
+    await storage.transact('readwrite', async (transaction) => {
+      const query: ItemQuery = { classes: ['genericPassword'], name: 'a' };
+      expect(await transaction.find(query)).toEqual([]);
+      await transaction.add(password('a', 1));
+      expect(await transaction.find(query)).toHaveLength(1);
+      await transaction.setState({ ...(await transaction.state()), locked: true });
+      expect((await transaction.state()).locked).toBe(true);
+    });
   });
 
   test('knows every change at once, also while it reads', async () => {
