@@ -1,7 +1,7 @@
 #include <array>
 #include <atomic>
 #include <cstdarg>
-#include <cstdlib>
+#include <cstddef>
 #include <mutex>
 #include <openssl/evp.h>
 #include <string_view>
