@@ -11,12 +11,9 @@ namespace {
 
 const std::string sara = "0012345678";
 
-const std::string fallbackPrivateTag = "com.kavrel.app.privatekey" + sara;
-const std::string fallbackPublicTag = "com.kavrel.app.publickey" + sara;
-
 /// Adds the pair that an earlier fallback of the request builder left, and returns its public key.
 Bytes addFallbackPair() {
-    return DeviceUnderTest::addKeychainPair(fallbackPrivateTag, fallbackPublicTag);
+    return DeviceUnderTest::addKeychainPair(fallbackPrivateTag(sara), fallbackPublicTag(sara));
 }
 
 Bytes keyOfRequest() {
@@ -50,7 +47,7 @@ TEST_F(PluginCreateCSRKeys, AWholeFallbackPairSignsInThePlaceOfThePersonsKey) {
 
 TEST_F(PluginCreateCSRKeys, HalfAFallbackPairIsPassedOver) {
     const Bytes fallback = addFallbackPair();
-    ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag));
+    ASSERT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag(sara)));
     const Bytes signing = keyOfRequest();
     EXPECT_NE(signing, fallback);
     EXPECT_EQ(signing, keyOfPerson());
@@ -64,15 +61,15 @@ TEST_F(PluginCreateCSRKeys, DeletingThePersonsKeyLeavesTheFallbackPair) {
 }
 
 TEST_F(PluginCreateCSRKeys, AFallbackPairOfHalvesThatDoNotBelongTogetherMakesNoRequest) {
-    DeviceUnderTest::addKeychainPair(fallbackPrivateTag, "another pair's public half");
-    DeviceUnderTest::addKeychainPair("another pair's private half", fallbackPublicTag);
+    DeviceUnderTest::addKeychainPair(fallbackPrivateTag(sara), "another pair's public half");
+    DeviceUnderTest::addKeychainPair("another pair's private half", fallbackPublicTag(sara));
     EXPECT_EQ(call("createCSR", request(identity(sara))),
               rejected("csr_failed",
                        "The operation couldn’t be completed. (KavrelCrypto.CSRCreationError error 2.)"));
     // The failure leaves all keys in place, also the one that the person was given.
     EXPECT_EQ(call("hasKey", person(sara)), resolved({{"exists", true}}));
-    EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPrivateTag));
-    EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag));
+    EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPrivateTag(sara)));
+    EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag(sara)));
 }
 
 TEST_F(PluginCreateCSRKeys, ARequestLeavesTheCertificateSlotAlone) {

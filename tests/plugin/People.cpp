@@ -21,6 +21,14 @@ std::string publicKeyPem(const std::string& nationalCode) {
     return text(call("getKeyInfo", person(nationalCode)), "publicKeyPem");
 }
 
+std::string fallbackPrivateTag(const std::string& nationalCode) {
+    return "com.kavrel.app.privatekey" + nationalCode;
+}
+
+std::string fallbackPublicTag(const std::string& nationalCode) {
+    return "com.kavrel.app.publickey" + nationalCode;
+}
+
 void OnANewDevice::SetUp() {
     DeviceUnderTest::startNew();
 }

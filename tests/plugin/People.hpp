@@ -13,6 +13,11 @@ namespace KavrelCrypto {
 /// Returns the public key of a person who has one, as "getKeyInfo" gives it to the page.
 std::string publicKeyPem(const std::string& nationalCode);
 
+/// Return the application tags of the pair that "createCSR" keeps for a person for whom it could not get the
+/// key.
+std::string fallbackPrivateTag(const std::string& nationalCode);
+std::string fallbackPublicTag(const std::string& nationalCode);
+
 /// Each test begins on a new device.
 class OnANewDevice : public testing::Test {
   protected:
