@@ -57,8 +57,8 @@ setup_file() {
 }
 
 @test "interrupted at its prompt it ends, and leaves nothing behind" {
-    # The interruption is typed once the demonstration asks, or after a while.
-    run bash -c '{ timeout 30 bash -c "until grep -q \"Type m\" shown; do sleep 0.05; done"; printf "\003"; } |
+    # The interruption is typed once the demonstration asks, or after a while. The end of the input would cancel the prompt.
+    run bash -c '{ timeout 30 bash -c "until grep -q \"Type m\" shown; do sleep 0.05; done"; printf "\003"; sleep 2; } |
         timeout 60 script --quiet --flush --return --command "\"$KAVREL\" demo --prompt ask" shown'
     assert_equal "$status" 130
     refute_output --partial 'OpenSSL accepts'

@@ -2,7 +2,7 @@ load helper
 
 @test "--help says what is stored under expected/, word for word" {
     local command
-    for command in call demo issue device 'device show' 'device set' 'device reset'; do
+    for command in call demo issue sign device 'device show' 'device set' 'device reset'; do
         run --separate-stderr kavrel $command --help
         assert_success
         assert_equal "$stderr" ''

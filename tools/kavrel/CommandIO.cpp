@@ -28,8 +28,7 @@ ssize_t transferWhenReady(int descriptor, short event, Transfer transfer) {
     }
 }
 
-std::string readAll(int descriptor, const std::string& name) {
-    std::string text;
+void readAll(int descriptor, const std::string& name, const std::function<void(std::string_view)>& take) {
     std::array<char, 65536> buffer{};
     while (true) {
         const ssize_t count = transferWhenReady(
@@ -38,9 +37,9 @@ std::string readAll(int descriptor, const std::string& name) {
             throw CommandError(name + " cannot be read: " + std::strerror(errno));
         }
         if (count == 0) {
-            return text;
+            return;
         }
-        text.append(buffer.data(), static_cast<std::size_t>(count));
+        take({buffer.data(), static_cast<std::size_t>(count)});
     }
 }
 
@@ -68,15 +67,23 @@ void occupyStandardDescriptors() {
 }
 
 std::string readStandardInput() {
-    return readAll(STDIN_FILENO, "standard input");
+    std::string text;
+    readAll(STDIN_FILENO, "standard input", [&](std::string_view piece) { text += piece; });
+    return text;
 }
 
 std::string readFile(const std::string& path) {
+    std::string text;
+    readFile(path, [&](std::string_view piece) { text += piece; });
+    return text;
+}
+
+void readFile(const std::string& path, const std::function<void(std::string_view)>& take) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!file.isOpen()) {
         throw CommandError("\"" + path + "\" cannot be opened: " + std::strerror(errno));
     }
-    return readAll(file.number(), "\"" + path + "\"");
+    readAll(file.number(), "\"" + path + "\"", take);
 }
 
 Output::Output(int others) : descriptor_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -41,6 +42,9 @@ void occupyStandardDescriptors();
 /// Return all of standard input, or of the file at `path`. Throw CommandError if it cannot be read.
 std::string readStandardInput();
 std::string readFile(const std::string& path);
+
+/// Gives `take` the file at `path` piece by piece. Throws CommandError if it cannot be read.
+void readFile(const std::string& path, const std::function<void(std::string_view)>& take);
 
 /// Reserves standard output for the command itself. While an Output lives, everything else that is written to
 /// standard output (the component's console lines) goes to `others`, a file descriptor.

@@ -29,6 +29,16 @@ int demoCommand(const Settings& settings);
 /// Reads a certification request from standard input and prints a certificate for it.
 int issueCommand(const Settings& settings);
 
+/// How "sign" is to sign; `nationalCode` is the certificate's where it was not given.
+struct SignOptions {
+    std::optional<std::string> nationalCode;
+    bool jws = false;
+};
+
+/// Has a person of the device sign the file at `path`, and prints the name of the file that holds the
+/// signature. Returns 0 if that was written, 1 if the device did not sign, and 3 if it will never answer.
+int signCommand(const Settings& settings, const std::string& path, const SignOptions& options);
+
 /// Prints the state of the device.
 int showDeviceCommand(const Settings& settings);
 

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <openssl/cms.h>
 #include <openssl/objects.h>
 #include <openssl/pem.h>
 #include <openssl/sha.h>
@@ -15,6 +16,7 @@
 #include "tools/kavrel/CertificationRequest.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 #include "tools/kavrel/Commands.hpp"
+#include "tools/kavrel/DocumentSignature.hpp"
 #include "tools/kavrel/JSON.hpp"
 #include "tools/kavrel/PluginCall.hpp"
 #include "tools/kavrel/Prompt.hpp"
@@ -109,14 +111,17 @@ std::string describeCertificate(X509& certificate) {
            writeToString([&](BIO* output) { ASN1_TIME_print(output, X509_get0_notAfter(&certificate)); });
 }
 
-/// Returns whether `signature` is one over SHA-256 of `bytes` (RSASSA-PKCS1-v1_5) by the key of
-/// `certificate`.
-bool isSignedBy(X509& certificate, const Bytes& signature, const Bytes& bytes) {
-    const std::unique_ptr<EVP_MD_CTX, Release<&EVP_MD_CTX_free>> context(EVP_MD_CTX_new());
-    return EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr,
-                                X509_get0_pubkey(&certificate)) == 1 &&
-           EVP_DigestVerify(context.get(), signature.data(), signature.size(), bytes.data(), bytes.size()) ==
-               1;
+/// Returns whether `document` is a detached CMS signature of `content` (CAdES) with a certificate that
+/// `authority` has issued.
+bool isDocumentOf(const Bytes& document, const std::string& content, X509& authority) {
+    const unsigned char* end = document.data();
+    const std::unique_ptr<CMS_ContentInfo, Release<&CMS_ContentInfo_free>> cms(
+        d2i_CMS_ContentInfo(nullptr, &end, static_cast<long>(document.size())));
+    const BIOOwner input(BIO_new_mem_buf(content.data(), static_cast<int>(content.size())));
+    const std::unique_ptr<X509_STORE, Release<&X509_STORE_free>> trusted(X509_STORE_new());
+    return X509_STORE_add_cert(trusted.get(), &authority) == 1 &&
+           X509_STORE_set_purpose(trusted.get(), X509_PURPOSE_ANY) == 1 && cms &&
+           CMS_verify(cms.get(), nullptr, trusted.get(), input.get(), nullptr, CMS_BINARY | CMS_CADES) == 1;
 }
 
 /// The demonstration, which is told on `output`.
@@ -129,7 +134,8 @@ class Demo {
         const std::string request = requestCertificate();
         storeCertificate(issueCertificate(request));
         lookAtSensor();
-        checkSignature(sign());
+        const Certificate certificate = checkSignature(sign());
+        checkDocument(signDocument(*certificate));
     }
 
   private:
@@ -217,7 +223,7 @@ class Demo {
                     {{"nationalCode", nationalCode}, {"digestB64", base64Encode(sha256(contract))}});
     }
 
-    void checkSignature(const JSObject& result) {
+    Certificate checkSignature(const JSObject& result) {
         step("Is the signature valid?");
         tell(
             "Whoever has the contract, the signature and the certificate can check it. We ask\n"
@@ -225,12 +231,43 @@ class Demo {
         const std::string pem =
             stringUnder(call("getCertificate", {{"nationalCode", nationalCode}}), "certPem");
         const auto signature = base64Decode(stringUnder(result, "signatureB64"));
-        if (!signature || !isSignedBy(*readCertificate(pem), *signature, sha256(contract))) {
+        Certificate certificate = readCertificate(pem);
+        if (!signature || !isSignedBy(*certificate, *signature, sha256(contract))) {
             throw DemoFailure(
                 "OpenSSL does not accept the signature with the key of the stored certificate.");
         }
         output_.write(
             "\n   The signature is Jane's: OpenSSL accepts it with the key of the stored certificate.\n");
+        return certificate;
+    }
+
+    Bytes signDocument(X509& certificate) {
+        step("A signed document");
+        tell(
+            "Other programs open a signature in a format that they know. A .p7s beside the\n"
+            "contract holds its digest, the time, Jane's certificate and her signature over\n"
+            "these. Jane looks at her phone once more.");
+        show("kavrel sign contract.txt\n");
+        return signCMS(sha256(contract), certificate, [&](BytesView message) {
+            const JSObject result =
+                call("signDigest", {{"nationalCode", nationalCode}, {"digestB64", base64Encode(message)}});
+            return base64Decode(stringUnder(result, "signatureB64")).value_or(Bytes());
+        });
+    }
+
+    void checkDocument(const Bytes& document) {
+        step("Is the document Jane's?");
+        tell(
+            "OpenSSL opens the .p7s, and is told which authority to trust. The purposes of\n"
+            "the certificate are for whoever relies on it to check.");
+        show(
+            "openssl cms -verify -cades -purpose any -CAfile authority/certificate.pem\n"
+            "   -binary -content contract.txt -inform DER -in contract.txt.p7s\n");
+        if (!isDocumentOf(document, contract, TestAuthority(device_).certificate())) {
+            throw DemoFailure("OpenSSL does not accept the signed document.");
+        }
+        output_.write(
+            "\n   The contract is signed: OpenSSL accepts the document, and the certificate in it.\n");
     }
 
     const Output& output_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <climits>
 #include <memory>
 #include <openssl/bio.h>
@@ -9,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "text/Bytes.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 
 /// Owners of OpenSSL's objects, and ways to read and write them.
@@ -40,6 +42,15 @@ Owner readPEM(std::string_view text) {
     const BIOOwner input(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
     const auto noPassPhrase = [](char*, int, int, void*) { return -1; };
     return Owner(read(input.get(), nullptr, noPassPhrase, nullptr));
+}
+
+/// Returns the DER of `object` by `encode`, one of OpenSSL's i2d_… functions. Empty if it has none.
+template <auto encode, typename T>
+Bytes encoded(T* object) {
+    Bytes der(static_cast<std::size_t>(std::max(encode(object, nullptr), 0)));
+    unsigned char* end = der.data();
+    encode(object, &end);
+    return der;
 }
 
 /// Returns what `write` writes to the BIO that it is given.

@@ -21,6 +21,10 @@ class TestAuthority {
     /// granted. Throws CommandError if the requested extensions cannot be read.
     [[nodiscard]] std::string issue(X509_REQ& request) const;
 
+    [[nodiscard]] X509& certificate() const {
+        return *certificate_;
+    }
+
   private:
     PrivateKey key_;
     Certificate certificate_;

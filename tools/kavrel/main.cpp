@@ -36,6 +36,8 @@ struct CommandLine {
     std::string method;
     std::string options = "{}";
     std::vector<std::string> assignments;
+    std::string file;
+    SignOptions sign;
     std::function<int()> command;
 };
 
@@ -77,10 +79,11 @@ Examples:
 }
 
 void addDemo(CLI::App& kavrel, CommandLine& line) {
-    CLI::App* demo = kavrel.add_subcommand("demo", "Watch a whole enrolment and a signature, step by step");
+    CLI::App* demo =
+        kavrel.add_subcommand("demo", "Watch a whole enrolment and two signatures, step by step");
     demo->footer(
-        R"(Enrols an invented person on a new device, signs a digest, checks the signature with OpenSSL, and
-removes the device. Biometric prompts are answered with a match.
+        R"(Enrols an invented person on a new device, signs a digest and a document, checks both with OpenSSL,
+and removes the device. Biometric prompts are answered with a match.
 
 Exit status: 0 if all went well; 1 if a step went wrong; 2 if the command line or the device is wrong.
 
@@ -108,6 +111,35 @@ Examples:
 
 "kavrel --help" explains --device, which may be given anywhere.)");
     issue->callback([&] { line.command = [&] { return issueCommand(line.settings); }; });
+}
+
+void addSign(CLI::App& kavrel, CommandLine& line) {
+    CLI::App* sign =
+        kavrel.add_subcommand("sign", "Sign a file, as the person whose certificate the device has");
+    sign->add_option("FILE", line.file, "the file to sign, of any kind and size; it stays as it is")
+        ->required()
+        ->option_text(" ");
+    sign->add_flag("--jws", line.sign.jws,
+                   "make a token (JWS, RS256) that holds the file, and write FILE.jws instead");
+    sign->add_option("--national-code", line.sign.nationalCode,
+                     "whose key signs; by default the person's whom the certificate names")
+        ->option_text("CODE");
+    sign->footer(
+        R"(Writes FILE.p7s beside FILE: a detached CMS signature (CAdES baseline B) with the certificate in it.
+An existing file is not overwritten, and nothing is left half written. Prints the name of the new file.
+The device has to hold the certificate of the person's key, and asks once for a biometric match.
+
+Exit status: 0 if the signature was written; 1 if the device did not sign; 2 if the file, the
+certificate, the command line or the device is wrong; 3 if the device will never answer.
+
+Examples:
+  kavrel sign contract.pdf --prompt match
+  openssl cms -verify -cades -purpose any -CAfile authority.pem -binary -content contract.pdf \
+    -inform DER -in contract.pdf.p7s -out /dev/null
+  kavrel sign claims.json --jws
+
+"kavrel --help" explains --device and --prompt, which may be given anywhere.)");
+    sign->callback([&] { line.command = [&] { return signCommand(line.settings, line.file, line.sign); }; });
 }
 
 void addDeviceSet(CLI::App& device, CommandLine& line) {
@@ -185,6 +217,7 @@ Examples:
     addCall(kavrel, line);
     addDemo(kavrel, line);
     addIssue(kavrel, line);
+    addSign(kavrel, line);
     addDevice(kavrel, line);
 }
 
