@@ -22,11 +22,8 @@ std::int64_t number(bool flag) {
 
 /// Returns what a sealed secret is bound to, so that it does not open in another item.
 Bytes identity(ItemKind kind, Accessibility accessibility, const Bytes& name) {
-    Bytes bytes;
-    bytes.reserve(2 + name.size());
-    bytes.push_back(static_cast<std::uint8_t>(kind));
-    bytes.push_back(static_cast<std::uint8_t>(accessibility));
-    bytes.insert(bytes.end(), name.begin(), name.end());
+    Bytes bytes{static_cast<std::uint8_t>(kind), static_cast<std::uint8_t>(accessibility)};
+    append(name, bytes);
     return bytes;
 }
 

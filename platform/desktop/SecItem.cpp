@@ -7,10 +7,6 @@ namespace {
 
 using namespace Desktop;
 
-Bytes bytesOf(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 bool isAbsentOr(const SecConstant* value, SecConstant wanted) {
     return value == nullptr || *value == wanted;
 }

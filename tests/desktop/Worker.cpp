@@ -25,6 +25,7 @@
 #include "platform/Security.hpp"
 #include "platform/desktop/Device.hpp"
 #include "platform/desktop/Sensor.hpp"
+#include "text/Bytes.hpp"
 
 using namespace KavrelCrypto;
 
@@ -33,10 +34,6 @@ namespace {
 using Arguments = std::vector<std::string>;
 
 std::string folder;
-
-Bytes bytesOf(const std::string& text) {
-    return {text.begin(), text.end()};
-}
 
 /// Makes a pair of P-256 keys; says why not on standard output.
 bool generate(const std::string& privateTag, const std::string& publicTag) {

@@ -67,7 +67,7 @@ firstUnlock=true'
         assert_equal "$(state)" 'biometry=faceID enrolled=true lockedOut=false locked=false firstUnlock=true'
     done
     run --separate-stderr kavrel device set
-    assert_refused_saying 'NAME=VALUE is required'
+    assert_refused_saying 'SETTING is required'
 }
 
 @test "getBiometricStatus tells each state of the sensor" {

@@ -144,7 +144,7 @@ Examples:
 
 void addDeviceSet(CLI::App& device, CommandLine& line) {
     CLI::App* set = device.add_subcommand("set", "Change the state: all the values given, or none of them");
-    set->add_option("NAME=VALUE", line.assignments,
+    set->add_option("SETTING", line.assignments,
                     "biometry=KIND           the kind of sensor: none, touchID, faceID or opticID\n"
                     "enrolled=true|false     whether a person is enrolled\n"
                     "lockedOut=true|false    whether too many attempts failed; false forgets them\n"
