@@ -4,7 +4,7 @@
 #include <ctime>
 #include <openssl/cms.h>
 #include <openssl/err.h>
-#include <vector>
+#include <set>
 
 #include "text/Base64.hpp"
 #include "tools/kavrel/JSON.hpp"
@@ -37,14 +37,14 @@ void addSignedAttributes(CMS_SignerInfo* signer, BytesView sha256) {
 /// Returns the signed attributes as they are signed: the DER of a SET OF, although they stand under the tag
 /// [0] in the SignerInfo (RFC 5652, section 5.4).
 Bytes signedAttributes(CMS_SignerInfo* signer) {
-    std::vector<Bytes> attributes;
-    Bytes content;
+    std::set<std::string> attributes;  // DER puts them in the order of their encodings
     for (int i = 0; i < CMS_signed_get_attr_count(signer); ++i) {
-        attributes.push_back(encoded<&i2d_X509_ATTRIBUTE>(CMS_signed_get_attr(signer, i)));
+        const Bytes attribute = encoded<&i2d_X509_ATTRIBUTE>(CMS_signed_get_attr(signer, i));
+        attributes.emplace(attribute.begin(), attribute.end());
     }
-    std::sort(attributes.begin(), attributes.end());
-    for (const Bytes& attribute : attributes) {
-        append(attribute, content);
+    Bytes content;
+    for (const std::string& attribute : attributes) {
+        append(bytesOf(attribute), content);
     }
     const auto length = static_cast<int>(content.size());
     Bytes set(static_cast<std::size_t>(ASN1_object_size(1, length, V_ASN1_SET)) - content.size());

@@ -71,9 +71,9 @@ class NewFile {
 /// The person who signs, on the device that is open.
 class Person {
   public:
-    explicit Person(const std::optional<std::string>& nationalCode)
-        : certificate_(storedCertificate(nationalCode.value_or("0"))),
-          nationalCode_(nationalCode ? *nationalCode : codeInCertificate()) {
+    explicit Person(const std::optional<std::string>& chosenCode)
+        : certificate_(storedCertificate(chosenCode.value_or("0"))),
+          nationalCode_(chosenCode ? *chosenCode : codeInCertificate()) {
         checkKey();
     }
 
@@ -107,9 +107,9 @@ class Person {
     }
 
     /// The device has one slot, whoever asks.
-    [[nodiscard]] Certificate storedCertificate(const std::string& nationalCode) const {
+    [[nodiscard]] Certificate storedCertificate(const std::string& anyCode) const {
         const auto pem =
-            stringIn(performCall(plugin_, "getCertificate", {{"nationalCode", nationalCode}}), "certPem");
+            stringIn(performCall(plugin_, "getCertificate", {{"nationalCode", anyCode}}), "certPem");
         if (!pem) {
             throw CommandError(
                 "the device has no certificate, so nobody could tell whose signature it is. Get one with "
