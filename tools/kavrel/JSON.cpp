@@ -184,6 +184,9 @@ JSValue parseJSON(std::string_view text) {
     if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
         throw JSONError(place(text, nul) + "a NUL character; write it \\u0000, within a string");
     }
+    if (text.empty()) {  // for which the parser's releases have different words
+        throw JSONError(place(text, 0) + "syntax error while parsing value - unexpected end of input");
+    }
     Builder builder(text);
     if (!json::sax_parse(text, &builder)) {
         throw JSONError(builder.error());
