@@ -22,7 +22,7 @@ test('the API page is what the definitions generate', async () => {
   expect(api, 'run "npm run docgen"').toBe(await read(generated));
 });
 
-const pages = trackedFiles.filter((file) => /^(README|docs\/.+)\.md$/.test(file));
+const pages = trackedFiles.filter((file) => /^(CHANGELOG|README|docs\/.+)\.md$/.test(file));
 const folders = new Set(trackedFiles.filter((file) => file.includes('/')).map((file) => file.split('/')[0]));
 const isInTheTree = (path: string) => trackedFiles.some((file) => file === path || file.startsWith(`${path}/`));
 

@@ -108,7 +108,7 @@ describe('the npm package', () => {
       (file) => `js/dist/${file}`,
     );
     const manifests = ['KavrelCrypto.podspec', 'Package.swift', 'package.json'];
-    const pages = ['README.md', ...trackedFiles.filter((file) => /^docs\/.*\.md$/.test(file))];
+    const pages = ['CHANGELOG.md', 'README.md', ...trackedFiles.filter((file) => /^docs\/.*\.md$/.test(file))];
     expect(installedFiles).toEqual([...native, ...dist, ...manifests, ...pages].sort());
   });
 
