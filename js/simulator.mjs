@@ -35,7 +35,8 @@ const bundle = (entry, file, format, external) =>
       emptyOutDir: false,
       license: !external && { fileName: licences },
       lib: { entry: source(entry), formats: [format], fileName: () => file },
-      rolldownOptions: { external, output: { minify: true } },
+      minify: false, // whoever tests reads its stack traces
+      rolldownOptions: { external, output: { comments: { legal: false, jsdoc: false } } },
     },
   });
 

@@ -8,7 +8,7 @@ const instructions =
 
 const running = Symbol.for('kavrel-crypto.simulator');
 
-/** The simulator's entry in its page, from the moment it begins to start until it is stopped. */
+/** The simulator's entry in its page. If it did not start, or was stopped, it rejects every call with the reason. */
 interface Simulated {
   phone: Promise<{ call(method: string, options: unknown): Promise<never> }>;
 }
@@ -22,9 +22,8 @@ export class DigitalSignWeb extends WebPlugin implements DigitalSignPlugin {
     (method: string) =>
     async (options?: unknown): Promise<never> => {
       const simulated = (globalThis as { [running]?: Simulated })[running];
-      const phone = await simulated?.phone.catch(() => undefined);
-      if (!phone) throw this.unavailable(instructions);
-      return phone.call(method, options);
+      if (!simulated) throw this.unavailable(instructions);
+      return (await simulated.phone).call(method, options);
     };
 
   readonly setStyle = this.deliver('setStyle');

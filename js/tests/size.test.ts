@@ -11,8 +11,8 @@ async function compressedSize(...files: string[]): Promise<number> {
   return gzipSync(Buffer.concat(contents), { level: 9 }).length;
 }
 
-test.each(['index.js', 'index.cjs'])('the simulator, WebAssembly included, is at most 150 kB in %s', async (file) => {
-  expect(await compressedSize(`simulator/${file}`)).toBeLessThanOrEqual(150_000);
+test.each(['index.js', 'index.cjs'])('the simulator, WebAssembly included, is at most 160 kB in %s', async (file) => {
+  expect(await compressedSize(`simulator/${file}`)).toBeLessThanOrEqual(160_000);
 });
 
 // Of which 250 bytes are there for the simulator: they find it and hand the calls to it.

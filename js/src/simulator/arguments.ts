@@ -17,15 +17,20 @@ function copyOf(value: unknown, ancestors: readonly unknown[]): unknown {
   return Object.fromEntries(members.map(([key, member]) => [wellFormed(key), copyOf(member, inside)]));
 }
 
+/** Returns words for what `options` are if a call cannot take them. */
+function unfit(options: unknown): string | null {
+  if (Array.isArray(options)) return 'an array';
+  if (options instanceof Date) return 'a Date';
+  return typeof options === 'object' ? null : `a ${typeof options}`;
+}
+
 /**
  * Returns a call's options as they arrive at the plugin: a copy in which null replaces whatever JSON cannot express.
- * Throws a TypeError unless `options` is an object that does not contain itself.
+ * Throws a TypeError unless `options` is an object, no Date, that does not contain itself.
  */
 export function receivedOptions(options: unknown): object {
   if (options === undefined || options === null) return {};
-  if (typeof options !== 'object' || Array.isArray(options)) {
-    const what = Array.isArray(options) ? 'an array' : `a ${typeof options}`;
-    throw new TypeError(`A call of the plugin takes an object, and this is ${what}.`);
-  }
+  const what = unfit(options);
+  if (what !== null) throw new TypeError(`A call of the plugin takes an object, and this is ${what}.`);
   return copyOf(options, []) as object;
 }

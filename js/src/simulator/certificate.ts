@@ -32,6 +32,9 @@ const extension = () =>
 const subjectPublicKeyInfo = () =>
   new Sequence({ name: 'subjectPublicKeyInfo', value: [algorithm(), new BitString()] });
 
+/** RSAPublicKey (RFC 8017). */
+const rsaPublicKey = () => new Sequence({ value: [new Integer(), new Integer()] });
+
 /** Certificate (RFC 5280). */
 const certificate = () =>
   new Sequence({
@@ -131,3 +134,11 @@ export const publicKeyOf = (data: Uint8Array): Uint8Array => {
   if (!info) throw new TypeError('WebCrypto exported no SubjectPublicKeyInfo.');
   return info.subjectPublicKey;
 };
+
+/** Whether `data` is an RSAPublicKey in DER and nothing else. */
+export function isRSAPublicKey(data: Uint8Array): boolean {
+  const element = readDER(data);
+  return (
+    element !== null && element.blockLength === data.length && compareSchema(element, element, rsaPublicKey()).verified
+  );
+}

@@ -45,17 +45,25 @@ async function inflated(base64: string): Promise<ArrayBuffer> {
   return new Response(body!.pipeThrough(new DecompressionStream('gzip'))).arrayBuffer();
 }
 
+/** The words with which browsers refuse WebAssembly because of the page's content security policy. */
+const policyWords = /content security policy|\bCSP\b|unsafe-eval/i;
+
+function explained({ message }: Error): Error {
+  const advice = policyWords.test(message)
+    ? " The page has a content security policy, whose script-src has to contain 'wasm-unsafe-eval'."
+    : '';
+  return new Error(`The simulator's WebAssembly cannot be compiled here: ${message}.${advice}`);
+}
+
 let compiled: Promise<WebAssembly.Module> | undefined;
 
-/** Compiles the component the first time, and returns the same module from then on. */
+/** Compiles the component the first time that this works, and returns the same module from then on. */
 function compile(): Promise<WebAssembly.Module> {
   compiled ??= inflated(compressed)
     .then(WebAssembly.compile)
     .catch((error) => {
-      throw new Error(
-        `The simulator's WebAssembly cannot be compiled here: ${error.message}. ` +
-          "If the page has a content security policy, its script-src has to contain 'wasm-unsafe-eval'.",
-      );
+      compiled = undefined;
+      throw explained(error);
     });
   return compiled;
 }

@@ -1,11 +1,30 @@
+import type { DigitalSignPlugin } from '../definitions.js';
+
+declare global {
+  // So that the types can be read without the library "esnext.disposable".
+  interface SymbolConstructor {
+    readonly asyncDispose: unique symbol;
+  }
+}
+
 /**
- * What `startSimulator` can be told. Every member may be left out.
+ * What `startSimulator` can be told. Every member may be left out, and one that is undefined counts as left out.
  */
 export interface SimulatorOptions {
   /**
+   * What `Capacitor.getPlatform()` says. With `'ios'` it says "ios", `Capacitor.isNativePlatform()` is true, and only
+   * this plugin is available: for an app that asks for its platform. The simulator then has to be started before
+   * `@capacitor/core` is evaluated, and rejects otherwise.
+   *
+   * @default 'web'
+   */
+  platform?: 'web' | 'ios';
+
+  /**
    * Where the keychain and the phone's state are kept. IndexedDB outlives the page; memory does not. The default is
-   * IndexedDB where the panel can be shown, and memory elsewhere. If the browser refuses IndexedDB, memory is used with
-   * a warning on the console, unless `'indexeddb'` was asked for: then the simulator does not start.
+   * IndexedDB where a person can be in front of the phone (a browser with modal dialogs of its own), and memory
+   * elsewhere. If the browser refuses IndexedDB, memory is used with a warning on the console, unless `'indexeddb'` was
+   * asked for: then the simulator does not start.
    */
   storage?: 'indexeddb' | 'memory';
 
@@ -17,21 +36,100 @@ export interface SimulatorOptions {
   name?: string;
 
   /**
-   * Who answers the biometric prompts. The default is `'ask'` where a panel can be shown (a browser with modal
-   * dialogs), and `'cancel'` elsewhere: Node.js, jsdom, a worker.
+   * Who answers the biometric prompts. The default is `'ask'` where a person can be in front of the phone (a browser with
+   * modal dialogs of its own), and `'cancel'` elsewhere: Node.js, jsdom, happy-dom, a worker. The first prompt that is
+   * cancelled by default is reported on the console.
    */
   prompts?: PromptPolicy;
 
   /**
-   * Whether the panel is shown. The default is to show it where it can be shown.
+   * Whether the panel is shown. The default is to show it where a person can be in front of the phone.
    */
   panel?: boolean;
+
+  /**
+   * The state of a phone that is made now, where it differs from that of a new phone. A phone that is found in IndexedDB
+   * keeps its own.
+   */
+  state?: Partial<PhoneState>;
+
+  /**
+   * The people who have keys on the phone when `startSimulator` resolves. Somebody who has a key on a phone that is found
+   * in IndexedDB keeps it. The log does not show how they were enrolled.
+   */
+  people?: readonly Person[];
+
+  /**
+   * Where key pairs come from. `'new'` generates each pair, which takes WebCrypto some tenths of a second. `'reused'`
+   * takes the pairs that earlier phones of this program made, in the same order, so that only the first phone waits for
+   * them: for tests. No two pairs of one phone are the same.
+   *
+   * @default 'new'
+   */
+  keys?: 'new' | 'reused';
+}
+
+/**
+ * Somebody who is enrolled on the phone from the start.
+ */
+export interface Person {
+  /**
+   * The code that names the person in every call.
+   */
+  nationalCode: string;
+
+  /**
+   * The person's private key: RSA with 2048 bits. Without one, a pair is made as `SimulatorOptions.keys` says.
+   */
+  privateKey?: PrivateKeyJWK;
+
+  /**
+   * The certificate in the slot: a string in PEM, which has to be for `privateKey`, or true for one that a test authority
+   * issues. A phone has one slot, so only one person can have a certificate. Somebody for whom one is issued needs a
+   * national code in ASCII that is not empty.
+   */
+  certificate?: true | string;
+}
+
+/**
+ * An RSA private key as a JSON Web Key (RFC 7517, RFC 7518). Every `JsonWebKey` of that kind is one.
+ */
+export interface PrivateKeyJWK {
+  kty?: string;
+  n?: string;
+  e?: string;
+  d?: string;
+  p?: string;
+  q?: string;
+  dp?: string;
+  dq?: string;
+  qi?: string;
 }
 
 /**
  * How a biometric prompt is answered: by whoever calls a method of `Simulator.prompt` (`'ask'`), or by itself.
  */
 export type PromptPolicy = 'ask' | 'match' | 'no-match' | 'cancel';
+
+/**
+ * How one prompt is answered: as the methods of `Prompt` do.
+ */
+export type PromptAnswer = 'match' | 'no-match' | 'cancel' | 'interrupt';
+
+/**
+ * An operation of the platform that `Simulator.failNext` can let fail. The plugin's methods use them so:
+ *
+ * - `'generateKey'`: makes a key pair and stores its halves.
+ * - `'addItem'`: stores the certificate.
+ * - `'deleteItem'`: deletes keys or the certificate.
+ * - `'findItem'`: looks a key up.
+ * - `'readItem'`: reads the certificate.
+ * - `'exportKey'`: exports a public key.
+ * - `'sign'`: signs with a private key.
+ * - `'verify'`: verifies a signature with a public key.
+ */
+export type PlatformOperation =
+  'generateKey' | 'addItem' | 'deleteItem' | 'findItem' | 'readItem' | 'exportKey' | 'sign' | 'verify';
 
 /**
  * The state of the simulated phone, with the names and values of the command line's `kavrel device`. A new phone has
@@ -105,7 +203,8 @@ export interface PasswordItem {
 export type Item = KeyItem | PasswordItem;
 
 /**
- * The biometric prompt that is up. The first answer counts; later ones are ignored.
+ * The biometric prompt that is up. The first answer counts; later ones are ignored. A second prompt ends the one that is
+ * up, as if it had been interrupted.
  */
 export interface Prompt {
   /**
@@ -114,7 +213,8 @@ export interface Prompt {
   readonly reason: string;
 
   /**
-   * The person is recognised.
+   * The person is recognised, unless the sensor could not be asked any more: it was locked out or removed, or nobody
+   * is enrolled.
    */
   match(): void;
 
@@ -127,6 +227,11 @@ export interface Prompt {
    * The person closes the prompt.
    */
   cancel(): void;
+
+  /**
+   * The system closes the prompt, as it does for an incoming call. The sensor does not count that.
+   */
+  interrupt(): void;
 }
 
 /**
@@ -139,8 +244,8 @@ export interface Prompt {
 export type Outcome = 'pending' | 'resolved' | 'rejected' | 'unfinished';
 
 /**
- * One call of a plugin method. An entry is a snapshot: when its call ends, another takes its place in the log, under
- * the same `id`.
+ * One call of a plugin method. An entry is frozen: when its call ends, another takes its place in the log, under the same
+ * `id`.
  */
 export interface LogEntry {
   /**
@@ -170,7 +275,7 @@ export interface LogEntry {
 }
 
 /**
- * What can be listened to. The event carries nothing: read the member that changed.
+ * What can be listened to with `addEventListener`. The event carries nothing: read the member that changed.
  *
  * - `'prompt'`: a prompt came up, or the one that was up is gone (`prompt`).
  * - `'prompts'`: who answers the prompts was changed (`prompts`).
@@ -189,7 +294,7 @@ export type SimulatorEvent = 'prompt' | 'prompts' | 'state' | 'items' | 'log' | 
  *
  * It is for development and tests and protects nobody's real key.
  */
-export interface Simulator extends EventTarget {
+export interface Simulator {
   /**
    * Which phone this is.
    */
@@ -202,13 +307,16 @@ export interface Simulator extends EventTarget {
 
   /**
    * Calls a method of the plugin by its name, as the runtime delivers a call: `options` that are absent or null arrive
-   * as an empty object.
+   * as an empty object. The plugin object's calls come through here too, so `vi.spyOn(phone, 'call')` sees them all.
    *
    * Rejects as the plugin rejects, with an error that has a `message`, an `errorMessage` and, if the plugin gives one,
    * a `code`. Rejects with a `TypeError` if the plugin registers no such method or `options` is not an object. Never
    * settles for "setStyle", which is registered without a handler, or if the process stops meanwhile.
    */
-  call(method: string, options?: object | null): Promise<object>;
+  call<Method extends keyof DigitalSignPlugin>(
+    method: Method,
+    ...options: Parameters<DigitalSignPlugin[Method]>
+  ): ReturnType<DigitalSignPlugin[Method]>;
 
   /**
    * Who answers the prompts. Setting it takes effect with the next prompt; one that is up stays up.
@@ -219,6 +327,31 @@ export interface Simulator extends EventTarget {
    * The prompt that is up and waits for an answer, or null if there is none.
    */
   readonly prompt: Prompt | null;
+
+  /**
+   * Resolves with the prompt that is up, or with the next one that comes up. While this is waited for, the next prompt
+   * comes up and waits for an answer whatever `prompts` says, unless `answerNext` has an answer for it.
+   *
+   * Rejects as UNAVAILABLE if the simulator stops first.
+   */
+  nextPrompt(): Promise<Prompt>;
+
+  /**
+   * Answers the next prompts, one each, in this order and after the answers that were given before. Then `prompts`
+   * decides again. A prompt that is up stays up, and `reset()` forgets the answers.
+   *
+   * Throws a `TypeError` for an unknown answer.
+   */
+  answerNext(...answers: PromptAnswer[]): void;
+
+  /**
+   * Lets the next `operation` of the platform fail, or, with `after`, the one that follows so many of them. Calling it
+   * twice lets two fail. `reset()` forgets what has not failed yet. The page of the simulator has a table of what a
+   * fault does to each of the plugin's methods.
+   *
+   * Throws a `TypeError` for an unknown operation or an `after` that is not a whole number from 0 on.
+   */
+  failNext(operation: PlatformOperation, options?: { after?: number }): void;
 
   /**
    * Reads the phone's state.
@@ -240,47 +373,99 @@ export interface Simulator extends EventTarget {
   items(): Promise<Item[]>;
 
   /**
-   * The latest thousand calls, oldest first.
+   * The latest calls, oldest first: a copy. A thousand are kept, or fewer if they are long, but always the last one.
    */
   readonly log: readonly LogEntry[];
 
   /**
-   * The latest thousand lines that the component wrote, oldest first.
+   * The latest lines that the component wrote, oldest first: a copy. A thousand are kept, or fewer if they are long.
    */
   readonly console: readonly string[];
 
   /**
-   * Names the precondition that failed and so stopped the process, or is null if none did. Calls that were pending
+   * Says what stopped the process: the precondition that failed, or why `restart()` could not start the app again. It is
+   * null while the process runs. Calls that were pending
    * then, and calls that are made before `restart()`, never settle, as when an app has crashed.
    */
   readonly failure: string | null;
 
   /**
-   * Empties the keychain and gives the phone the state of a new one. Cancels the prompt that is up. `prompts` and the
-   * log stay as they are.
+   * Empties the keychain and gives the phone the state of a new one, also where `startSimulator` was given `state` or
+   * `people`. Cancels the prompt that is up, and forgets what `answerNext` and `failNext` were told. `prompts` and the log
+   * stay as they are.
    */
   reset(): Promise<void>;
 
   /**
-   * Starts the app again over the same keychain and state. Calls that were pending never settle.
+   * Starts the app again over the same keychain and state. Calls that were pending never settle. If the app cannot be
+   * started, rejects and leaves the reason in `failure`.
    */
   restart(): Promise<void>;
 
   /**
-   * Stops the simulator and takes the panel away. The prompt that is up is cancelled, and what is pending settles first.
-   * The plugin object rejects as UNAVAILABLE from then on, and another simulator can be started.
+   * Stops the simulator and takes the panel away. The prompt that is up is cancelled, and what is pending settles first,
+   * or is given up if it does not settle. The plugin object rejects as UNAVAILABLE from then on, and another simulator can
+   * be started. A phone in IndexedDB that was started several times stops when each start has been stopped.
    */
   stop(): Promise<void>;
 
+  /**
+   * The same as `stop()`, for `await using`.
+   */
+  [Symbol.asyncDispose](): Promise<void>;
+
   addEventListener(
     type: SimulatorEvent,
-    listener: EventListenerOrEventListenerObject | null,
-    options?: AddEventListenerOptions | boolean,
+    listener: SimulatorListener,
+    options?: boolean | SimulatorListenerOptions,
   ): void;
 
   removeEventListener(
     type: SimulatorEvent,
-    listener: EventListenerOrEventListenerObject | null,
-    options?: EventListenerOptions | boolean,
+    listener: SimulatorListener,
+    options?: boolean | { capture?: boolean },
   ): void;
+}
+
+/**
+ * Hears of an event of the simulator.
+ */
+export type SimulatorListener = (event: { readonly type: string }) => void;
+
+/**
+ * What `addEventListener` takes of the options that every event target has.
+ */
+export interface SimulatorListenerOptions {
+  once?: boolean;
+  capture?: boolean;
+}
+
+/**
+ * What `TestAuthority.issue` can be told. Every member may be left out.
+ */
+export interface CertificateOptions {
+  /**
+   * Until when the certificate is valid. In the past, it has expired. The default is a year from now.
+   */
+  notAfter?: Date;
+
+  /**
+   * The subject, in place of the request's: its attributes in order, under their short names (`CN`, `SN`, `GN`,
+   * `serialNumber`, `C`, `ST`, `L`, `O`, `OU`, `postalCode`) or their object identifiers.
+   */
+  subject?: Readonly<Record<string, string>>;
+
+  /**
+   * Issues the certificate for a key other than the request's, one that nobody has.
+   *
+   * @default false
+   */
+  forAnotherKey?: boolean;
+
+  /**
+   * Adds the authority's own certificate behind the one that is issued.
+   *
+   * @default false
+   */
+  withChain?: boolean;
 }

@@ -5,9 +5,11 @@ import { certificateOf } from './certificate.js';
 import type { PhoneState } from './definitions.js';
 import type { Answer, PlatformError } from './failure.js';
 import { Failure, answer, status } from './failure.js';
+import type { Faults } from './faults.js';
 import type { Keychain } from './keychain.js';
 import type { Key } from './keys.js';
-import { blockSize, externalRepresentation, generateKeyPair, keyOf, publicHalf, sign, verify } from './keys.js';
+import { blockSize, externalRepresentation, keyOf, publicHalf, sign, verify } from './keys.js';
+import type { KeySource } from './keysource.js';
 import type { Process } from './process.js';
 import type { Sensor } from './sensor.js';
 import { obstacle } from './sensor.js';
@@ -74,14 +76,21 @@ function readParameters(map: Dictionary): { bits: number; halves: Half[] } {
   return { bits, halves: halves.filter((half) => half !== null) };
 }
 
+/** What a phone is made of, whichever process runs on it. */
+export interface Hardware {
+  keychain: Keychain;
+  sensor: Sensor;
+  generateKeyPair: KeySource;
+  faults: Faults;
+}
+
 /**
  * The device of one process, as the component sees it: the operations of the seam under the platform's names. Those that
  * can fail answer with a promise that never rejects, and that never settles once the process has ended.
  */
 export class Device {
   constructor(
-    private readonly keychain: Keychain,
-    private readonly sensor: Sensor,
+    private readonly hardware: Hardware,
     private readonly process: Process,
   ) {}
 
@@ -95,20 +104,21 @@ export class Device {
 
   canEvaluatePolicy(): Promise<Answer<{ biometryType: number; obstacle: PlatformError | null }>> {
     return this.answer(async () => {
-      const state = await this.keychain.state();
+      const state = await this.hardware.keychain.state();
       return { biometryType: biometryTypes[state.biometry], obstacle: obstacle(state) };
     });
   }
 
   /** Returns at once, and replies to `pending` later. */
   async evaluatePolicy(reason: string, pending: number): Promise<void> {
-    const outcome = await answer(() => this.sensor.evaluate(reason));
+    const outcome = await answer(() => this.hardware.sensor.evaluate(reason));
     const error = 'error' in outcome ? outcome.error : outcome.result;
     this.process.enter((component) => component.replyTo(pending, error));
   }
 
   SecItemAdd(map: Dictionary): Promise<Answer<null>> {
     return this.answer(async () => {
+      this.hardware.faults.take('addItem');
       const attributes = new Attributes(map);
       if (attributes.require('kSecClass', 'string') !== 'kSecClassGenericPassword') {
         throw wrong('kSecClass', 'names a class of which items are not added by value');
@@ -121,7 +131,7 @@ export class Device {
         secret: attributes.require('kSecValueData', 'bytes'),
       };
       attributes.finish();
-      await this.keychain.add([item]);
+      await this.hardware.keychain.add([item]);
       return null;
     });
   }
@@ -132,31 +142,35 @@ export class Device {
       const attributes = new Attributes(map);
       const query = itemQuery(attributes);
       const isPassword = query.classes.includes('genericPassword');
+      this.hardware.faults.take(isPassword ? 'readItem' : 'findItem');
       const isWanted = attributes.take(isPassword ? 'kSecReturnData' : 'kSecReturnRef', 'boolean');
       attributes.oneOf('kSecMatchLimit', 'kSecMatchLimitOne');
       attributes.finish();
-      const { secret } = found(await this.keychain.find(query));
+      const { secret } = found(await this.hardware.keychain.find(query));
       return isWanted ? secret : null;
     });
   }
 
   SecItemDelete(map: Dictionary): Promise<Answer<null>> {
     return this.answer(async () => {
+      this.hardware.faults.take('deleteItem');
       const attributes = new Attributes(map);
       const query = itemQuery(attributes);
       attributes.finish();
-      found((await this.keychain.remove(query)) || undefined);
+      found((await this.hardware.keychain.remove(query)) || undefined);
       return null;
     });
   }
 
   SecKeyCreateRandomKey(map: Dictionary): Promise<Answer<Key>> {
     return this.answer(async () => {
+      this.hardware.faults.take('generateKey');
       const { bits, halves } = readParameters(map);
       // A process that ended meanwhile must not store anything any more.
-      const pair = await this.process.outlive(generateKeyPair(bits));
+      const pair = await this.process.outlive(this.hardware.generateKeyPair(bits));
       const secretOf = (half: Half) => (half.class === 'privateKey' ? pair : publicHalf(pair));
-      if (halves.length > 0) await this.keychain.add(halves.map((half) => ({ ...half, secret: secretOf(half) })));
+      if (halves.length > 0)
+        await this.hardware.keychain.add(halves.map((half) => ({ ...half, secret: secretOf(half) })));
       return pair;
     });
   }
@@ -166,7 +180,10 @@ export class Device {
   }
 
   SecKeyCopyExternalRepresentation(key: Key): Promise<Answer<Uint8Array>> {
-    return this.answer(async () => externalRepresentation(key));
+    return this.answer(async () => {
+      this.hardware.faults.take('exportKey');
+      return externalRepresentation(key);
+    });
   }
 
   SecKeyGetBlockSize(key: Key): number {
@@ -174,7 +191,10 @@ export class Device {
   }
 
   SecKeyCreateSignature(key: Key, data: Uint8Array<ArrayBuffer>): Promise<Answer<Uint8Array>> {
-    return this.answer(() => sign(key, data));
+    return this.answer(async () => {
+      this.hardware.faults.take('sign');
+      return sign(key, data);
+    });
   }
 
   SecKeyVerifySignature(
@@ -182,7 +202,10 @@ export class Device {
     data: Uint8Array<ArrayBuffer>,
     signature: Uint8Array<ArrayBuffer>,
   ): Promise<Answer<void>> {
-    return this.answer(() => verify(key, data, signature));
+    return this.answer(async () => {
+      this.hardware.faults.take('verify');
+      return verify(key, data, signature);
+    });
   }
 
   SecCertificateCreateWithData(data: Uint8Array): Certificate | null {

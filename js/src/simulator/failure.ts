@@ -20,6 +20,11 @@ export class Failure extends Error {
   }
 }
 
+/** An item of the keychain that cannot be used. */
+export class DamagedItem extends Error {
+  readonly name = 'DamagedItem';
+}
+
 /** An error as it crosses to the component. */
 export interface PlatformError {
   domain: string;
@@ -38,7 +43,7 @@ function reported(thrown: unknown): PlatformError {
   if (thrown instanceof Failure) {
     return { domain: 'NSOSStatusErrorDomain', code: thrown.status, description: thrown.message };
   }
-  const { name, message } = thrown as Error;
+  const { name, message } = thrown instanceof Error ? thrown : new Error(String(thrown));
   const isFull = name === 'QuotaExceededError';
   const description = `The simulated phone's keychain cannot be used (${name}: ${message}).`;
   console.error(`kavrel-crypto simulator: ${description}`);

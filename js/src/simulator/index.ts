@@ -1,2 +1,3 @@
+export { TestAuthority } from './authority.js';
 export type * from './definitions.js';
 export { startSimulator } from './start.js';

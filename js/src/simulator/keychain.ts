@@ -1,5 +1,6 @@
 import type { Accessibility, Item } from './definitions.js';
-import { Failure, status } from './failure.js';
+import { DamagedItem, Failure, status } from './failure.js';
+import { isIntact } from './keys.js';
 import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
 import { newState } from './storage.js';
 
@@ -16,6 +17,15 @@ function requireReach(state: State, accessibility: Accessibility): void {
 /** Returns the state and the matching items. Asks for both at once, since in IndexedDB each wait takes time. */
 function read(transaction: Transaction, query: ItemQuery): Promise<[State, StoredItem[]]> {
   return Promise.all([transaction.state(), transaction.find(query)]);
+}
+
+/** Throws if the item cannot be used. Its sentence names the item and says what helps. */
+function requireIntact(item: StoredItem): void {
+  if (isIntact(item)) return;
+  throw new DamagedItem(
+    `the item "${item.name}" is damaged: what a tool has copied as text is no key any more. ` +
+      'Reset the phone with phone.reset() or in its panel, and enrol again',
+  );
 }
 
 function described({ class: itemClass, name, accessibility, createdAt }: StoredItem): Item {
@@ -36,7 +46,10 @@ export class Keychain {
   find(query: ItemQuery): Promise<StoredItem | undefined> {
     return this.storage.transact('readonly', async (transaction) => {
       const [state, [first]] = await read(transaction, query);
-      if (first) requireReach(state, first.accessibility);
+      if (first) {
+        requireReach(state, first.accessibility);
+        requireIntact(first);
+      }
       return first;
     });
   }
@@ -83,8 +96,10 @@ export class Keychain {
     this.changed('state');
   }
 
+  /** Lists the items that can be used. */
   async items(): Promise<Item[]> {
-    return (await this.storage.transact('readonly', (transaction) => transaction.list())).map(described);
+    const items = await this.storage.transact('readonly', (transaction) => transaction.list());
+    return items.filter(isIntact).map(described);
   }
 
   /** Deletes all items and restores the state of a new phone. */

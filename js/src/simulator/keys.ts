@@ -1,6 +1,8 @@
 import type { Certificate } from './certificate.js';
-import { publicKeyOf } from './certificate.js';
+import { isRSAPublicKey, publicKeyOf } from './certificate.js';
+import type { PrivateKeyJWK } from './definitions.js';
 import { Failure, status } from './failure.js';
+import type { NewItem } from './storage.js';
 
 const scheme = 'RSASSA-PKCS1-v1_5';
 const rsaEncryption = '1.2.840.113549.1.1.1';
@@ -21,15 +23,42 @@ export interface KeyPair extends PublicKey {
 
 export type Key = KeyPair | PublicKey;
 
+const hash = 'SHA-256';
+
 export async function generateKeyPair(bits: number): Promise<KeyPair> {
-  const algorithm = { name: scheme, modulusLength: bits, publicExponent: new Uint8Array([1, 0, 1]), hash: 'SHA-256' };
+  const algorithm = { name: scheme, modulusLength: bits, publicExponent: new Uint8Array([1, 0, 1]), hash };
   const { privateKey, publicKey } = await crypto.subtle
     .generateKey(algorithm, false, ['sign', 'verify'])
     .catch((error) => {
       throw new Failure(status.param, `The key cannot be generated (${error.message}).`);
     });
+  return pairOf(privateKey, publicKey);
+}
+
+async function pairOf(privateKey: CryptoKey, publicKey: CryptoKey): Promise<KeyPair> {
   const info = new Uint8Array(await crypto.subtle.exportKey('spki', publicKey));
   return { privateKey, publicKey, rsaPublicKey: publicKeyOf(info) };
+}
+
+/** Returns the pair of which `jwk` is the private half. Rejects unless it is an RSA key whose numbers belong together. */
+export async function importKeyPair({ n, e, d, p, q, dp, dq, qi }: PrivateKeyJWK): Promise<KeyPair> {
+  const algorithm = { name: scheme, hash };
+  const numbers = { kty: 'RSA', n, e };
+  const privateKey = await crypto.subtle.importKey('jwk', { ...numbers, d, p, q, dp, dq, qi }, algorithm, false, [
+    'sign',
+  ]);
+  const pair = await pairOf(privateKey, await crypto.subtle.importKey('jwk', numbers, algorithm, true, ['verify']));
+  const data = new Uint8Array(1);
+  await verify(pair, data, await sign(pair, data));
+  return pair;
+}
+
+/** Whether an item's secret is what its class says. What a tool has serialised is no key any more. */
+export function isIntact({ class: itemClass, secret }: Pick<NewItem, 'class' | 'secret'>): boolean {
+  if (itemClass === 'genericPassword') return ArrayBuffer.isView(secret);
+  const { rsaPublicKey, publicKey, privateKey } = secret as Partial<KeyPair>;
+  const keys = itemClass === 'privateKey' ? [publicKey, privateKey] : [publicKey];
+  return ArrayBuffer.isView(rsaPublicKey) && keys.every((key) => key instanceof CryptoKey);
 }
 
 /** Returns the public half of a pair, or a public key itself. */
@@ -39,7 +68,7 @@ export function publicHalf({ rsaPublicKey, publicKey }: Key): PublicKey {
 
 /** Returns the key in `certificate`, or null if the platform cannot use such a key. */
 export function keyOf({ algorithm, subjectPublicKey }: Certificate): PublicKey | null {
-  return algorithm === rsaEncryption ? { rsaPublicKey: subjectPublicKey } : null;
+  return algorithm === rsaEncryption && isRSAPublicKey(subjectPublicKey) ? { rsaPublicKey: subjectPublicKey } : null;
 }
 
 function requirePublic(key: Key): PublicKey {
@@ -48,10 +77,7 @@ function requirePublic(key: Key): PublicKey {
 }
 
 export function externalRepresentation(key: Key): Uint8Array {
-  const { rsaPublicKey } = requirePublic(key);
-  // A person can alter what the browser has stored, in its developer tools.
-  if (!ArrayBuffer.isView(rsaPublicKey)) throw new Failure(status.io, 'A key in the keychain is damaged.');
-  return rsaPublicKey;
+  return requirePublic(key).rsaPublicKey;
 }
 
 /** Returns the block size in bytes. */
@@ -59,7 +85,7 @@ export function blockSize({ publicKey }: Key): number {
   return publicKey ? (publicKey.algorithm as RsaHashedKeyAlgorithm).modulusLength / 8 : 0;
 }
 
-export async function sign(key: Key, data: Uint8Array<ArrayBuffer>): Promise<Uint8Array> {
+export async function sign(key: Key, data: Uint8Array<ArrayBuffer>): Promise<Uint8Array<ArrayBuffer>> {
   if ('privateKey' in key) return new Uint8Array(await crypto.subtle.sign(scheme, key.privateKey, data));
   throw new Failure(status.param, 'This takes a private key, and the key is a public one.');
 }

@@ -9,6 +9,10 @@ class MemoryTransaction implements Transaction {
     public nextId: number,
   ) {}
 
+  async isNew(): Promise<boolean> {
+    return this.current === newState && this.nextId === 1;
+  }
+
   async state(): Promise<State> {
     return { ...this.current };
   }

@@ -1,12 +1,27 @@
+import type { DigitalSignPlugin } from '../definitions.js';
+
 import { receivedOptions } from './arguments.js';
-import type { Item, LogEntry, PhoneState, Prompt, PromptPolicy, Simulator, SimulatorEvent } from './definitions.js';
+import type {
+  Item,
+  LogEntry,
+  PhoneState,
+  PlatformOperation,
+  Prompt,
+  PromptAnswer,
+  PromptPolicy,
+  Simulator,
+  SimulatorEvent,
+} from './definitions.js';
+import { Faults } from './faults.js';
 import { Keychain } from './keychain.js';
+import type { KeySource } from './keysource.js';
 import { Log } from './log.js';
-import { checkedPolicy, checkedState } from './options.js';
+import { checkedAnswer, checkedAfter, checkedOperation, checkedPolicy, checkedState } from './options.js';
 import { Process } from './process.js';
 import { Queue } from './queue.js';
 import { Sensor } from './sensor.js';
-import type { State, Storage } from './storage.js';
+import { changedState } from './state.js';
+import type { Storage } from './storage.js';
 
 /** A message from a phone to the other pages that share it. */
 type Message = 'items' | 'state' | 'cancel';
@@ -18,46 +33,56 @@ export function rejection(message: string, code?: string): Error {
   return Object.assign(error, { errorMessage: message }, code === undefined ? {} : { code });
 }
 
-/** Returns the state with `change` applied. Naming one of `locked` and `firstUnlock` may decide the other as well. */
-function changed(state: State, change: Partial<PhoneState>): State {
-  const implied: Partial<PhoneState> = {
-    ...(change.locked === false && { firstUnlock: true }),
-    ...(change.firstUnlock === false && { locked: true }),
-  };
-  const made = { ...state, ...implied, ...change };
-  if (!made.locked && !made.firstUnlock) {
-    throw new RangeError('A phone that was never unlocked is locked: locked false does not go with firstUnlock false.');
-  }
-  // Otherwise the next failure would lock the sensor out again.
-  return change.lockedOut === false ? { ...made, failedPrompts: 0 } : made;
-}
+const stoppedRejection = (): Error =>
+  rejection('The simulator was stopped. Start it again with startSimulator().', 'UNAVAILABLE');
+
+/** For how long a phone that stops waits for what is pending, in milliseconds. */
+const longestStop = 10_000;
+
+const asyncDispose: typeof Symbol.asyncDispose = Symbol.asyncDispose ?? Symbol.for('Symbol.asyncDispose');
 
 /** The name of the phone's channel, through which its pages hear of each other's changes. */
 const channelName = (phone: string): string => `kavrel-crypto/${phone}`;
 
+/** What a phone is made of. */
+export interface Parts {
+  name: string;
+  storage: Storage;
+  generateKeyPair: KeySource;
+
+  /** Who answers the prompts. Without it every prompt is cancelled, and the first of them is reported. */
+  prompts?: PromptPolicy;
+
+  /** Called at every stop. Returns whether it is the last, which stops the phone. */
+  release(): boolean;
+}
+
 export class SimulatedPhone extends EventTarget implements Simulator {
+  readonly name: string;
   failure: string | null = null;
 
+  private readonly kept: Storage;
+  private readonly release: () => boolean;
   private readonly queue = new Queue();
   private readonly record = new Log((what) => this.tell(what));
   private readonly keychain: Keychain;
   private readonly sensor: Sensor;
+  private readonly faults = new Faults();
+  private readonly generateKeyPair: KeySource;
   private readonly channel: BroadcastChannel | undefined;
   private process: Process;
   private methods: string[] = [];
   private stopped: Promise<void> | undefined;
 
-  /** `onStop` is called when the phone begins to stop. */
-  constructor(
-    readonly name: string,
-    private readonly kept: Storage,
-    prompts: PromptPolicy,
-    private readonly onStop: () => void,
-  ) {
+  constructor({ name, storage, generateKeyPair, prompts, release }: Parts) {
     super();
-    this.keychain = new Keychain(kept, (what) => this.announce(what));
+    this.name = name;
+    this.kept = storage;
+    this.generateKeyPair = generateKeyPair;
+    this.release = release;
+    this.keychain = new Keychain(storage, (what) => this.announce(what));
     this.sensor = new Sensor(this.keychain, prompts, () => this.tell('prompt'));
-    this.channel = kept.kind === 'indexeddb' ? this.joined() : undefined;
+    this.channel = storage.kind === 'indexeddb' ? this.joined() : undefined;
     this.process = this.newProcess();
   }
 
@@ -83,6 +108,19 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     return this.sensor.prompt;
   }
 
+  async nextPrompt(): Promise<Prompt> {
+    this.requireRunning();
+    return this.sensor.nextPrompt();
+  }
+
+  answerNext(...answers: PromptAnswer[]): void {
+    this.sensor.answerNext(answers.map(checkedAnswer));
+  }
+
+  failNext(operation: PlatformOperation, options: { after?: number } = {}): void {
+    this.faults.arrange(checkedOperation(operation), checkedAfter(options));
+  }
+
   get log(): readonly LogEntry[] {
     return this.record.calls;
   }
@@ -91,7 +129,67 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     return this.record.lines;
   }
 
-  call(method: string, options?: object | null): Promise<object> {
+  call<Method extends keyof DigitalSignPlugin>(
+    method: Method,
+    ...[options]: Parameters<DigitalSignPlugin[Method]>
+  ): ReturnType<DigitalSignPlugin[Method]> {
+    return this.deliver(method, options) as ReturnType<DigitalSignPlugin[Method]>;
+  }
+
+  async state(): Promise<PhoneState> {
+    const { biometry, enrolled, lockedOut, locked, firstUnlock } = await this.inTurn(() => this.keychain.state());
+    return { biometry, enrolled, lockedOut, locked, firstUnlock };
+  }
+
+  async set(change: Partial<PhoneState>): Promise<void> {
+    const wanted = checkedState(change);
+    await this.inTurn(async () => {
+      await this.keychain.changeState((state) => changedState(state, wanted));
+      if (wanted.locked || wanted.firstUnlock === false) this.cancelPrompts();
+    });
+  }
+
+  async items(): Promise<Item[]> {
+    return this.inTurn(() => this.keychain.items());
+  }
+
+  async reset(): Promise<void> {
+    await this.inTurn(async () => {
+      await this.keychain.reset();
+      this.cancelPrompts();
+      this.sensor.forgetAnswers();
+      this.faults.clear();
+    });
+  }
+
+  async restart(): Promise<void> {
+    this.requireRunning();
+    this.process.end();
+    this.abandonCalls();
+    this.failure = null;
+    const process = this.newProcess();
+    this.process = process;
+    try {
+      await process.start();
+    } catch (error) {
+      if (this.process === process) this.fail(`The app cannot be started again: ${(error as Error).message}`);
+      throw error;
+    }
+    this.tell('started');
+  }
+
+  stop(): Promise<void> {
+    if (!this.stopped && !this.release()) return Promise.resolve();
+    this.stopped ??= this.shutDown();
+    return this.stopped;
+  }
+
+  [asyncDispose](): Promise<void> {
+    return this.stop();
+  }
+
+  /** Makes a call, whatever is given. */
+  private deliver(method: string, options: unknown): Promise<object> {
     return new Promise((resolve, reject) => {
       this.requireRunning();
       const received = receivedOptions(options);
@@ -117,69 +215,47 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     });
   }
 
-  async state(): Promise<PhoneState> {
-    const { biometry, enrolled, lockedOut, locked, firstUnlock } = await this.inTurn(() => this.keychain.state());
-    return { biometry, enrolled, lockedOut, locked, firstUnlock };
-  }
-
-  async set(change: Partial<PhoneState>): Promise<void> {
-    const wanted = checkedState(change);
-    await this.inTurn(async () => {
-      await this.keychain.changeState((state) => changed(state, wanted));
-      if (wanted.locked || wanted.firstUnlock === false) this.cancelPrompts();
-    });
-  }
-
-  async items(): Promise<Item[]> {
-    return this.inTurn(() => this.keychain.items());
-  }
-
-  async reset(): Promise<void> {
-    await this.inTurn(async () => {
-      await this.keychain.reset();
-      this.cancelPrompts();
-    });
-  }
-
-  async restart(): Promise<void> {
-    this.requireRunning();
+  /** Stops for good. Call it in place of `stop` if the start failed. */
+  async shutDown(): Promise<void> {
+    this.sensor.close(stoppedRejection());
+    await this.settled();
     this.process.end();
-    this.abandonCalls();
-    this.failure = null;
-    this.process = this.newProcess();
-    await this.process.start();
-    this.tell('started');
-  }
-
-  stop(): Promise<void> {
-    this.stopped ??= this.shutDown();
-    return this.stopped;
-  }
-
-  private async shutDown(): Promise<void> {
-    this.onStop();
-    this.sensor.close();
-    await this.record.idle();
-    await this.queue.run(() => this.process.end());
+    this.record.abandon();
     this.channel?.close();
     this.kept.close();
     this.tell('stopped');
   }
 
+  /** Resolves when everything that was asked of the phone has been done, or when that takes too long. */
+  private async settled(): Promise<void> {
+    let timer: ReturnType<typeof setTimeout> | undefined;
+    const tooLong = new Promise<void>((resolve) => {
+      timer = setTimeout(resolve, longestStop);
+    });
+    await Promise.race([this.record.idle().then(() => this.queue.run(() => undefined)), tooLong]);
+    clearTimeout(timer);
+  }
+
   private newProcess(): Process {
-    return new Process(this.keychain, this.sensor, this.queue, {
+    const { keychain, sensor, generateKeyPair, faults } = this;
+    return new Process({ keychain, sensor, generateKeyPair, faults }, this.queue, {
       printed: (line) => this.record.print(line),
       crashed: (reason) => this.crash(reason),
     });
   }
 
   private crash(reason: string): void {
-    this.failure = reason;
-    this.abandonCalls();
     console.error(
       `kavrel-crypto simulator: the app's process stopped, because this did not hold: ${reason}. ` +
         'Its calls never settle, as on the phone. Start the app again with restart().',
     );
+    this.fail(reason);
+  }
+
+  /** Leaves the phone without a process, for the reason given. */
+  private fail(reason: string): void {
+    this.failure = reason;
+    this.abandonCalls();
     this.tell('stopped');
   }
 
@@ -201,8 +277,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
   }
 
   private requireRunning(): void {
-    if (this.stopped)
-      throw rejection('The simulator was stopped. Start it again with startSimulator().', 'UNAVAILABLE');
+    if (this.stopped) throw stoppedRejection();
   }
 
   private tell(type: SimulatorEvent): void {

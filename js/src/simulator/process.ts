@@ -1,9 +1,8 @@
 import type { Component } from './component.js';
 import { loadComponent } from './component.js';
+import type { Hardware } from './device.js';
 import { Device } from './device.js';
-import type { Keychain } from './keychain.js';
 import type { Queue } from './queue.js';
-import type { Sensor } from './sensor.js';
 
 /** Hears from a process what happens in it. */
 export interface ProcessObserver {
@@ -25,8 +24,7 @@ export class Process {
 
   /** Everything that enters the component comes through `queue`, one after the other. */
   constructor(
-    private readonly keychain: Keychain,
-    private readonly sensor: Sensor,
+    private readonly hardware: Hardware,
     private readonly queue: Queue,
     private readonly observer: ProcessObserver,
   ) {}
@@ -34,7 +32,7 @@ export class Process {
   /** Starts the process. Resolves with the names of the methods that the plugin registers. */
   start(): Promise<string[]> {
     return this.queue.run(async () => {
-      const device = new Device(this.keychain, this.sensor, this);
+      const device = new Device(this.hardware, this);
       this.component = await loadComponent(device, (line) => this.printError(line));
       return this.component.methods();
     });

@@ -41,6 +41,9 @@ export interface ItemQuery {
 }
 
 export interface Transaction {
+  /** Whether nothing was ever kept: neither a state nor an item. */
+  isNew(): Promise<boolean>;
+
   state(): Promise<State>;
   setState(state: State): Promise<void>;
 

@@ -49,7 +49,13 @@ export class ScriptedPhone extends EventTarget implements Simulator {
         resolve(how);
         setTimeout(() => this.tell('prompt')); // as late as a phone may be
       };
-      const prompt = { reason, match: answer('match'), noMatch: answer('noMatch'), cancel: answer('cancel') };
+      const prompt = {
+        reason,
+        match: answer('match'),
+        noMatch: answer('noMatch'),
+        cancel: answer('cancel'),
+        interrupt: answer('interrupt'),
+      };
       this.prompt = prompt;
       this.tell('prompt');
     });
@@ -97,12 +103,28 @@ export class ScriptedPhone extends EventTarget implements Simulator {
     this.tell('started');
   }
 
-  async call(): Promise<never> {
+  call(): never {
     throw new Error('A scripted phone has no component.');
+  }
+
+  nextPrompt(): never {
+    throw new Error('A scripted phone is asked by the test.');
+  }
+
+  answerNext(): never {
+    throw new Error('A scripted phone is asked by the test.');
+  }
+
+  failNext(): never {
+    throw new Error('A scripted phone has no platform.');
   }
 
   async stop(): Promise<void> {
     this.asked.push('stop');
+  }
+
+  [Symbol.asyncDispose](): Promise<void> {
+    return this.stop();
   }
 
   private tell(event: SimulatorEvent): void {

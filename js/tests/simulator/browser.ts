@@ -5,6 +5,7 @@ import { join } from 'node:path';
 import type { Browser, BrowserContext, Page } from 'playwright-core';
 import { afterAll, afterEach, beforeAll, beforeEach, expect, inject } from 'vitest';
 
+import type { UserInfo } from '../../src/definitions.js';
 import { launchChromium } from '../chromium.js';
 
 import type { Simulator, SimulatorOptions } from './phone.js';
@@ -60,7 +61,7 @@ async function serve(): Promise<{ origin: string; close(): void }> {
 /** What the tests find in each page, also after a reload. */
 export interface Helpers {
   nationalCode: string;
-  userInfo: object;
+  userInfo: UserInfo;
 
   /** Imports the module at `address`. Written as an import in a test, it would be the test's. */
   load<Module>(address: string): Promise<Module>;

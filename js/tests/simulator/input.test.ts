@@ -2,7 +2,7 @@ import { describe, expect, test } from 'vitest';
 
 import { registeredMethods } from '../calls.js';
 
-import { nationalCode, outcomeOf, promptOf, startPhone, userInfo } from './phone.js';
+import { callAnyhow, nationalCode, outcomeOf, startPhone, userInfo } from './phone.js';
 
 const handled = registeredMethods.filter((method) => method !== 'setStyle');
 const personal = handled.filter((method) => !['createCSR', 'getBiometricStatus'].includes(method));
@@ -29,7 +29,7 @@ describe('a value of another type', () => {
   test.each(personal)('is not a national code for %s', async (method) => {
     const phone = await startPhone();
     for (const value of notStrings) {
-      expect(await outcomeOf(phone.call(method, { nationalCode: value }))).toBe('nationalCode required');
+      expect(await outcomeOf(callAnyhow(phone, method, { nationalCode: value }))).toBe('nationalCode required');
     }
   });
 
@@ -45,11 +45,15 @@ describe('a value of another type', () => {
   test('is not a digest, a certificate or a record', async () => {
     const phone = await startPhone();
     for (const value of notStrings) {
-      expect(await outcomeOf(phone.call('signDigest', { nationalCode, digestB64: value }))).toBe('invalid digestB64');
-      expect(await outcomeOf(phone.call('storeCertificate', { nationalCode, certPem: value }))).toBe('Provide certPem');
+      expect(await outcomeOf(callAnyhow(phone, 'signDigest', { nationalCode, digestB64: value }))).toBe(
+        'invalid digestB64',
+      );
+      expect(await outcomeOf(callAnyhow(phone, 'storeCertificate', { nationalCode, certPem: value }))).toBe(
+        'Provide certPem',
+      );
       const isObject = typeof value === 'object' && value !== null && !Array.isArray(value) && !(value instanceof Date);
       const outcome = isObject ? 'invalid userInfo' : 'userInfo required';
-      expect(await outcomeOf(phone.call('createCSR', { userInfo: value }))).toBe(outcome);
+      expect(await outcomeOf(callAnyhow(phone, 'createCSR', { userInfo: value }))).toBe(outcome);
     }
   });
 });
@@ -69,7 +73,7 @@ describe('options', () => {
     const phone = await startPhone();
     const options: Record<string, unknown> = { nationalCode };
     options.self = { options };
-    await expect(phone.call('hasKey', options)).rejects.toThrow(/does not contain itself/);
+    await expect(callAnyhow(phone, 'hasKey', options)).rejects.toThrow(/does not contain itself/);
     expect(phone.log).toEqual([]);
   });
 
@@ -87,7 +91,7 @@ describe('options', () => {
     const phone = await startPhone();
     let deep: object = {};
     for (let level = 0; level < 100_000; ++level) deep = level % 2 ? [deep] : { deep };
-    expect(await phone.call('hasKey', { nationalCode, deep, holes: new Array(3) })).toEqual({ exists: false });
+    expect(await callAnyhow(phone, 'hasKey', { nationalCode, deep, holes: new Array(3) })).toEqual({ exists: false });
   });
 
   test('may have members with the names that every object has', async () => {
@@ -167,7 +171,7 @@ describe('many calls', () => {
       },
       async (person) =>
         expect(await outcomeOf(phone.call('getKeyInfo', { nationalCode: `${person}?` }))).toBe('not found'),
-      async () => expect(await outcomeOf(phone.call('createCSR', {}))).toBe('userInfo required'),
+      async () => expect(await outcomeOf(callAnyhow(phone, 'createCSR', {}))).toBe('userInfo required'),
       async (person, index) => {
         const call = phone.call('createCSR', {
           userInfo: { ...userInfo, nationalCode: person, city: `city ${index}` },
@@ -188,13 +192,13 @@ describe('many calls', () => {
   test('of which one fails do not wait for it', async () => {
     const phone = await startPhone({ prompts: 'ask' });
     const failing = [
-      phone.call('hasKey', { nationalCode: 7 }),
-      phone.call('createCSR', { userInfo: null }),
+      callAnyhow(phone, 'hasKey', { nationalCode: 7 }),
+      callAnyhow(phone, 'createCSR', { userInfo: null }),
       phone.call('signDigest', { nationalCode, digestB64: '' }),
     ].map(outcomeOf);
     const next = phone.call('hasKey', { nationalCode });
     expect(await next).toEqual({ exists: false });
-    (await promptOf(phone)).match();
+    (await phone.nextPrompt()).match();
     expect(await Promise.all(failing)).toEqual(['nationalCode required', 'userInfo required', 'sign_failed']);
   });
 });

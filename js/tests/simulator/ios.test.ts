@@ -76,7 +76,9 @@ test('importing it after the runtime throws, and says to import it before', asyn
     await helpers.load('/core.js');
     return helpers.load('/ios.js').catch(({ message }) => message);
   });
-  expect(sentence).toMatch(/was loaded after @capacitor\/core.+Import it before the app/);
+  expect(sentence).toMatch(
+    /make "ios" the platform after @capacitor\/core had made it "web"\..+ only then import\(\) the app/,
+  );
 });
 
 test.each(['webkit', 'androidBridge'] as const)('importing it on a phone, which has %s, does nothing', async (name) => {

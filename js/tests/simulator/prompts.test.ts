@@ -1,6 +1,6 @@
 import { describe, expect, test } from 'vitest';
 
-import { nationalCode, next, outcomeOf, promptOf, sign, startPhone, staysPending } from './phone.js';
+import { nationalCode, next, outcomeOf, sign, startPhone, staysPending } from './phone.js';
 
 async function enrolledPhone(prompts: 'ask' | 'match' | 'no-match' | 'cancel') {
   const phone = await startPhone({ prompts });
@@ -26,7 +26,7 @@ describe('a prompt that asks', () => {
     const came = next(phone, 'prompt');
     const call = sign(phone);
     await came;
-    const prompt = await promptOf(phone);
+    const prompt = await phone.nextPrompt();
     expect(prompt.reason).toBe('Authenticate to sign');
     expect(await staysPending(call)).toBe(true);
     const went = next(phone, 'prompt');
@@ -39,7 +39,7 @@ describe('a prompt that asks', () => {
   test.each(['match', 'noMatch', 'cancel'] as const)('takes %s as its only answer', async (answer) => {
     const phone = await enrolledPhone('ask');
     const call = sign(phone);
-    const prompt = await promptOf(phone);
+    const prompt = await phone.nextPrompt();
     prompt[answer]();
     prompt.match();
     prompt.cancel();
@@ -49,7 +49,7 @@ describe('a prompt that asks', () => {
   test('does not keep other calls waiting', async () => {
     const phone = await enrolledPhone('ask');
     const call = sign(phone);
-    const prompt = await promptOf(phone);
+    const prompt = await phone.nextPrompt();
     expect(await phone.call('hasKey', { nationalCode })).toEqual({ exists: true });
     prompt.cancel();
     expect(await outcomeOf(call)).toBe('sign_failed');
@@ -58,7 +58,7 @@ describe('a prompt that asks', () => {
   test('stays up when the policy changes, which takes effect with the next one', async () => {
     const phone = await enrolledPhone('ask');
     const call = sign(phone);
-    const prompt = await promptOf(phone);
+    const prompt = await phone.nextPrompt();
     const announced = next(phone, 'prompts');
     phone.prompts = 'match';
     await announced;
@@ -68,17 +68,18 @@ describe('a prompt that asks', () => {
     expect(await outcomeOf(sign(phone))).toBe('resolved');
   });
 
-  test('comes after the one before it, in the order of the calls', async () => {
+  test('is interrupted by the next one, as two that overlap are on the phone', async () => {
     const phone = await enrolledPhone('ask');
-    const ended: number[] = [];
-    const calls = [1, 2, 3].map((number) => sign(phone).finally(() => ended.push(number)));
-    for (let prompts = 0; prompts < 3; ++prompts) {
-      const prompt = await promptOf(phone);
-      expect(ended).toEqual([1, 2, 3].slice(0, prompts));
-      prompt.match();
-      await calls[prompts];
-    }
-    expect(ended).toEqual([1, 2, 3]);
+    const first = sign(phone);
+    const prompt = await phone.nextPrompt();
+    const second = sign(phone);
+    expect(await outcomeOf(first)).toBe('sign_failed');
+    const after = await phone.nextPrompt();
+    expect(after).not.toBe(prompt);
+    prompt.cancel(); // it is too late for that
+    after.match();
+    expect(await outcomeOf(second)).toBe('resolved');
+    expect(phone.prompt).toBe(null);
   });
 });
 
@@ -99,7 +100,7 @@ describe('the system cancels the prompt that is up and those that wait', () => {
   ] as [string, (phone: Awaited<ReturnType<typeof startPhone>>) => Promise<void>][])('%s', async (_, change) => {
     const phone = await enrolledPhone('ask');
     const calls = [sign(phone), sign(phone)];
-    await promptOf(phone);
+    await phone.nextPrompt();
     await change(phone);
     expect(await Promise.all(calls.map(outcomeOf))).toEqual(['sign_failed', 'sign_failed']);
     expect(phone.prompt).toBe(null);
@@ -109,7 +110,7 @@ describe('the system cancels the prompt that is up and those that wait', () => {
     const phone = await enrolledPhone('ask');
     for (let times = 0; times < 6; ++times) {
       const call = sign(phone);
-      await promptOf(phone);
+      await phone.nextPrompt();
       await phone.set({ locked: true });
       await outcomeOf(call);
       await phone.set({ locked: false });

@@ -60,26 +60,51 @@ describe('importing the simulator', () => {
 });
 
 describe('a second start', () => {
-  test('resolves with the phone that runs, or is about to', async () => {
-    const [first, second] = await Promise.all([startPhone({ name: 'one' }), startPhone({ name: 'one' })]);
-    expect(second).toBe(first);
-    expect(await startSimulator({ name: 'one' })).toBe(first);
-  });
+  const refusal = /already runs here, with a phone in memory.+stop it first: with await phone\.stop\(\)/;
 
-  test('from a second copy of the module resolves with the phone that runs', async () => {
+  test('of a phone in memory is refused, until the first has stopped', async () => {
     const phone = await startPhone();
-    const copies = [`${installed('simulator/index.js')}?copy`, installed('simulator/index.cjs')];
-    for (const copy of copies) expect(await (await import(copy)).startSimulator()).toBe(phone);
+    expect(await outcomeOf(startSimulator())).toMatch(refusal);
+    await phone.stop();
+    expect(await startPhone()).not.toBe(phone);
   });
 
-  test('under another name is refused, until the first has stopped', async () => {
-    const phone = await startPhone({ name: 'one' });
-    expect(await outcomeOf(startSimulator({ name: 'two' }))).toBe(
-      'The simulator already runs in this page, as "one". Stop it before you start "two".',
-    );
-    await phone.stop();
-    expect((await startPhone({ name: 'two' })).name).toBe('two');
+  test('is refused while the first is about to start', async () => {
+    const first = startPhone();
+    expect(await outcomeOf(startSimulator())).toMatch(refusal);
+    expect(await (await first).call('hasKey', { nationalCode })).toEqual({ exists: false });
   });
+
+  test('from a second copy of the module is refused as well', async () => {
+    await startPhone();
+    const copies = [`${installed('simulator/index.js')}?copy`, installed('simulator/index.cjs')];
+    for (const copy of copies) expect(await outcomeOf((await import(copy)).startSimulator())).toMatch(refusal);
+  });
+
+  test('waits for a stop that is under way', async () => {
+    const first = await startPhone();
+    const call = first.call('ensureKey', { nationalCode });
+    const stopped = first.stop();
+    const second = startPhone();
+    expect(await outcomeOf(call)).toBe('resolved');
+    await stopped;
+    expect(await (await second).items()).toEqual([]);
+  });
+
+  test('with options of wrong types leaves the phone that runs', async () => {
+    const phone = await startPhone();
+    await expect(startSimulator({ name: 7 as never })).rejects.toThrow(TypeError);
+    expect(await phone.call('hasKey', { nationalCode })).toEqual({ exists: false });
+  });
+});
+
+test('"await using" stops the phone at the end of its block', async () => {
+  let used;
+  {
+    await using phone = await startSimulator();
+    used = phone;
+  }
+  await expect(used.items()).rejects.toMatchObject({ code: 'UNAVAILABLE' });
 });
 
 describe('a start is refused', () => {
@@ -112,8 +137,14 @@ describe('a start is refused', () => {
     [null, 'startSimulator takes an object, and this is null.'],
     ['memory', 'startSimulator takes an object, and this is "memory".'],
     [[], 'startSimulator takes an object, and this is an array.'],
-    [{ store: 'memory' }, 'startSimulator does not know "store". It takes storage, name, prompts, panel.'],
-    [{ toString: 1 }, 'startSimulator does not know "toString". It takes storage, name, prompts, panel.'],
+    [
+      { store: 'memory' },
+      'startSimulator does not know "store". It takes platform, storage, name, prompts, panel, state, people, keys.',
+    ],
+    [
+      { toString: 1 },
+      'startSimulator does not know "toString". It takes platform, storage, name, prompts, panel, state, people, keys.',
+    ],
     [{ storage: 'disk' }, `startSimulator takes 'indexeddb' or 'memory' as storage, and this is "disk".`],
     [{ name: 7 }, 'startSimulator takes a string as name, and this is 7.'],
     [{ prompts: true }, `startSimulator takes 'ask', 'match', 'no-match' or 'cancel' as prompts, and this is true.`],

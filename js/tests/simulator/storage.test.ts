@@ -4,6 +4,8 @@ import { describe, expect, test } from 'vitest';
 
 import { IndexedDBStorage } from '../../src/simulator/indexeddb.js';
 import { Keychain } from '../../src/simulator/keychain.js';
+import type { Key } from '../../src/simulator/keys.js';
+import { generateKeyPair } from '../../src/simulator/keys.js';
 import { MemoryStorage } from '../../src/simulator/memory.js';
 import type { ItemQuery, NewItem, Storage } from '../../src/simulator/storage.js';
 
@@ -24,9 +26,12 @@ const password = (name: string, secret: number): NewItem => ({
   secret: Uint8Array.of(secret),
 });
 
-const key = (itemClass: 'privateKey' | 'publicKey', secret: number): NewItem => ({
-  ...password('tag', secret),
+const { privateKey, publicKey } = await generateKeyPair(1024);
+
+const key = (itemClass: 'privateKey' | 'publicKey', number: number): NewItem => ({
+  ...password('tag', number),
   class: itemClass,
+  secret: { privateKey, publicKey, rsaPublicKey: Uint8Array.of(number) } as Key,
 });
 
 async function passwordOf(keychain: Keychain, name: string): Promise<number | undefined> {
@@ -39,12 +44,15 @@ describe.each(Object.entries(storages))('a keychain in %s', (_, open) => {
     const keychain = keychainOver(await open());
     await keychain.add([key('publicKey', 1), key('privateKey', 2)]);
     await keychain.add([key('privateKey', 3)]);
-    const secretOf = async (...classes: NewItem['class'][]) => (await keychain.find({ classes, name: 'tag' }))?.secret;
-    expect(await secretOf('privateKey', 'publicKey')).toEqual(Uint8Array.of(1));
-    expect(await secretOf('privateKey')).toEqual(Uint8Array.of(2));
+    const numberOf = async (...classes: NewItem['class'][]) => {
+      const item = await keychain.find({ classes, name: 'tag' });
+      return item && (item.secret as Key).rsaPublicKey[0];
+    };
+    expect(await numberOf('privateKey', 'publicKey')).toBe(1);
+    expect(await numberOf('privateKey')).toBe(2);
     await keychain.remove({ classes: ['privateKey'] });
-    expect(await secretOf('privateKey')).toBeUndefined();
-    expect(await secretOf('privateKey', 'publicKey')).toEqual(Uint8Array.of(1));
+    expect(await numberOf('privateKey')).toBeUndefined();
+    expect(await numberOf('privateKey', 'publicKey')).toBe(1);
   });
 
   test('forgets what it took back', async () => {
