@@ -14,9 +14,13 @@ export default [
     external,
     plugins: [dts()],
   },
-  ...['index.d.ts', 'index.d.cts', 'ios.d.ts'].map((file) => ({
+  ...['index.d.ts', 'index.d.cts', 'ios.d.ts', 'ios.d.cts'].map((file) => ({
     input: `build/simulator/simulator/${file.replace('cts', 'ts')}`,
-    output: { file: `js/dist/simulator/${file}`, format: 'es' },
+    output: {
+      file: `js/dist/simulator/${file}`,
+      format: 'es',
+      paths: () => (file.endsWith('cts') ? './index.cjs' : './index.js'),
+    },
     external: ['./index.js'],
     plugins: [dts()],
   })),

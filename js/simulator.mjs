@@ -23,7 +23,8 @@ const component = {
   },
 };
 
-const bundle = (entry, file, format, external) =>
+/** Bundles an entry. If `other` is given, the simulator is not part of it, and is imported from that file. */
+const bundle = (entry, file, format, other) =>
   build({
     configFile: false,
     publicDir: false,
@@ -33,17 +34,21 @@ const bundle = (entry, file, format, external) =>
       target: 'es2022',
       outDir: folder,
       emptyOutDir: false,
-      license: !external && { fileName: licences },
+      license: !other && { fileName: licences },
       lib: { entry: source(entry), formats: [format], fileName: () => file },
       minify: false, // whoever tests reads its stack traces
-      rolldownOptions: { external, output: { comments: { legal: false, jsdoc: false } } },
+      rolldownOptions: {
+        external: other && ['./index.js'],
+        output: { paths: () => other, comments: { legal: false, jsdoc: false } },
+      },
     },
   });
 
 await bundle('index.ts', 'index.js', 'es');
 await bundle('index.ts', 'index.cjs', 'cjs');
 // This entry imports the other, so that there is one copy of the simulator.
-await bundle('ios.ts', 'ios.js', 'es', ['./index.js']);
+await bundle('ios.ts', 'ios.js', 'es', './index.js');
+await bundle('ios.ts', 'ios.cjs', 'cjs', './index.cjs');
 
 // The bundler does not know what is in the WebAssembly.
 await appendFile(

@@ -49,7 +49,7 @@ export async function everyMethod(userInfo: UserInfo): Promise<void> {
   const optional: (string | null)[] = [info.certificate, kept.certPem];
   const why: BiometricStatus = status.status;
   const sensor: BiometryType = status.type;
-  console.log(booleans, strings, constants, optional, why, sensor === BiometryType.faceID);
+  void [booleans, strings, constants, optional, why, sensor === BiometryType.faceID];
 
   // @ts-expect-error an empty slot is null
   kept.certPem.trim();
