@@ -127,7 +127,7 @@ describe('the npm package', () => {
   test('has the licence of everything that is bundled into it', async () => {
     const licences = await read(installed, 'js/dist/simulator/licences.md');
     const bundled = [...licences.matchAll(/^## ([^ ,]+)/gm)].map(([, name]) => name);
-    expect(bundled).toEqual(['asn1js', 'pvtsutils', 'pvutils', 'Emscripten', 'musl']);
+    expect(bundled).toEqual(['asn1js', 'idb', 'pvtsutils', 'pvutils', 'Emscripten', 'musl']);
   });
 
   test('keeps to what publint knows of packages', async () => {
