@@ -16,6 +16,8 @@ const marks: Record<CheckResult['outcome'], string> = { passed: '✓', failed: '
 const runButton = element('run', HTMLButtonElement);
 const results = element('results');
 const bar = element('progress', HTMLProgressElement);
+const reportText = element('report', HTMLTextAreaElement);
+const reportNotice = element('report-notice');
 
 /** Where the page runs on the simulator, the simulator; on a phone, null. */
 const simulator = (): Promise<Simulator | null> =>
@@ -60,7 +62,7 @@ function summary(ended: CheckResult[]): string {
   return `${verdict} ${count('passed')} passed, ${failed} failed, ${count('not run')} could not run here.`;
 }
 
-function offerReport(report: Report): void {
+function offerReport(report: Report, onPhone: boolean): void {
   const described = {
     package: `kavrel-crypto ${version}`,
     date: new Date().toISOString(),
@@ -68,9 +70,33 @@ function offerReport(report: Report): void {
     userAgent: navigator.userAgent,
     ...report,
   };
-  const content = `${JSON.stringify(described, null, 2)}\n`;
-  offerDownload(element('download-report', HTMLAnchorElement), 'self-check.json', 'application/json', content);
+  reportText.value = `${JSON.stringify(described, null, 2)}\n`;
+  reportNotice.textContent = '';
+  element('share-report').hidden = !('share' in navigator);
+  // The app's web view downloads nothing: it would leave this page for the report.
+  const download = element('download-report', HTMLAnchorElement);
+  download.hidden = onPhone;
+  if (!onPhone) offerDownload(download, 'self-check.json', 'application/json', reportText.value);
   element('summary').dataset.good = String(report.results.every(({ outcome }) => outcome !== 'failed'));
+}
+
+async function copyReport(): Promise<void> {
+  try {
+    await navigator.clipboard.writeText(reportText.value);
+    reportNotice.textContent = 'Copied.';
+  } catch {
+    reportText.select();
+    reportNotice.textContent = 'The report could not be copied. It is selected, so that you can copy it yourself.';
+  }
+}
+
+async function shareReport(): Promise<void> {
+  try {
+    await navigator.share({ title: 'Self-check', text: reportText.value });
+  } catch (reason) {
+    if (reason instanceof DOMException && reason.name === 'AbortError') return; // the person closed the sheet
+    reportNotice.textContent = `The report could not be shared: ${reason}. Copy it instead.`;
+  }
 }
 
 async function run(): Promise<void> {
@@ -83,7 +109,7 @@ async function run(): Promise<void> {
   try {
     const report = await runSelfCheck({ call: callerOf(DigitalSign), announce, progress: show });
     element('not-runnable').replaceChildren(...report.notRunnable.map((sentence) => make('li', {}, sentence)));
-    offerReport(report);
+    offerReport(report, Capacitor.isNativePlatform() && !phone);
   } catch (reason) {
     element('run-notice').textContent =
       `The check could not start. ${reason instanceof Error ? reason.message : reason}`;
@@ -95,3 +121,5 @@ async function run(): Promise<void> {
 
 element('prompt-count').textContent = String(Object.keys(prompts).length);
 runButton.addEventListener('click', () => void run());
+element('copy-report').addEventListener('click', () => void copyReport());
+element('share-report').addEventListener('click', () => void shareReport());
