@@ -35,7 +35,9 @@ struct DeviceState {
 
 /// Makes `folder` this process's device, in place of one that was opened earlier. Creates the folder (mode
 /// 0700) and its files (0600) if they are missing. Throws a DeviceError if the folder cannot be used, or
-/// holds a damaged or foreign database; then nothing in it has been changed.
+/// holds a damaged or foreign database; then nothing in it has been changed. From then on the whole process
+/// ignores the signal SIGXFSZ, unless it handles it: a write beyond the limit for the size of files fails
+/// with an error, and does not end the process.
 void openDevice(const std::filesystem::path& folder);
 
 /// Returns `$KAVREL_DEVICE`, or else `kavrel/device` under `$XDG_DATA_HOME`, or else under `~/.local/share`.

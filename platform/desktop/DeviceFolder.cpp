@@ -65,11 +65,19 @@ bool anyNameIn(const fs::path& folder, const std::function<bool(std::string_view
     if (directory == nullptr) {
         throw systemFailure(folder, "cannot be read", errno);
     }
-    while (const dirent* const entry = ::readdir(directory.get())) {
+    for (;;) {
+        errno = 0;  // which tells a failure from the end
+        const dirent* const entry = ::readdir(directory.get());
+        if (entry == nullptr) {
+            break;
+        }
         const std::string_view name = entry->d_name;
         if (name != "." && name != ".." && isWanted(name)) {
             return true;
         }
+    }
+    if (errno != 0) {
+        throw systemFailure(folder, "cannot be read", errno);
     }
     return false;
 }

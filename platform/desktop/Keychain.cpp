@@ -22,8 +22,10 @@ std::int64_t number(bool flag) {
 
 /// Returns what a sealed secret is bound to, so that it does not open in another item.
 Bytes identity(ItemKind kind, Accessibility accessibility, const Bytes& name) {
-    Bytes bytes{static_cast<std::uint8_t>(kind), static_cast<std::uint8_t>(accessibility)};
-    append(name, bytes);
+    Bytes bytes(2 + name.size());
+    bytes[0] = static_cast<std::uint8_t>(kind);
+    bytes[1] = static_cast<std::uint8_t>(accessibility);
+    std::copy(name.begin(), name.end(), bytes.begin() + 2);
     return bytes;
 }
 
@@ -153,6 +155,7 @@ bool Keychain::remove(const ItemQuery& query) {
 
 DeviceState Keychain::state() {
     const std::lock_guard lock(mutex_);
+    const Transaction transaction(database_, Transaction::reading);
     return readState();
 }
 

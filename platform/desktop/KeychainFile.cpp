@@ -5,6 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <iterator>
+#include <new>
 #include <string_view>
 #include <unistd.h>
 
@@ -83,68 +84,72 @@ bool writeAll(int file, BytesView bytes) {
     return true;
 }
 
-/// Files in a folder that are to become its keychain: one, and those that SQLite puts beside it. They go with
-/// this object, and those that a killed process has left go when it is made. The folder's lock is held
-/// meanwhile.
-class PartialFiles {
+// No shorter than the keychain's name: SQLite refuses paths from a certain length on.
+constexpr std::string_view partialFilePattern = ".keychain-XXXXXX";
+
+bool isPartialFile(std::string_view name) {
+    return name.starts_with(partialFilePattern.substr(0, partialFilePattern.find('X')));
+}
+
+/// A file in a folder that is to become its keychain. It goes with this object, and so do the files that
+/// SQLite puts beside it.
+class PartialFile {
   public:
-    /// `folder` is open as `descriptor`. Both outlive this object.
-    PartialFiles(const fs::path& folder, const FileDescriptor& descriptor)
-        : folder_(folder), descriptor_(descriptor) {
-        removeAll();
-    }
-    PartialFiles(const PartialFiles&) = delete;
-    PartialFiles& operator=(const PartialFiles&) = delete;
-    ~PartialFiles() {
-        removeAll();
-    }
-
-    static bool areIn(const fs::path& folder) {
-        return anyNameIn(folder, isPartial);
-    }
-
-    /// Makes a file with this content and mode 0600. Returns its path.
-    [[nodiscard]] fs::path write(const Bytes& content) const {
-        std::string path = (folder_ / pattern).string();
-        const FileDescriptor file(::mkostemp(path.data(), O_CLOEXEC));
+    /// Makes the file with this content and mode 0600.
+    PartialFile(const fs::path& folder, const Bytes& content)
+        : path_((folder / partialFilePattern).string()) {
+        const FileDescriptor file(::mkostemp(path_.data(), O_CLOEXEC));
         if (file.number() < 0 || !writeAll(file.number(), content) || ::fsync(file.number()) != 0) {
-            throw systemFailure(folder_, "cannot be made a device", errno);
+            const int systemError = errno;
+            remove();
+            throw systemFailure(folder, "cannot be made a device", systemError);
         }
-        return path;
+    }
+    PartialFile(const PartialFile&) = delete;
+    PartialFile& operator=(const PartialFile&) = delete;
+    ~PartialFile() {
+        remove();
+    }
+
+    [[nodiscard]] const std::string& path() const {
+        return path_;
     }
 
   private:
-    // No shorter than the keychain's name: SQLite refuses paths from a certain length on.
-    static constexpr std::string_view pattern = ".keychain-XXXXXX";
-
-    static bool isPartial(std::string_view name) {
-        return name.starts_with(pattern.substr(0, pattern.find('X')));
-    }
-
-    /// Removes what can be removed. The rest is for the next process that makes or opens the device.
-    void removeAll() noexcept {
+    void remove() noexcept {
+        ::unlink(path_.c_str());
         try {
-            anyNameIn(folder_, [&](std::string_view name) {
-                if (isPartial(name)) {
-                    ::unlinkat(descriptor_.number(), name.data(), 0);
-                }
-                return false;
-            });
-        } catch (...) {
+            ::unlink((path_ + "-wal").c_str());
+            ::unlink((path_ + "-shm").c_str());
+        } catch (const std::bad_alloc&) {  // a later process removes them
         }
     }
 
-    const fs::path& folder_;
-    const FileDescriptor& descriptor_;
+    std::string path_;
 };
+
+/// Removes what killed processes have left of keychains in `folder`, which is open as `descriptor`, unless
+/// one may be in the making there.
+void removeLeftBehind(const fs::path& folder, const FileDescriptor& descriptor) {
+    const FolderLock lock(descriptor, std::chrono::seconds(0));
+    if (lock.state() != FolderLock::State::held) {
+        return;
+    }
+    anyNameIn(folder, [&](std::string_view name) {
+        if (isPartialFile(name)) {
+            ::unlinkat(descriptor.number(), name.data(), 0);
+        }
+        return false;
+    });
+}
 
 /// Makes the file `keychain` in `folder`, whole or not at all.
 void createKeychain(const fs::path& folder, const FileDescriptor& descriptor, const fs::path& keychain) {
-    const PartialFiles files(folder, descriptor);
-    const fs::path partial = files.write(newKeychain());
+    const PartialFile partial(folder, newKeychain());
     // SQLite tries the file before it is in its place: where SQLite cannot use a path, no keychain is left.
-    Database::open(partial, keychain).integer("SELECT count(*) FROM state");
-    if (::link(partial.c_str(), keychain.c_str()) != 0 && errno != EEXIST) {
+    Database::open(partial.path(), keychain).integer("SELECT count(*) FROM state");
+    // Where folders cannot be locked, another process may have been faster; then its keychain stays.
+    if (::link(partial.path().c_str(), keychain.c_str()) != 0 && errno != EEXIST) {
         throw systemFailure(keychain, "cannot be created", errno);
     }
     // The file's name is to survive a power cut, too. Where the file system cannot see to that, the file is
@@ -190,16 +195,18 @@ void checkIsKeychain(const fs::path& file) {
     checkIdentity(file, number(68), number(60));
 }
 
-/// Throws unless a keychain may be created in `folder`, which has none.
+/// Throws unless a keychain may be created in `folder`, which has none. Each question is asked in such an
+/// order that a process that makes the same keychain, where folders cannot be locked, changes no answer: it
+/// closes the folder before it puts anything there, and the file is there before its log.
 void checkHasRoom(const fs::path& folder, const fs::path& file) {
-    if (isOpenToOthers(folder) && anyNameIn(folder, [](std::string_view) { return true; })) {
+    if (anyNameIn(folder, [](std::string_view) { return true; }) && isOpenToOthers(folder)) {
         throw DeviceError(
             folder.string() +
             " holds other files and is open to other people, so it is not made a device. Choose an "
             "empty folder, or close this one with chmod 700.");
     }
     // A log without its database is the rest of a keychain. A new keychain must not take it for its own.
-    if (fs::exists(file.string() + "-wal")) {
+    if (fs::exists(file.string() + "-wal") && !fs::exists(file)) {
         throw DeviceError(file.string() +
                           " is missing, but its log is still there. Put the file back, or move " +
                           file.string() + "-wal away.");
@@ -220,7 +227,10 @@ void prepare(const fs::path& folder, const fs::path& file) {
     makeFolder(folder);
     const FileDescriptor descriptor = openFolder(folder);
     if (!fs::exists(file)) {
-        const FolderLock lock(descriptor);  // one process makes the keychain, and the others wait for it
+        const FolderLock lock(descriptor, patience);  // one makes the keychain, and the others wait for it
+        if (lock.state() == FolderLock::State::heldByAnother) {
+            throw heldByAnother(file);
+        }
         if (!fs::exists(file)) {
             checkHasRoom(folder, file);
             closeToOthers(folder);
@@ -229,9 +239,8 @@ void prepare(const fs::path& folder, const fs::path& file) {
     }
     checkIsKeychain(file);
     closeToOthers(folder);
-    if (PartialFiles::areIn(folder)) {
-        const FolderLock lock(descriptor);
-        const PartialFiles leftBehind(folder, descriptor);
+    if (anyNameIn(folder, isPartialFile)) {
+        removeLeftBehind(folder, descriptor);
     }
 }
 

@@ -4,12 +4,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "platform/desktop/Failure.hpp"
-
 namespace KavrelCrypto::Desktop {
 namespace {
-
-constexpr int busyTimeoutMilliseconds = 10'000;
 
 Failure failure(sqlite3* handle, int code, const std::string& name) {
     if (code == SQLITE_NOMEM || code == SQLITE_IOERR_NOMEM) {
@@ -47,6 +43,10 @@ Failure failure(sqlite3* handle, int code, const std::string& name) {
 
 }  // namespace
 
+Failure heldByAnother(const std::string& name) {
+    return failure(nullptr, SQLITE_BUSY, name);
+}
+
 Database::Database(std::string name, const std::string& path, FileDescriptor folder)
     : name_(std::move(name)), folder_(std::move(folder)) {
     sqlite3* handle = nullptr;
@@ -55,7 +55,7 @@ Database::Database(std::string name, const std::string& path, FileDescriptor fol
     handle_.reset(handle);
     check(code);
     check(sqlite3_extended_result_codes(handle, 1));
-    check(sqlite3_busy_timeout(handle, busyTimeoutMilliseconds));
+    check(sqlite3_busy_timeout(handle, static_cast<int>(std::chrono::milliseconds(patience).count())));
 }
 
 Database Database::open(const std::filesystem::path& file, const std::filesystem::path& name) {
@@ -180,7 +180,10 @@ Bytes Statement::bytes(int column) const {
 
 Transaction::Transaction(Database& database, Kind kind) : database_(database) {
     if (kind == changing) {
-        turn_.emplace(database.folder_);
+        turn_.emplace(database.folder_, patience);
+        if (turn_->state() == FolderLock::State::heldByAnother) {
+            throw heldByAnother(database.name_);
+        }
     }
     if (sqlite3_get_autocommit(database_.handle_.get()) == 0) {
         database_.execute("ROLLBACK");

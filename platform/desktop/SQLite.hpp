@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <initializer_list>
@@ -10,6 +11,7 @@
 #include <string>
 #include <variant>
 
+#include "platform/desktop/Failure.hpp"
 #include "platform/desktop/FileDescriptor.hpp"
 #include "platform/desktop/FolderLock.hpp"
 #include "platform/desktop/OpenSSL.hpp"
@@ -19,10 +21,15 @@
 /// it and what to do. Only one thread at a time may use a database.
 namespace KavrelCrypto::Desktop {
 
+/// How long a change waits for those of other processes.
+inline constexpr std::chrono::seconds patience{10};
+
+/// Returns the error for the database at `name` when another process has kept it for longer than that.
+Failure heldByAnother(const std::string& name);
+
 class Database {
   public:
-    /// Opens the database in `file`, which exists. Errors call it `name`. Waits up to ten seconds for the
-    /// change of a process that does not take turns.
+    /// Opens the database in `file`, which exists. Errors call it `name`.
     static Database open(const std::filesystem::path& file, const std::filesystem::path& name);
 
     /// Creates an empty database in memory.

@@ -249,6 +249,12 @@ TEST_F(DeviceFolder, WhoseModeCannotBeChangedIsRefused) {
     EXPECT_TRUE(fs::is_empty(folder));
 }
 
+TEST_F(DeviceFolder, WhoseNamesCannotBeReadIsRefused) {
+    const Outcome outcome = Worker({"--no-listing", "open", folder}).finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.output, HasSubstr(folder.string() + " cannot be read (Input/output error)"));
+}
+
 TEST_F(DeviceFolder, WithSomethingElseInThePlaceOfTheDatabaseIsRefused) {
     fs::create_directory(file);
     expectRefused("is not a file");

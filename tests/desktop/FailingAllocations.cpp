@@ -12,12 +12,14 @@ namespace {
 
 constexpr long none = -1;
 std::atomic<long> remaining = none;
+std::atomic<Fault> fault = Fault::once;
 std::atomic<Failed> failed = Failed::nothing;
 
 /// Counts one allocation; false if it is the one to fail.
 bool isGranted(Failed asWhat = Failed::something) {
     long before = remaining;
-    while (before != none && !remaining.compare_exchange_weak(before, before - 1)) {
+    while (before != none && !(before == 0 && fault == Fault::forGood) &&
+           !remaining.compare_exchange_weak(before, before - 1)) {
     }
     if (before == 0) {
         failed = asWhat;
@@ -60,7 +62,8 @@ void install() {
     }
 }
 
-void failAfter(long count) {
+void failAfter(long count, Fault newFault) {
+    fault = newFault;
     remaining = count;
 }
 

@@ -6,8 +6,10 @@ namespace KavrelCrypto::FailingAllocations {
 /// Puts itself under OpenSSL and SQLite. To be called before either has allocated anything.
 void install();
 
-/// Lets the allocation fail that comes after `count` others, and no other one.
-void failAfter(long count);
+enum class Fault { once, forGood };
+
+/// Lets the allocation fail that comes after `count` others; for good, all that come after it fail too.
+void failAfter(long count, Fault fault = Fault::once);
 
 enum class Failed { nothing, something, openSSL };
 

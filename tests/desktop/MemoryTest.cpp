@@ -159,6 +159,23 @@ TEST_F(Memory, MayLackForChangingTheDevicesState) {
         [] { Desktop::setDeviceState({}); });
 }
 
+// Without memory, a change that fails cannot even be taken back. Nobody is to see it all the same.
+TEST_F(Memory, MayLackForTakingAChangeOfTheStateBack) {
+    const Desktop::DeviceState changed{.biometry = LABiometryType::touchID};
+    for (long count = 0, failures = 1; failures > 0; ++count) {
+        Desktop::setDeviceState({});
+        Desktop::DeviceState expected = changed;
+        FailingAllocations::failAfter(count, FailingAllocations::Fault::forGood);
+        try {
+            Desktop::setDeviceState(changed);
+        } catch (const std::bad_alloc&) {
+            expected = {};
+        }
+        failures = FailingAllocations::stop() != FailingAllocations::Failed::nothing;
+        EXPECT_EQ(Desktop::deviceState(), expected) << count;
+    }
+}
+
 TEST_F(Memory, MayLackForOpeningADevice) {
     const std::filesystem::path folder = device.folder();
     const TestDevice elsewhere;

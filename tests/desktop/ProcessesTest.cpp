@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fcntl.h>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <random>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <thread>
 
+#include "platform/desktop/FileDescriptor.hpp"
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
 
@@ -36,8 +41,55 @@ void waitAtMost(std::chrono::microseconds most, std::mt19937& random) {
     std::this_thread::sleep_for(most * (random() % 1000) / 1000);
 }
 
+/// A folder that is locked as a writer would, and as "flock -x" does.
+class HeldFolder {
+  public:
+    explicit HeldFolder(const std::filesystem::path& folder)
+        : descriptor_(::open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
+        EXPECT_EQ(::flock(descriptor_.number(), LOCK_EX), 0);
+    }
+
+    /// Waits until this many others wait for the lock.
+    void waitForOthers(int count) const {
+        struct stat status {};
+        ASSERT_EQ(::fstat(descriptor_.number(), &status), 0);
+        const std::string inode = ":" + std::to_string(status.st_ino) + " ";
+        for (int found = 0; found < count;) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            found = 0;
+            std::ifstream locks("/proc/locks");
+            for (std::string line; std::getline(locks, line);) {
+                found += line.find("-> FLOCK") != std::string::npos && line.find(inode) != std::string::npos;
+            }
+        }
+    }
+
+  private:
+    Desktop::FileDescriptor descriptor_;
+};
+
 class Processes : public testing::Test {
   protected:
+    /// Lets twelve processes with this option open an empty folder at once, some times.
+    void openEmptyFolders(const std::vector<std::string>& options) const {
+        for (int round = 0; round < 8; ++round) {
+            const std::filesystem::path device = temporary.path() / std::to_string(round);
+            std::filesystem::create_directory(device);
+            std::filesystem::permissions(device, std::filesystem::perms(0755));
+            std::vector<std::string> words = options;
+            words.insert(words.end(), {"open", device});
+            std::vector<Worker> workers;
+            for (int i = 0; i < 12; ++i) {
+                workers.emplace_back(words);
+            }
+            expectSuccess(workers);
+            expectIntact(device / "keychain.sqlite");
+            for (const auto& entry : std::filesystem::directory_iterator(device)) {
+                EXPECT_THAT(entry.path().filename().string(), StartsWith("keychain.sqlite"));
+            }
+        }
+    }
+
     const TemporaryFolder temporary;
     const std::filesystem::path folder = temporary.path() / "device";
     const std::filesystem::path file = folder / "keychain.sqlite";
@@ -80,23 +132,39 @@ TEST_F(Processes, ThatGenerateAndDeleteAtOnceLoseNothing) {
               select(file, "SELECT count(*) FROM items WHERE kind = 5"));
 }
 
-TEST_F(Processes, ThatWriteWithoutAPauseTakeTurns) {
+TEST_F(Processes, ThatWaitToWriteTakeTurns) {
+    Desktop::openDevice(folder);
     std::vector<Worker> workers;
-    for (int i = 0; i < 9; ++i) {
-        workers.emplace_back(std::vector<std::string>{"write", folder, "4"});
+    {
+        const HeldFolder held(folder);
+        for (int i = 0; i < 5; ++i) {
+            workers.emplace_back(std::vector<std::string>{"count", folder}).letGo();
+            held.waitForOthers(i + 1);
+        }
     }
-    for (Worker& worker : workers) {
-        worker.letGo();
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(workers[static_cast<std::size_t>(i)].finish().output, std::to_string(i) + "\n");
     }
-    std::vector<int> changes;
-    for (Worker& worker : workers) {
-        const Outcome outcome = worker.finish();
-        EXPECT_EQ(outcome.status, 0) << outcome.output;
-        changes.push_back(std::atoi(outcome.output.c_str()));
-    }
-    const auto [fewest, most] = std::minmax_element(changes.begin(), changes.end());
-    // Those that have to wait by chance make one change each, or fail.
-    EXPECT_GT(*fewest, *most / 20) << testing::PrintToString(changes);
+}
+
+TEST_F(Processes, ThatWaitForOneThatHasStoppedSaySo) {
+    const std::filesystem::path empty = temporary.path() / "empty";
+    Desktop::openDevice(folder);
+    std::filesystem::create_directory(empty);
+    const HeldFolder held(folder);
+    const HeldFolder heldEmpty(empty);
+    Worker writing({"generate", folder, "p", "1"});
+    Worker making({"open", empty});
+    writing.letGo();
+    EXPECT_EQ(Worker({"lookup", folder, "tag"}).finish().output, "-25300\n")
+        << "who only reads does not wait";
+    making.letGo();
+    const std::string problem =
+        "/keychain.sqlite is held by another process (database is locked). Wait until that one has "
+        "finished, or end it, and try again.";
+    EXPECT_THAT(writing.finish().output, HasSubstr(folder.string() + problem));
+    EXPECT_EQ(making.finish().output, empty.string() + problem + "\n");
+    EXPECT_TRUE(std::filesystem::is_empty(empty));
 }
 
 // The last one to leave moves the log into the file; who comes meanwhile must not take that for damage.
@@ -166,16 +234,11 @@ TEST_F(Processes, KilledWhileTheyMakeADeviceLeaveOneThatOpens) {
 }
 
 TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceAreAllAccepted) {
-    for (int round = 0; round < 8; ++round) {
-        const std::filesystem::path device = temporary.path() / std::to_string(round);
-        std::filesystem::create_directory(device);
-        std::filesystem::permissions(device, std::filesystem::perms(0755));
-        std::vector<Worker> workers;
-        for (int i = 0; i < 12; ++i) {
-            workers.emplace_back(std::vector<std::string>{"open", device});
-        }
-        expectSuccess(workers);
-    }
+    openEmptyFolders({});
+}
+
+TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceAreAllAcceptedWhereItCannotBeLocked) {
+    openEmptyFolders({"--no-locks"});
 }
 
 // The file as it is when a process was killed while it moved the log into the file: its first page has

@@ -3,18 +3,21 @@
 //   desktop_device_worker [OPTION…] JOB FOLDER [ARGUMENT…]
 //
 // FOLDER may be empty: then the device is the default one, opened by the first use. The options say what the
-// system refuses to this process: --as-nobody, --keep-modes, --no-threads, --no-working-folder, --file-limit
-// BYTES and --disk-size BYTES.
+// system refuses to this process: --as-nobody, --keep-modes, --no-listing, --no-locks, --no-threads,
+// --no-working-folder, --file-limit BYTES and --disk-size BYTES.
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <grp.h>
 #include <iostream>
 #include <sqlite3.h>
 #include <string>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -103,21 +106,10 @@ int rivals(const Arguments& arguments) {
     return 0;
 }
 
-/// write FOLDER SECONDS: changes the device's state without a pause. Prints the number of changes and the
-/// longest that one of them took, in milliseconds.
-int writeState(const Arguments& arguments) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point end = Clock::now() + std::chrono::seconds(std::stoi(arguments.at(0)));
-    int count = 0;
-    Clock::duration longest{};
-    for (Clock::time_point start = Clock::now(); start < end; ++count) {
-        Desktop::changeDeviceState([](Desktop::DeviceState& state) { state.enrolled = !state.enrolled; });
-        const Clock::time_point finished = Clock::now();
-        longest = std::max(longest, finished - start);
-        start = finished;
-    }
-    std::cout << count << " " << std::chrono::duration_cast<std::chrono::milliseconds>(longest).count()
-              << std::endl;
+/// count FOLDER: adds one to the number of failed prompts, and prints what it was.
+int count(const Arguments&) {
+    Desktop::changeDeviceState(
+        [](Desktop::DeviceState& state) { std::cout << state.failedPrompts++ << std::endl; });
     return 0;
 }
 
@@ -175,11 +167,16 @@ int open(const Arguments&) {
 }
 
 int work(const std::string& job, const Arguments& arguments) {
-    const std::vector<std::pair<std::string, int (*)(const Arguments&)>> jobs{
-        {"generate", generateMany}, {"fill", fill},       {"churn", churn},
-        {"rivals", rivals},         {"visits", visit},    {"lookup", lookup},
-        {"prompt", prompt},         {"print", printMany}, {"open", open},
-        {"write", writeState}};
+    const std::vector<std::pair<std::string, int (*)(const Arguments&)>> jobs{{"generate", generateMany},
+                                                                              {"fill", fill},
+                                                                              {"churn", churn},
+                                                                              {"rivals", rivals},
+                                                                              {"visits", visit},
+                                                                              {"lookup", lookup},
+                                                                              {"prompt", prompt},
+                                                                              {"print", printMany},
+                                                                              {"open", open},
+                                                                              {"count", count}};
     for (const auto& [name, function] : jobs) {
         if (name == job) {
             return function(arguments);
@@ -254,15 +251,39 @@ void limitDisk(off_t bytes) {
 /// Whether the mode of a file cannot be changed, as on file systems that have none.
 bool keepsModes = false;
 
+/// Whether folders cannot be locked, as on network file systems that have no such locks.
+bool hasNoLocks = false;
+
+/// Whether what is in a folder cannot be read, as on a disk with a fault.
+bool hasNoListing = false;
+
 }  // namespace
 
-/// In the place of the C library's.
+// In the place of the C library's.
 extern "C" int chmod(const char* path, mode_t mode) noexcept {
     if (keepsModes) {
         errno = EPERM;
         return -1;
     }
     return ::fchmodat(AT_FDCWD, path, mode, 0);
+}
+
+extern "C" int flock(int file, int operation) noexcept {
+    static const auto system = reinterpret_cast<int (*)(int, int)>(::dlsym(RTLD_NEXT, "flock"));
+    if (hasNoLocks) {
+        errno = ENOLCK;
+        return -1;
+    }
+    return system(file, operation);
+}
+
+extern "C" dirent* readdir(DIR* folder) {
+    static const auto system = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
+    if (hasNoListing) {
+        errno = EIO;
+        return nullptr;
+    }
+    return system(folder);
 }
 
 namespace {
@@ -279,6 +300,10 @@ void obey(Arguments& words) {
         becomeNobody();
     } else if (option == "--keep-modes") {
         keepsModes = true;
+    } else if (option == "--no-listing") {
+        hasNoListing = true;
+    } else if (option == "--no-locks") {
+        hasNoLocks = true;
     } else if (option == "--no-threads") {
         forbidThreads();
     } else if (option == "--no-working-folder") {
