@@ -24,4 +24,9 @@ export default [
     external: ['./index.js'],
     plugins: [dts()],
   })),
+  ...['index.d.ts', 'index.d.cts'].map((file) => ({
+    input: 'build/documents/documents/index.d.ts',
+    output: { file: `js/dist/documents/${file}`, format: 'es' },
+    plugins: [dts()],
+  })),
 ];
