@@ -15,6 +15,11 @@ test.each(['index.js', 'index.cjs'])('the simulator, WebAssembly included, is at
   expect(await compressedSize(`simulator/${file}`)).toBeLessThanOrEqual(160_000);
 });
 
+test.each(['js', 'cjs'])('the entry for documents is at most 45 kB: %s', async (extension) => {
+  const files = [`documents/index.${extension}`, `documents/asn1.${extension}`];
+  expect(await compressedSize(...files)).toBeLessThanOrEqual(45_000);
+});
+
 // Of which 250 bytes are there for the simulator: they find it and hand the calls to it.
 test.each([
   ['the ES modules', 950, ['esm/index.js', 'esm/definitions.js', 'esm/web.js']],

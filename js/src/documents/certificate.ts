@@ -36,9 +36,10 @@ function parse(data: OwnBytes): Certificate {
 /** Reads the certificates in a PEM text. Throws an error about `name` if there is none or one of them is damaged. */
 export function certificatesOf(pem: string, name: string): Certificate[] {
   try {
-    const blocks = [...pem.matchAll(/-----BEGIN CERTIFICATE-----([^-]*)-----END CERTIFICATE-----/g)];
+    const [before, ...blocks] = pem.split('-----BEGIN CERTIFICATE-----');
     // The device takes a certificate without the markers too.
-    const bodies = blocks.length > 0 ? blocks.map(([, body]) => body) : [pem];
+    const bodies =
+      blocks.length > 0 ? blocks.map((block) => block.match(/^([^-]*)-----END CERTIFICATE-----/)![1]) : [before];
     return bodies.map((body) => parse(fromBase64(body.replace(/\s/g, ''))));
   } catch {
     throw new Error(`${name} is not an X.509 certificate in PEM.`);
