@@ -126,8 +126,7 @@ describe('the sheet', () => {
       dialog.showModal();
     });
     await press('Sign from the dialog');
-    await sheet(page).waitFor();
-    await page.keyboard.press('m');
+    await sheet(page).getByRole('button', { name: 'Match', exact: true }).click();
     await shows('verdict', 'The signature belongs to the key');
   });
 

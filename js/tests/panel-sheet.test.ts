@@ -2,7 +2,7 @@ import type { Page } from 'playwright-core';
 import { afterAll, afterEach, beforeAll, beforeEach, describe, expect, test } from 'vitest';
 
 import { usePanelPages } from './panel/page.js';
-import { ask, asked, focused } from './panel/states.js';
+import { ask, asked, focused, read } from './panel/states.js';
 
 const open = usePanelPages();
 let page: Page;
@@ -19,7 +19,7 @@ beforeEach(async () => {
 afterAll(() => page.close());
 
 const sheets = () => page.getByRole('alertdialog').count();
-const told = () => page.getByRole('status').textContent();
+const told = async () => (await page.getByRole('status').allTextContents()).join();
 
 test.each([
   ['m', 'match'],
@@ -30,7 +30,9 @@ test.each([
   ['Enter', 'match'],
   ['Tab Enter', 'noMatch'],
   ['Tab Tab Space', 'cancel'],
-  ['Tab Tab Tab Enter', 'set {"locked":true}'],
+  ['Tab Tab Tab Enter', 'interrupt'],
+  ['Tab Tab Tab Tab Enter', 'set {"locked":true}'],
+  ['i', 'interrupt'],
   ['l', 'set {"locked":true}'],
 ])('the keys "%s" mean %s, close the sheet and give the focus back', async (keys, outcome) => {
   await ask(page);
@@ -44,6 +46,7 @@ test.each([
   ['Match', 'match', 'Recognised'],
   ['No match', 'noMatch', 'Not recognised'],
   ['Cancel', 'cancel', 'Cancelled'],
+  ['Interrupt', 'interrupt', 'Interrupted by the system'],
   ['Lock the phone', 'set {"locked":true}', 'Locked: the system cancelled the prompt'],
 ])('the button "%s" answers, and what became of it is told', async (name, outcome, words) => {
   await ask(page);
@@ -64,7 +67,7 @@ test('a screen reader is told the sensor, the reason and that nothing else can b
   expect(property('modal')).toBe(true);
   expect(
     nodes.filter(({ role, ignored }) => role?.value === 'button' && !ignored).map(({ name }) => name?.value),
-  ).toEqual(['Match', 'No match', 'Cancel', 'Lock the phone']);
+  ).toEqual(['Match', 'No match', 'Cancel', 'Interrupt', 'Lock the phone']);
   expect(await focused(page)).toBe('Match');
 });
 
@@ -104,12 +107,45 @@ test('a key that was held down since before the prompt answers nothing', async (
   );
   await page.keyboard.down('Enter');
   await page.getByRole('alertdialog').waitFor();
+  await read(page);
   await page.keyboard.down('Enter');
   await page.keyboard.up('Enter');
   expect(await asked(page)).toEqual([]);
+  await read(page);
   await page.keyboard.press('Enter');
   expect(await asked(page)).toEqual(['match']);
   await page.evaluate(() => (document.querySelector<HTMLElement>('#sign')!.onclick = null));
+});
+
+test('who was typing when the sheet came up does not answer it before a pause', async () => {
+  await page.evaluate(() => {
+    const field = document.createElement('input');
+    field.id = 'field';
+    field.oninput = () => field.value === 'm' && void window.phone.ask('Sign');
+    document.querySelector('main')!.append(field);
+    field.focus();
+  });
+  await page.clock.pauseAt(Date.now() + 86_400_000);
+  for (const key of 'mmn') await page.keyboard.press(key);
+  await page.clock.runFor(400);
+  for (const key of ['Enter', 'Space', 'Escape', 'Control+Enter', ...'mail me']) {
+    await page.keyboard.press(key);
+    await page.clock.runFor(200);
+  }
+  expect(await asked(page)).toEqual([]);
+  await page.clock.runFor(400);
+  await page.keyboard.press('Tab');
+  await page.keyboard.press('Enter');
+  expect(await asked(page)).toEqual(['noMatch']);
+  await page.clock.resume();
+  expect(await focused(page)).toBe('field');
+  await page.evaluate(() => document.querySelector('#field')!.remove());
+});
+
+test('a key event that no keyboard made answers nothing', async () => {
+  await ask(page);
+  await page.evaluate(() => document.querySelector('#sign')!.dispatchEvent(new Event('keydown', { bubbles: true })));
+  expect(await asked(page)).toEqual([]);
 });
 
 test('the keys work after a click beside the sheet', async () => {
@@ -144,9 +180,11 @@ test('a prompt that the program answers takes its sheet away and says nothing', 
 
 test('the next prompt has a sheet of its own, and the answer to the first is not its answer', async () => {
   await page.evaluate(() => void window.phone.ask('First').then(() => window.phone.ask('Second')));
+  await read(page);
   await page.keyboard.press('m');
   await expect.poll(() => page.locator('#reason').textContent()).toBe('Second');
   expect(await asked(page)).toEqual(['match']);
+  await read(page);
   await page.keyboard.press('c');
   expect(await asked(page)).toEqual(['match', 'cancel']);
   await expect.poll(sheets).toBe(0);
@@ -159,6 +197,7 @@ test('an app that moves the focus when it hears of the answer keeps it there', a
     document.querySelector('h1')!.id = 'done';
     void window.phone.ask('Sign').then(() => document.querySelector('h1')!.focus());
   });
+  await read(page);
   await page.keyboard.press('m');
   await expect.poll(sheets).toBe(0);
   expect(await focused(page)).toBe('done');
@@ -186,6 +225,25 @@ describe('above a modal dialog of the app', () => {
     await page.keyboard.press('Escape');
     await expect.poll(() => asked(page)).toEqual(['cancel']);
     expect(await page.evaluate(() => document.querySelector('#modal')!.matches(':modal'))).toBe(true);
+  });
+});
+
+describe('below a modal dialog of the app', () => {
+  const modal = (act: 'showModal' | 'close') =>
+    page.evaluate((act) => document.querySelector<HTMLDialogElement>('#modal')![act](), act);
+
+  test('the sheet takes no key until the dialog is closed', async () => {
+    await ask(page);
+    await modal('showModal');
+    await page.locator('#amount').focus();
+    await page.keyboard.type('climb');
+    await page.mouse.click(5, 5);
+    await page.keyboard.type('climb');
+    expect(await asked(page)).toEqual([]);
+    expect(await page.locator('#amount').inputValue()).toBe('climb');
+    await modal('close');
+    await page.keyboard.press('i');
+    expect(await asked(page)).toEqual(['interrupt']);
   });
 });
 

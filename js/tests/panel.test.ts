@@ -5,7 +5,7 @@ import { mountPanel } from '../src/simulator/panel/index.js';
 
 import type { PageOptions } from './panel/page.js';
 import { usePanelPages, violations } from './panel/page.js';
-import { ask, asked, openDrawer, states } from './panel/states.js';
+import { ask, asked, openDrawer, read, states } from './panel/states.js';
 
 const open = usePanelPages();
 
@@ -103,6 +103,29 @@ describe('a style sheet of the app', () => {
 });
 
 describe('the app', () => {
+  test('finds nothing of the panel but its tab, until it is opened or asked, and afterwards', async () => {
+    const page = await open();
+    const parts = () =>
+      page
+        .locator('kavrel-simulator')
+        .evaluate((host) => [...host.shadowRoot!.querySelectorAll('*')].map(({ localName }) => localName));
+    const tab = ['aside', 'button', 'span', 'b'];
+    expect(await parts()).toEqual(tab);
+    expect(await page.getByLabel('Phone').count()).toBe(0);
+    expect(await page.getByText(/phone|face|cancel/i).count()).toBe(0);
+
+    await openDrawer(page);
+    await page.getByRole('switch', { name: 'Locked out' }).click();
+    await page.getByRole('status').waitFor();
+    await page.keyboard.press('Escape');
+    await ask(page);
+    await page.keyboard.press('m');
+    await page.getByText('Recognised').waitFor();
+    await page.clock.runFor(10_000);
+    expect(await parts()).toEqual(tab);
+    await page.close();
+  });
+
   test('looks the same with the panel and without', async () => {
     const page = await open({ css: ':root { display: flex; flex-direction: column; gap: 40px }' });
     const app = () =>
@@ -144,23 +167,67 @@ describe('the app', () => {
     await page.close();
   });
 
-  test('cannot take the badge off: emptied or removed, the panel comes back as it was', async () => {
+  const isModal = (page: Page) =>
+    page.getByRole('alertdialog').evaluate((sheet) => sheet.isConnected && sheet.matches(':modal'));
+
+  test.each<[string, () => void]>([
+    [
+      'removed',
+      () => {
+        document.body.remove();
+        document.querySelector('kavrel-simulator')!.remove();
+      },
+    ],
+    ['removed with the whole page', () => document.documentElement.remove()],
+    [
+      'written over',
+      () => {
+        document.open();
+        document.write('<!doctype html><title>App</title><h1>Another page</h1>');
+        document.close();
+      },
+    ],
+  ])('cannot take the badge off: %s, the panel comes back and works', async (_, removePanel) => {
     const page = await open();
     await ask(page);
-    await page.evaluate(() => {
-      document.body.remove();
-      document.querySelector('kavrel-simulator')!.remove();
-    });
-    await page.waitForSelector('kavrel-simulator', { state: 'attached' });
+    await page.evaluate(removePanel);
+    await page.evaluate(() => document.documentElement ?? document.append(document.createElement('html')));
     await page.getByRole('alertdialog').waitFor();
-    expect(
-      await page.evaluate(() =>
-        document.querySelector('kavrel-simulator')!.shadowRoot!.querySelector('dialog')!.matches(':modal'),
-      ),
-    ).toBe(true);
+    expect(await isModal(page)).toBe(true);
+    await read(page);
     await page.keyboard.press('m');
     expect(await asked(page)).toEqual(['match']);
-    await openDrawer(page);
+    await openDrawer(page, 'Calls');
+    await page.evaluate(() => window.takeAway());
+    expect(await page.locator('kavrel-simulator').count()).toBe(0);
+    await page.close();
+  });
+
+  test('sees a prompt that came up while the panel was off the page as soon as it is back', async () => {
+    const page = await open();
+    await ask(page, 'First');
+    await page.evaluate(() => {
+      const { documentElement } = document;
+      documentElement.remove();
+      window.phone.prompt!.match();
+      setTimeout(() => void window.phone.ask('Second'), 10);
+      setTimeout(() => document.append(documentElement), 100);
+    });
+    await page.getByRole('alertdialog', { description: 'Second' }).waitFor();
+    expect(await isModal(page)).toBe(true);
+    expect(await asked(page)).toEqual(['match']);
+    await page.close();
+  });
+
+  test('may move the panel, whose sheet stays modal', async () => {
+    const page = await open();
+    await ask(page);
+    await page.evaluate(() => document.body.append(document.querySelector('kavrel-simulator')!));
+    await read(page);
+    expect(await isModal(page)).toBe(true);
+    expect(await page.locator('kavrel-simulator').count()).toBe(1);
+    await page.keyboard.press('c');
+    expect(await asked(page)).toEqual(['cancel']);
     await page.close();
   });
 
@@ -182,7 +249,7 @@ describe('the app', () => {
   test('turns the panel with it, whichever element says the direction', async () => {
     const page = await open();
     const side = async () => {
-      const { x } = (await page.getByRole('button', { name: 'Simulated phone' }).boundingBox())!;
+      const { x } = (await page.getByRole('button', { name: 'Simulator' }).boundingBox())!;
       return x < 500 ? 'left' : 'right';
     };
     expect(await side()).toBe('right');
@@ -191,6 +258,13 @@ describe('the app', () => {
     await page.evaluate(() => document.body.removeAttribute('dir'));
     expect(await side()).toBe('right');
     await page.evaluate(() => (document.documentElement.dir = 'rtl'));
+    expect(await side()).toBe('left');
+    await page.evaluate(() => {
+      document.body = document.createElement('body');
+      document.body.dir = 'ltr';
+    });
+    expect(await side()).toBe('right');
+    await page.evaluate(() => (document.body.dir = 'rtl'));
     expect(await side()).toBe('left');
     await page.close();
   });

@@ -26,7 +26,7 @@ const markup = (dir: string) => `<!doctype html>
         <h1>Sign a document</h1>
         <p>An agreement between the parties, made on the twenty-first day of November.</p>
         <button id="sign">Sign</button>
-        <dialog id="modal" aria-label="Amount"><button id="pay">Pay</button></dialog>
+        <dialog id="modal" aria-label="Amount"><input id="amount" aria-label="Amount"><button id="pay">Pay</button></dialog>
       </main>
       <script src="/app.js"></script>
     </body>
@@ -78,6 +78,7 @@ export function usePanelPages(): (options?: PageOptions) => Promise<Page> {
       const [contentType, content] = files[new URL(route.request().url()).pathname];
       return route.fulfill({ contentType, body: content, headers: { 'content-security-policy': policy } });
     });
+    await page.clock.install();
     await page.goto('http://localhost/');
     return page;
   };

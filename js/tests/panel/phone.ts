@@ -4,14 +4,14 @@ import type {
   PhoneState,
   Prompt,
   PromptPolicy,
-  Simulator,
   SimulatorEvent,
 } from '../../src/simulator/definitions.js';
+import type { Phone } from '../../src/simulator/panel/view.js';
 
 const newPhone: PhoneState = { biometry: 'faceID', enrolled: true, lockedOut: false, locked: false, firstUnlock: true };
 
 /** A phone that does what a test says: it has no component, and only tells the panel what the test made up. */
-export class ScriptedPhone extends EventTarget implements Simulator {
+export class ScriptedPhone extends EventTarget implements Phone {
   readonly name = 'default';
   readonly storage = 'indexeddb';
   prompt: Prompt | null = null;
@@ -101,30 +101,6 @@ export class ScriptedPhone extends EventTarget implements Simulator {
     this.asked.push('restart');
     this.failure = null;
     this.tell('started');
-  }
-
-  call(): never {
-    throw new Error('A scripted phone has no component.');
-  }
-
-  nextPrompt(): never {
-    throw new Error('A scripted phone is asked by the test.');
-  }
-
-  answerNext(): never {
-    throw new Error('A scripted phone is asked by the test.');
-  }
-
-  failNext(): never {
-    throw new Error('A scripted phone has no platform.');
-  }
-
-  async stop(): Promise<void> {
-    this.asked.push('stop');
-  }
-
-  [Symbol.asyncDispose](): Promise<void> {
-    return this.stop();
   }
 
   private tell(event: SimulatorEvent): void {

@@ -70,14 +70,18 @@ async function live(page: Page): Promise<void> {
 }
 
 export async function openDrawer(page: Page, tab = 'Phone'): Promise<void> {
-  await page.getByRole('button', { name: 'Simulated phone' }).click();
+  await page.getByRole('button', { name: 'Simulator' }).click();
   await page.getByRole('tab', { name: tab }).click();
 }
 
-/** Shows a prompt. What it is answered with is found in `phone.asked`. */
+/** Shows a prompt and lets the time pass in which it can be read. How it is answered is found in `phone.asked`. */
 export async function ask(page: Page, reason = 'Authenticate to sign'): Promise<void> {
   await page.evaluate((reason) => void window.phone.ask(reason), reason);
+  await read(page);
 }
+
+/** Lets the time pass in which a prompt that has just come up can be read, so that keys answer it. */
+export const read = (page: Page): Promise<void> => page.clock.runFor(1000);
 
 /** What the panel asked of the phone, and how its prompts were answered. */
 export const asked = (page: Page): Promise<string[]> => page.evaluate(() => window.phone.asked);

@@ -1,11 +1,9 @@
-import type { Simulator } from '../definitions.js';
-
 import { button, html } from './dom.js';
 import type { Tell } from './notice.js';
-import type { Report, View } from './view.js';
+import type { Phone, Report, View } from './view.js';
 
 /** Buttons that start the app again and, once that is confirmed, reset the phone. */
-export function controls(phone: Simulator, restart: () => void, tell: Tell, report: Report): HTMLElement {
+export function controls(phone: Phone, restart: () => void, tell: Tell, report: Report): HTMLElement {
   const ask = button({}, () => turn(true), 'Reset the phone…');
   const keep = button({}, () => turn(false), 'Keep it');
   const usual = html('div', {}, button({}, restart, 'Restart the app'), ask);
@@ -30,28 +28,25 @@ export function controls(phone: Simulator, restart: () => void, tell: Tell, repo
   return html('footer', {}, usual, question);
 }
 
-/** Names the precondition that stopped the process, and offers to start the app again. Empty while the app runs. */
-export function failureCard(phone: Simulator, restart: () => void): View {
+/** Says what stopped the process, and offers to start the app again. Empty while the app runs. */
+export function failureCard(phone: Phone, restart: () => void): View {
   const node = html('div', { role: 'alert' });
-  let shown: string | null = null;
+  const reason = html('p', { class: 'mono' });
+  const card = html(
+    'div',
+    { class: 'failure' },
+    html('h3', {}, 'The app has stopped'),
+    reason,
+    html('p', { class: 'quiet' }, 'Pending calls never settle, as after a crash on the phone.'),
+    button({ class: 'primary' }, restart, 'Start again'),
+  );
   return {
     node,
     update() {
-      if (phone.failure === shown) return;
-      shown = phone.failure;
-      node.replaceChildren();
-      if (shown === null) return;
-      node.append(
-        html(
-          'div',
-          { class: 'failure' },
-          html('h3', {}, 'The app has stopped'),
-          html('p', {}, 'This precondition failed:'),
-          html('p', { class: 'mono' }, shown),
-          html('p', { class: 'quiet' }, 'Pending calls never settle, as after a crash on the phone.'),
-          button({ class: 'primary' }, restart, 'Start again'),
-        ),
-      );
+      const { failure } = phone;
+      if (failure === null) card.remove();
+      else if (!node.contains(card)) node.append(card);
+      if (reason.textContent !== failure) reason.textContent = failure;
     },
   };
 }

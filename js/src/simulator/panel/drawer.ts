@@ -1,4 +1,4 @@
-import type { PhoneState, Simulator } from '../definitions.js';
+import type { PhoneState } from '../definitions.js';
 
 import { controls, failureCard } from './controls.js';
 import { button, html, icon } from './dom.js';
@@ -8,10 +8,11 @@ import { callsView, consoleView } from './log.js';
 import type { Tell } from './notice.js';
 import { switches } from './switches.js';
 import { Tabs } from './tabs.js';
-import type { Report, View } from './view.js';
+import type { Phone, Report, View } from './view.js';
+import type { Condition } from './words.js';
 import { summarise } from './words.js';
 
-const storages: Record<Simulator['storage'], string> = { indexeddb: 'kept in IndexedDB', memory: 'kept in memory' };
+const storages: Record<Phone['storage'], string> = { indexeddb: 'kept in IndexedDB', memory: 'kept in memory' };
 
 /** What the phone announces with an event of the same name. */
 type Content = 'items' | 'log' | 'console';
@@ -30,7 +31,7 @@ export class Drawer {
   private isScheduled = false;
 
   constructor(
-    private readonly phone: Simulator,
+    private readonly phone: Phone,
     tell: Tell,
     report: Report,
   ) {
@@ -58,14 +59,14 @@ export class Drawer {
 
     const dot = html('span', { class: 'dot' });
     this.badge = button(
-      { class: 'badge', 'aria-haspopup': 'dialog' },
+      { class: 'badge', id: 'badge', 'aria-haspopup': 'dialog' },
       () => this.open(),
       dot,
-      html('b', {}, 'Simulated phone'),
+      html('b', {}, 'Simulator'),
     );
     this.node = html(
       'div',
-      { class: 'drawer', role: 'dialog', 'aria-labelledby': 'title', hidden: true },
+      { class: 'drawer', role: 'dialog', 'aria-labelledby': 'title' },
       this.header(),
       this.summary,
       this.failure.node,
@@ -82,21 +83,20 @@ export class Drawer {
 
   /** Shows `state` on the badge, in the summary and on the switches. */
   showState(state: PhoneState): void {
-    const [condition, sentence] = summarise(this.phone, state);
-    this.badge.setAttribute('aria-label', `Simulated phone. ${sentence}`);
-    this.badge.title = sentence;
-    this.summary.replaceChildren(html('span', { class: 'dot' }), sentence);
-    this.summary.hidden = condition === 'stopped'; // the card below it says more
-    for (const node of [this.badge, this.summary]) node.dataset.condition = condition;
+    if (this.phone.failure === null) this.summarise(...summarise(this.phone.prompts, state));
     this.switches.show(state);
   }
 
-  /** Names the failed precondition, if there is one, to whoever is looking elsewhere. */
+  /** Says what stopped the process, if something did, to whoever is looking elsewhere. */
   showFailure(): void {
     const hadFocus = this.failure.node.matches(':focus-within');
-    if (this.phone.failure !== null) this.open();
+    const hasStopped = this.phone.failure !== null;
+    if (hasStopped) {
+      this.open();
+      this.summarise('stopped', 'The app has stopped.');
+    }
     this.failure.update();
-    if (hadFocus) this.tabs.focus();
+    if (hadFocus && !hasStopped) this.tabs.focus();
   }
 
   /** Brings `content` up to date. */
@@ -105,9 +105,16 @@ export class Drawer {
     this.draw();
   }
 
+  private summarise(condition: Condition, sentence: string): void {
+    this.badge.title = sentence;
+    this.summary.replaceChildren(html('span', { class: 'dot' }), sentence);
+    this.summary.hidden = condition === 'stopped'; // the card below it says more
+    for (const node of [this.badge, this.summary]) node.dataset.condition = condition;
+  }
+
   /** Shows what has changed, once a frame and only while the drawer is open. */
   private draw(): void {
-    if (this.isScheduled || this.node.hidden) return;
+    if (this.isScheduled || !this.node.isConnected) return;
     this.isScheduled = true;
     requestAnimationFrame(() => {
       this.isScheduled = false;
@@ -118,15 +125,13 @@ export class Drawer {
 
   private open(): void {
     const hadFocus = this.badge.matches(':focus');
-    this.node.hidden = false;
-    this.badge.hidden = true;
+    this.badge.replaceWith(this.node);
     if (hadFocus) this.tabs.focus();
     this.draw();
   }
 
   private close(): void {
-    this.node.hidden = true;
-    this.badge.hidden = false;
+    this.node.replaceWith(this.badge);
     this.badge.focus();
   }
 

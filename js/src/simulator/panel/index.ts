@@ -1,26 +1,23 @@
-import type { PhoneState, Simulator, SimulatorEvent } from '../definitions.js';
+import type { PhoneState, SimulatorEvent } from '../definitions.js';
 
 import { html } from './dom.js';
 import { Drawer } from './drawer.js';
-import { showOnPage } from './host.js';
+import type { Content } from './host.js';
+import { keepOnPage } from './host.js';
 import { createNotice } from './notice.js';
 import { Sheet } from './sheet.js';
+import type { Phone } from './view.js';
 import { refresher } from './view.js';
 
-/**
- * Shows the panel of `phone` beside the app and returns a function that takes it away for good. It is one element,
- * "kavrel-simulator", with an open shadow root: a badge on the edge of the page, which opens the phone's switches, its
- * keychain, its calls and its console; the biometric sheet while a prompt is up; and, once the process has stopped, the
- * precondition that stopped it.
- *
- * Needs `HTMLDialogElement.prototype.showModal` and constructible style sheets. Loading this module does nothing and
- * fails nowhere.
- */
-export function mountPanel(phone: Simulator): () => void {
-  const { node: notice, tell } = createNotice();
+/** Builds the panel, which follows the phone until it is discarded. */
+function createPanel(phone: Phone): Content {
+  const root = html('aside', { class: 'simulator', popover: 'manual', lang: 'en', 'aria-label': 'Simulator' });
+  const notice = createNotice(root);
+  const { tell } = notice;
   const report = (error: unknown) => tell(error instanceof Error ? error.message : String(error), true);
   const drawer = new Drawer(phone, tell, report);
-  const sheet = new Sheet(phone, tell, report);
+  const sheet = new Sheet(root, phone, tell, report);
+  root.append(drawer.badge);
 
   let wasLockedOut = true; // the state that the panel finds is no news
   const showState = (state: PhoneState) => {
@@ -49,23 +46,31 @@ export function mountPanel(phone: Simulator): () => void {
   for (const [event, listener] of Object.entries(listeners)) {
     phone.addEventListener(event as SimulatorEvent, listener);
   }
-
-  const root = html(
-    'aside',
-    { class: 'simulator', popover: 'manual', lang: 'en', 'aria-label': 'Simulated phone' },
-    drawer.badge,
-    drawer.node,
-    notice,
-    sheet.node,
-  );
-  const takeAway = showOnPage(root, () => sheet.restore());
-  showProcess();
-  showPrompt();
-  return () => {
-    for (const [event, listener] of Object.entries(listeners)) {
-      phone.removeEventListener(event as SimulatorEvent, listener);
-    }
-    sheet.close();
-    takeAway();
+  return {
+    root,
+    shown() {
+      sheet.restore();
+      showPrompt();
+      showProcess();
+    },
+    discard() {
+      for (const [event, listener] of Object.entries(listeners)) {
+        phone.removeEventListener(event as SimulatorEvent, listener);
+      }
+      sheet.close();
+      notice.close();
+    },
   };
+}
+
+/**
+ * Shows the panel of `phone` beside the app and returns a function that takes it away for good. It is one element,
+ * "kavrel-simulator", with an open shadow root. There is a badge on the edge of the page, which opens the phone's
+ * switches, its keychain, its calls and its console; the biometric sheet while a prompt is up; and, once the process has
+ * stopped, what stopped it. Only what is shown is in the document, so that tests of the app find none of the rest.
+ *
+ * Needs `HTMLDialogElement.prototype.showModal` to show a prompt. Loading this module does nothing and fails nowhere.
+ */
+export function mountPanel(phone: Phone): () => void {
+  return keepOnPage(() => createPanel(phone));
 }

@@ -1,8 +1,8 @@
-import type { Item, Simulator } from '../definitions.js';
+import type { Item } from '../definitions.js';
 
 import { html } from './dom.js';
 import { atTime } from './time.js';
-import type { Report, View } from './view.js';
+import type { Phone, Report, View } from './view.js';
 import { refresher } from './view.js';
 import { accessibilities } from './words.js';
 
@@ -23,7 +23,7 @@ function row(item: Item): HTMLElement {
 }
 
 /** The keychain's items. `count` is told how many there are. */
-export function itemsView(phone: Simulator, count: (items: number) => void, report: Report): View {
+export function itemsView(phone: Phone, count: (items: number) => void, report: Report): View {
   const list = html('ul', { class: 'list' });
   const empty = html(
     'p',

@@ -1,8 +1,8 @@
-import type { LogEntry, Simulator } from '../definitions.js';
+import type { LogEntry } from '../definitions.js';
 
 import { html } from './dom.js';
 import { atTime, forPeople } from './time.js';
-import type { View } from './view.js';
+import type { Phone, View } from './view.js';
 
 /** How many of the latest entries are shown: enough to look back, and few enough for a page that makes thousands. */
 const latest = 200;
@@ -56,7 +56,7 @@ class Row {
 }
 
 /** The calls, latest first. */
-export function callsView(phone: Simulator): View {
+export function callsView(phone: Phone): View {
   const rows = new Map<number, Row>();
   const list = html('ol', { class: 'list' });
   const empty = html('p', { class: 'empty' }, 'No call has been made yet. Every call of the plugin appears here.');
@@ -91,7 +91,7 @@ export function callsView(phone: Simulator): View {
 }
 
 /** The lines that the component wrote, latest last as on any console. */
-export function consoleView(phone: Simulator): View {
+export function consoleView(phone: Phone): View {
   const list = html('ol', { class: 'lines' });
   const empty = html('p', { class: 'empty' }, 'The component has not written to its console yet.');
   return {

@@ -1,15 +1,24 @@
-import type { PhoneState, Prompt, Simulator } from '../definitions.js';
+import type { PhoneState, Prompt } from '../definitions.js';
 
 import { button, html, icon } from './dom.js';
 import { icons } from './icons.js';
 import type { Tell } from './notice.js';
-import type { Report } from './view.js';
+import type { Phone, Report } from './view.js';
 import { sensors } from './words.js';
 
-/** Returns the letter on a key: the Latin one where the keyboard writes another script. */
-function letterOn({ key, code }: KeyboardEvent): string {
+/** How long a sheet is on the screen, with nobody typing, before a key can be an answer to it, in milliseconds. */
+const readingTime = 500;
+
+/**
+ * Returns the letter on a key: the Latin one where the keyboard writes another script. An event that no keyboard made,
+ * such as a browser's when it fills a form in, may have neither a key nor a code.
+ */
+function letterOn({ key = '', code = '' }: Partial<KeyboardEvent>): string {
   return (/^[a-z]$/i.test(key) ? key : code.replace(/^Key/, '')).toLowerCase();
 }
+
+/** A button acts when Enter goes down and when the space bar comes up. */
+const keyEvents = ['keydown', 'keyup'] as const;
 
 /**
  * The biometric sheet. It is a modal dialog of its own, because a modal dialog of the app makes all the rest of the
@@ -25,8 +34,16 @@ export class Sheet {
   private prompt: Prompt | null = null;
   /** What the phone's prompt was when last heard of: it may still be the one that was just answered. */
   private latest: Prompt | null = null;
+  /** From when on a key can be an answer to the prompt. */
+  private readableAt = Infinity;
 
-  constructor(phone: Simulator, tell: Tell, report: Report) {
+  /** While a prompt is up, the sheet is in `root`. */
+  constructor(
+    private readonly root: HTMLElement,
+    phone: Phone,
+    tell: Tell,
+    report: Report,
+  ) {
     const answer = (act: (prompt: Prompt) => void, words: string, refused = false) => {
       const { prompt } = this;
       if (!prompt) return;
@@ -40,6 +57,7 @@ export class Sheet {
       m: () => answer((prompt) => prompt.match(), 'Recognised'),
       n: () => answer((prompt) => prompt.noMatch(), 'Not recognised', true),
       c: cancel,
+      i: () => answer((prompt) => prompt.interrupt(), 'Interrupted by the system'),
       l: () => phone.set({ locked: true }).then(() => tell('Locked: the system cancelled the prompt'), report),
     };
     this.node = html(
@@ -54,7 +72,7 @@ export class Sheet {
         this.choice('M', 'Match', { class: 'primary' }),
         this.choice('N', 'No match'),
         this.choice('C', 'Cancel'),
-        this.choice('L', 'Lock the phone', { class: 'link' }),
+        html('div', { class: 'links' }, this.choice('I', 'Interrupt'), this.choice('L', 'Lock the phone')),
       ),
     );
     this.node.addEventListener('cancel', (event) => {
@@ -62,7 +80,9 @@ export class Sheet {
       cancel();
     });
     // Some browsers close a dialog without asking, at the second Escape in a row.
-    this.node.addEventListener('close', () => this.node.open || cancel());
+    this.node.addEventListener('close', () => {
+      if (this.node.isConnected && !this.node.open) cancel();
+    });
   }
 
   /** Names and draws the sensor. */
@@ -90,15 +110,20 @@ export class Sheet {
 
   close(): void {
     this.prompt = null;
-    removeEventListener('keydown', this.onKey, true);
-    this.node.close();
+    for (const type of keyEvents) removeEventListener(type, this.onKey, true);
+    if (this.node.open) this.node.close();
+    this.node.remove();
   }
 
   private open(prompt: Prompt): void {
     this.prompt = prompt;
     this.reason.textContent = prompt.reason;
+    this.root.append(this.node);
+    if (!this.node.isConnected) return; // until the panel is back on the page
     this.node.showModal();
-    addEventListener('keydown', this.onKey, true);
+    this.readableAt = Infinity;
+    requestAnimationFrame(() => (this.readableAt = performance.now() + readingTime));
+    for (const type of keyEvents) addEventListener(type, this.onKey, true);
   }
 
   private choice(key: string, label: string, attributes: Record<string, string> = {}): HTMLButtonElement {
@@ -106,15 +131,24 @@ export class Sheet {
     return button({ 'aria-keyshortcuts': key, ...attributes }, () => this.actions[key.toLowerCase()]?.(), label, hint);
   }
 
+  /** Whether the sheet has the focus or can take it: it cannot under a modal dialog of the app. */
+  private takesFocus(): boolean {
+    if (!this.node.matches(':focus-within')) this.node.querySelector('button')?.focus();
+    return this.node.matches(':focus-within');
+  }
+
   /** Listens where every key passes first, wherever the focus is, and keeps the sheet's keys from the app. */
   private readonly onKey = (event: KeyboardEvent): void => {
-    if (event.ctrlKey || event.altKey || event.metaKey) return;
-    const action = this.actions[letterOn(event)];
-    const isHeld = event.repeat && event.key !== 'Tab'; // since before the sheet came up, perhaps
-    if (action || isHeld) {
+    const { type, key, ctrlKey, altKey, metaKey, repeat, timeStamp } = event;
+    if (key === 'Tab' || !this.takesFocus()) return;
+    const isShortcut = type === 'keydown' && !ctrlKey && !altKey && !metaKey;
+    const action = isShortcut ? this.actions[letterOn(event)] : undefined;
+    const isEarly = repeat || timeStamp < this.readableAt;
+    if (isEarly) this.readableAt = Math.max(this.readableAt, timeStamp + readingTime);
+    if (action || isEarly) {
       event.preventDefault();
       event.stopImmediatePropagation();
     }
-    if (!isHeld) action?.();
+    if (!isEarly) action?.();
   };
 }

@@ -1,7 +1,7 @@
-import type { PhoneState, Simulator } from '../definitions.js';
+import type { PhoneState } from '../definitions.js';
 
 import { html } from './dom.js';
-import type { Report } from './view.js';
+import type { Phone, Report } from './view.js';
 import { policies, sensors } from './words.js';
 
 interface Control<Value> {
@@ -46,7 +46,7 @@ function toggle(name: string, label: string, hint: string, turn: (on: boolean) =
 }
 
 /** The switches of the phone. One that the phone refuses goes back. */
-export function switches(phone: Simulator, report: Report): Control<PhoneState> {
+export function switches(phone: Phone, report: Report): Control<PhoneState> {
   let shown: PhoneState | undefined;
   const set = (change: Partial<PhoneState>) =>
     phone.set(change).catch((error) => {

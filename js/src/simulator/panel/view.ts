@@ -1,3 +1,24 @@
+import type { Simulator } from '../definitions.js';
+
+/** What the panel shows of a phone and asks of it. */
+export type Phone = Pick<
+  Simulator,
+  | 'addEventListener'
+  | 'console'
+  | 'failure'
+  | 'items'
+  | 'log'
+  | 'name'
+  | 'prompt'
+  | 'prompts'
+  | 'removeEventListener'
+  | 'reset'
+  | 'restart'
+  | 'set'
+  | 'state'
+  | 'storage'
+>;
+
 /** Something that is shown. */
 export interface View {
   readonly node: HTMLElement;

@@ -1,4 +1,4 @@
-import type { Accessibility, PhoneState, PromptPolicy, Simulator } from '../definitions.js';
+import type { Accessibility, PhoneState, PromptPolicy } from '../definitions.js';
 
 export const sensors: Record<PhoneState['biometry'], string> = {
   none: 'None',
@@ -24,10 +24,9 @@ export const accessibilities: Record<Accessibility, string> = {
 /** Whether the app can sign (`ready`), cannot for a reason that the switches lift (`limited`), or does not run. */
 export type Condition = 'ready' | 'limited' | 'stopped';
 
-/** Tells in a sentence what becomes of a signature right now. */
-export function summarise(phone: Simulator, state: PhoneState): [Condition, string] {
+/** Tells in a sentence what becomes of a signature right now, in an app that runs. */
+export function summarise(prompts: PromptPolicy, state: PhoneState): [Condition, string] {
   const sensor = sensors[state.biometry];
-  if (phone.failure !== null) return ['stopped', 'The app has stopped.'];
   if (!state.firstUnlock) return ['limited', 'Not unlocked since it was started. The keychain is out of reach.'];
   if (state.locked) return ['limited', 'Locked. The keys are out of reach.'];
   if (state.biometry === 'none') return ['limited', 'There is no sensor, so nothing can be signed.'];
@@ -39,5 +38,5 @@ export function summarise(phone: Simulator, state: PhoneState): [Condition, stri
     'no-match': `${sensor} recognises nobody.`,
     cancel: `${sensor} is ready. Every prompt is cancelled.`,
   };
-  return ['ready', answered[phone.prompts]];
+  return ['ready', answered[prompts]];
 }
