@@ -62,8 +62,8 @@ class SecureKeyManager : public std::enable_shared_from_this<SecureKeyManager> {
 
     SecureKeyManager();
 
-    /// The only way to make an instance. A shared_ptr owns it from the start: to `sign`, a manager without
-    /// one would be gone, and the completion would never be called.
+    /// Makes every instance, so that a shared_ptr owns each: `sign` keeps a weak_ptr to its manager, and
+    /// without an owner it would take the manager for gone and never call the completion.
     static std::shared_ptr<const SecureKeyManager> make();
 
     using AuthenticationResult = std::variant<LAContextRef, NSError>;

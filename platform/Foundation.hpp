@@ -32,8 +32,8 @@ struct NSError {
     friend bool operator==(const NSError&, const NSError&) = default;
 };
 
-/// Writes `line`, which is UTF-8 without a line feed, and a line feed to the console. Never fails. Any thread
-/// may call, and lines do not mix. The device defines this.
+/// Writes `line`, which is UTF-8 without a line feed, and a line feed to the console. What cannot be written
+/// is lost without a word. Any thread may call, and lines do not mix. The device defines this.
 void print(const std::string& line);
 
 /// Stops the process: prints "precondition failed: " and `precondition`, which says what must hold, on

@@ -9,10 +9,10 @@ namespace {
 
 constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// A group is four characters for three bytes, which are 24 bits. Both tables hold what is at a place of the
-// group alone, so that four values make the group when they are put together by OR.
+// Four characters, a group, stand for three bytes. For each of the four places a table has the values that
+// can stand there, shifted to where they belong, so that OR puts a group together from four of them.
 
-// For each place and each digit, its character among the four. The first of them is in the lowest byte.
+// For each place and each digit (0 to 63) its character. The one at the first place is in the lowest byte.
 constexpr auto placedCharacters = [] {
     std::array<std::array<std::uint32_t, 64>, 4> table{};
     for (std::uint32_t place = 0; place < 4; ++place) {
@@ -29,7 +29,7 @@ std::uint32_t groupCharacters(std::uint32_t bits) {
            placedCharacters[2][bits >> 14U & 63U] | placedCharacters[3][bits >> 8U & 63U];
 }
 
-// For each place and each character, its bits among the 24.
+// For each place and each character its six bits, among the group's 24.
 constexpr std::uint32_t noDigit = 1U << 24U;
 constexpr auto placedBits = [] {
     std::array<std::array<std::uint32_t, 256>, 4> table{};

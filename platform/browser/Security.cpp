@@ -60,7 +60,8 @@ SecKeyRef keyOf(const val& key) {
     return key.isNull() ? nullptr : std::make_shared<const SecKey>(key);
 }
 
-/// Says in `*error`, unless `error` is null, that this device leaves out what no method of the plugin uses.
+/// Sets `*error`, unless `error` is null, to one that says what this device lacks. No method of the plugin
+/// asks for it.
 void refuse(const char* what, std::optional<NSError>* error) {
     constexpr OSStatus errSecUnimplemented = -4;
     if (error != nullptr) {

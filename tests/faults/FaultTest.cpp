@@ -328,8 +328,8 @@ MemoryPhone phoneWith(const Keychain& keychain) {
     return phone;
 }
 
-/// With two, the way that the component takes after a failure has its failures too. The sanitizers, under
-/// which that takes long, see each failure alone.
+/// How many operations fail in one call. After the first the component takes another way, whose operations
+/// fail as the second. Under the sanitizers, where that takes long, it is one.
 constexpr std::size_t mostFaults = MOST_FAULTS;
 
 /// What has been tried, for the line at the end.

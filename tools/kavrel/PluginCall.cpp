@@ -49,8 +49,8 @@ void PluginCall::end(std::optional<Outcome> outcome) {
 
 namespace {
 
-/// How a call ended. Only the main thread uses it: other threads send the news through the main queue, which
-/// wakes the main thread.
+/// Whether a call has ended, and how. Only the main thread reads and writes it: a call that ends on another
+/// thread posts a task to the main queue, which the main thread runs.
 struct End {
     bool isThere = false;
     std::optional<Outcome> outcome;
