@@ -2,7 +2,7 @@
 
 #include "csr/CSRBuilder.hpp"
 #include "keys/SecureKeyManager.hpp"
-#include "plugin/CallFrame.hpp"
+#include "plugin/CallArguments.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 
 namespace KavrelCrypto {

@@ -1,7 +1,7 @@
 // "storeCertificate" and "getCertificate".
 
 #include "keys/SecureKeyManager.hpp"
-#include "plugin/CallFrame.hpp"
+#include "plugin/CallArguments.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "storage/CSRStorage.hpp"
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "keys/SecureKeyManager.hpp"
-#include "plugin/CallFrame.hpp"
+#include "plugin/CallArguments.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "text/Base64.hpp"
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "keys/SecureKeyManager.hpp"
-#include "plugin/CallFrame.hpp"
+#include "plugin/CallArguments.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "storage/CSRStorage.hpp"
 #include "text/PEM.hpp"
