@@ -45,6 +45,12 @@ JSObject objectOf(const val& object) {
     return JSObject(std::move(members));
 }
 
+/// The string that `text` is in UTF-8, by the module's property "stringOf". Emscripten's own conversion loses a
+/// U+FEFF at the start and after each NUL.
+val stringOf(const std::string& text) {
+    return val::module_property("stringOf")(emscripten::typed_memory_view(text.size(), text.data()));
+}
+
 val valueOf(const JSObject& object);
 
 /// Makes the JavaScript value for each kind of value.
@@ -62,7 +68,7 @@ struct MakeValue {
         return val(value);
     }
     val operator()(const std::string& value) const {
-        return val(value);
+        return stringOf(value);
     }
     val operator()(const JSArray& value) const {
         val array = val::array();
@@ -100,7 +106,7 @@ class PageCall final : public CAPPluginCall {
     // The component gives neither an error nor data.
     void reject(std::string message, std::optional<std::string> code, std::optional<NSError>,
                 std::optional<JSObject>) override {
-        call_.call<void>("reject", message, code ? val(*code) : val::undefined());
+        call_.call<void>("reject", message, code ? stringOf(*code) : val::undefined());
     }
 
   private:

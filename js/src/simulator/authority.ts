@@ -7,6 +7,7 @@ import {
   Null,
   ObjectIdentifier,
   OctetString,
+  Primitive,
   Sequence,
   UTCTime,
   fromBER,
@@ -195,7 +196,7 @@ export class TestAuthority {
     extensions: BaseBlock[],
   ): Promise<string> {
     const identifier = new OctetString({ valueHex: await identifierOf(publicKey) });
-    const issuer = new OctetString({ idBlock: { tagClass: 3, tagNumber: 0 }, valueHex: this.identifier } as object);
+    const issuer = new Primitive({ idBlock: { tagClass: 3, tagNumber: 0 }, valueHex: this.identifier });
     const information = sequence(
       explicit(0, new Integer({ value: 2 })),
       serialNumber(),

@@ -73,6 +73,11 @@ export function prepareComponent(): void {
   compile().catch(() => undefined);
 }
 
+const decoder = new TextDecoder('utf-8', { ignoreBOM: true });
+
+/** Returns the string that `bytes` are in UTF-8, every character of it. */
+const stringOf = (bytes: Uint8Array): string => decoder.decode(bytes);
+
 /** Makes a new instance over `device`. What it writes to standard error goes to `printErr`, line by line. */
 export async function loadComponent(device: Device, printErr: (line: string) => void): Promise<Component> {
   const module = await compile();
@@ -81,6 +86,6 @@ export async function loadComponent(device: Device, printErr: (line: string) => 
       WebAssembly.instantiate(module, imports).then(done, reject);
       return {};
     };
-    load({ device, printErr, instantiateWasm }).then(resolve, reject);
+    load({ device, stringOf, printErr, instantiateWasm }).then(resolve, reject);
   });
 }

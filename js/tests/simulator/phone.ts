@@ -4,7 +4,7 @@ import { afterEach, inject } from 'vitest';
 import type { Simulator, SimulatorEvent } from '../../src/simulator/index.js';
 
 // eslint-disable-next-line @typescript-eslint/consistent-type-imports
-type Package = typeof import('../../src/simulator/index.js');
+export type Package = typeof import('../../src/simulator/index.js');
 
 export type * from '../../src/simulator/index.js';
 

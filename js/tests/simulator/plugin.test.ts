@@ -1,5 +1,5 @@
 import { readFile } from 'node:fs/promises';
-import { describe, expect, test } from 'vitest';
+import { describe, expect, test, vi } from 'vitest';
 
 import { calls, methods, registeredMethods, rejectionOf } from '../calls.js';
 
@@ -61,6 +61,24 @@ describe('the plugin object', () => {
     await expect(starting).rejects.toThrow();
     await expect(call).rejects.toMatchObject({ code: 'UNAVAILABLE' });
   });
+
+  test.each([
+    ['storage that is not there', { storage: 'indexeddb' }, /^The simulator did not start: .+ in IndexedDB here/],
+    ['an unknown option', { store: 'memory' }, /^The simulator did not start: startSimulator does not know "store"/],
+  ])('rejects with the reason after a start with %s, until a start succeeds', async (_, options, message) => {
+    await expect(startSimulator(options as object)).rejects.toThrow();
+    for (let call = 0; call < 2; ++call) {
+      await expect(DigitalSign.hasKey({ nationalCode })).rejects.toMatchObject({ code: 'UNAVAILABLE', message });
+    }
+    await startPhone();
+    expect(await DigitalSign.hasKey({ nationalCode })).toEqual({ exists: false });
+  });
+
+  test('has its calls seen by a spy on the phone', async () => {
+    const spy = vi.spyOn(await startPhone(), 'call');
+    await DigitalSign.hasKey({ nationalCode });
+    expect(spy).toHaveBeenCalledWith('hasKey', { nationalCode });
+  });
 });
 
 describe('call', () => {
@@ -70,7 +88,7 @@ describe('call', () => {
     expect(phone.log[0].options).toEqual({});
   });
 
-  test.each([['text'], [7], [true], [7n], [Symbol('x')], [() => 7], [[{ nationalCode }]]])(
+  test.each([['text'], [7], [true], [7n], [Symbol('x')], [() => 7], [[{ nationalCode }]], [new Date()]])(
     'refuses options that are not an object, %s, before they reach the plugin',
     async (options) => {
       const phone = await startPhone();

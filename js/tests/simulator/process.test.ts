@@ -1,5 +1,7 @@
 import { afterEach, describe, expect, test, vi } from 'vitest';
 
+import { generateKeyPair } from '../../src/simulator/keys.js';
+
 import type { Simulator } from './phone.js';
 import { callAnyhow, nationalCode, next, outcomeOf, sign, startPhone, startSimulator, staysPending } from './phone.js';
 
@@ -50,6 +52,30 @@ describe('the log', () => {
       phone.log.map(({ id }) => id),
     );
     expect(new Set(phone.log.map(({ outcome }) => outcome))).toEqual(new Set(['resolved']));
+  });
+});
+
+describe('what the log hands out', () => {
+  test('is a copy that nobody can change', async () => {
+    const phone = await startPhone();
+    const result = await phone.call('hasKey', { nationalCode });
+    Object.assign(result, { exists: true });
+    (phone.log as unknown[]).length = 0;
+    (phone.console as unknown[]).push('mine');
+    const [{ options, result: logged }] = phone.log;
+    expect(() => Object.assign(options, { nationalCode: '7' })).toThrow(TypeError);
+    expect([options, logged, phone.console]).toEqual([{ nationalCode }, { exists: false }, []]);
+  });
+
+  test('is bounded by its length, and always has the latest call', async () => {
+    const phone = await startPhone();
+    const digestB64 = '-'.repeat(1_500_000);
+    for (let call = 0; call < 4; ++call) await outcomeOf(phone.call('signDigest', { nationalCode, digestB64 }));
+    expect(phone.log.map(({ id }) => id)).toEqual([3, 4]);
+    await outcomeOf(phone.call('signDigest', { nationalCode, digestB64: digestB64.repeat(4) }));
+    expect(phone.log).toMatchObject([{ id: 5, outcome: 'rejected' }]);
+    await phone.call('hasKey', { nationalCode });
+    expect(phone.log.map(({ id }) => id)).toEqual([6]);
   });
 });
 
@@ -125,11 +151,39 @@ describe('restart', () => {
 
   test('keeps what was under way from storing anything later', async () => {
     const phone = await startPhone();
+    const pair = await generateKeyPair(1024);
+    let end: (pair: object) => void = () => undefined;
+    const isAsked = new Promise<void>((resolve) => {
+      vi.spyOn(crypto.subtle, 'generateKey').mockImplementationOnce(() => {
+        resolve();
+        return new Promise((generated) => (end = generated)) as never;
+      });
+    });
     void phone.call('ensureKey', { nationalCode });
-    await new Promise((resolve) => setTimeout(resolve, 5)); // the key is being generated
+    await isAsked;
     await phone.restart();
-    await new Promise((resolve) => setTimeout(resolve, 500));
-    expect(await phone.items()).toEqual([]);
+    end(pair);
+    await phone.call('ensureKey', { nationalCode: 'another' }); // takes more turns than storing the key would
+    expect((await phone.items()).map((item) => 'tag' in item && item.tag.split('.').pop())).toEqual([
+      'another',
+      'another',
+    ]);
+  });
+
+  test('that fails says why, leaves a phone that says so too, and can be tried again', async () => {
+    const phone = await startPhone();
+    vi.spyOn(WebAssembly, 'instantiate').mockRejectedValueOnce(new Error('out of memory'));
+    const stopped = next(phone, 'stopped');
+    const restarted = phone.restart();
+    const waiting = callAnyhow(phone, 'hasKey', { nationalCode });
+    await expect(restarted).rejects.toThrow('out of memory');
+    await stopped;
+    expect(phone.failure).toBe('The app cannot be started again: out of memory');
+    const call = phone.call('hasKey', { nationalCode });
+    expect(phone.log.map(({ outcome }) => outcome)).toEqual(['unfinished', 'unfinished']);
+    await phone.restart();
+    expect([phone.failure, await phone.call('hasKey', { nationalCode })]).toEqual([null, { exists: false }]);
+    expect(await Promise.all([waiting, call].map((pending) => staysPending(pending)))).toEqual([true, true]);
   });
 
   test('twice at once starts one app', async () => {
@@ -139,7 +193,61 @@ describe('restart', () => {
   });
 });
 
+describe('a precondition that fails', () => {
+  test('stops the app, as on the phone, until it is started again', async () => {
+    const phone = await startPhone({ keys: 'reused', people: [{ nationalCode }] });
+    const error = vi.spyOn(console, 'error').mockImplementation(() => undefined);
+    phone.failNext('exportKey');
+    const stopped = next(phone, 'stopped');
+    const call = phone.call('getKeyInfo', { nationalCode });
+    await stopped;
+    const after = phone.call('hasKey', { nationalCode });
+    expect(phone.failure).toBe('a public key that was just derived must be exportable');
+    expect(await Promise.all([call, after].map((pending) => staysPending(pending)))).toEqual([true, true]);
+    expect(phone.log.map(({ outcome }) => outcome)).toEqual(['unfinished', 'unfinished']);
+    expect(error.mock.lastCall![0]).toMatch(
+      /the app's process stopped, because .+ Start the app again with restart\(\)/,
+    );
+    await phone.restart();
+    expect([phone.failure, await phone.call('hasKey', { nationalCode })]).toEqual([null, { exists: true }]);
+  });
+});
+
 describe('stop', () => {
+  test('ends after a restart that failed', async () => {
+    const phone = await startSimulator();
+    vi.spyOn(WebAssembly, 'instantiate').mockRejectedValueOnce(new Error('out of memory'));
+    await expect(phone.restart()).rejects.toThrow();
+    void phone.call('hasKey', { nationalCode });
+    await phone.stop();
+  });
+
+  test('gives up what does not end', async () => {
+    const phone = await startSimulator();
+    vi.useFakeTimers({ toFake: ['setTimeout', 'clearTimeout'] });
+    const isAsked = new Promise<void>((resolve) => {
+      vi.spyOn(crypto.subtle, 'generateKey').mockImplementationOnce(() => {
+        resolve();
+        return new Promise(() => undefined) as never;
+      });
+    });
+    void phone.call('ensureKey', { nationalCode });
+    await isAsked;
+    const stopped = phone.stop();
+    await vi.runAllTimersAsync();
+    vi.useRealTimers();
+    await stopped;
+    expect(phone.log).toMatchObject([{ outcome: 'unfinished' }]);
+  });
+
+  test('comes after what was asked of the phone before', async () => {
+    const phone = await startSimulator();
+    const state = phone.set({ locked: true }).then(() => phone.state.name);
+    const items = phone.items();
+    await phone.stop();
+    expect(await Promise.all([state, items].map(outcomeOf))).toEqual(['resolved', 'resolved']);
+  });
+
   test('lets what is pending settle first', async () => {
     const phone = await startSimulator({ prompts: 'match' });
     const calls = [phone.call('ensureKey', { nationalCode }), sign(phone), phone.call('hasKey', { nationalCode })];

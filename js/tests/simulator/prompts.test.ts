@@ -36,7 +36,7 @@ describe('a prompt that asks', () => {
     expect(await outcomeOf(call)).toBe('resolved');
   });
 
-  test.each(['match', 'noMatch', 'cancel'] as const)('takes %s as its only answer', async (answer) => {
+  test.each(['match', 'noMatch', 'cancel', 'interrupt'] as const)('takes %s as its only answer', async (answer) => {
     const phone = await enrolledPhone('ask');
     const call = sign(phone);
     const prompt = await phone.nextPrompt();
@@ -81,6 +81,93 @@ describe('a prompt that asks', () => {
     expect(await outcomeOf(second)).toBe('resolved');
     expect(phone.prompt).toBe(null);
   });
+});
+
+describe('the next prompt', () => {
+  test('comes up for whoever waits for it, whatever the policy is', async () => {
+    const phone = await enrolledPhone('cancel');
+    const [one, another] = [phone.nextPrompt(), phone.nextPrompt()];
+    const call = sign(phone);
+    expect(await one).toBe(await another);
+    expect(await phone.nextPrompt()).toBe(await one);
+    (await one).match();
+    expect(await outcomeOf(call)).toBe('resolved');
+    expect(await outcomeOf(sign(phone))).toBe('sign_failed');
+  });
+
+  test('is not waited for any more when the phone stops', async () => {
+    const phone = await startPhone();
+    const waiting = phone.nextPrompt();
+    await Promise.all([
+      expect(waiting).rejects.toMatchObject({ code: 'UNAVAILABLE', message: /The simulator was stopped/ }),
+      phone.stop(),
+    ]);
+    await expect(phone.nextPrompt()).rejects.toMatchObject({ code: 'UNAVAILABLE' });
+  });
+});
+
+describe('answers for the next prompts', () => {
+  test('are given one each, and then the policy decides', async () => {
+    const phone = await enrolledPhone('match');
+    phone.answerNext('no-match', 'match');
+    phone.answerNext('interrupt', 'cancel');
+    const outcomes: string[] = [];
+    for (let prompts = 0; prompts < 5; ++prompts) outcomes.push(await outcomeOf(sign(phone)));
+    expect(outcomes).toEqual(['sign_failed', 'resolved', 'sign_failed', 'sign_failed', 'resolved']);
+  });
+
+  test('leave the prompt that is up, which the answered one ends', async () => {
+    const phone = await enrolledPhone('ask');
+    const first = sign(phone);
+    const prompt = await phone.nextPrompt();
+    phone.answerNext('match');
+    expect(phone.prompt).toBe(prompt);
+    const second = sign(phone);
+    expect([await outcomeOf(first), await outcomeOf(second)]).toEqual(['sign_failed', 'resolved']);
+  });
+
+  test.each([['ask'], ['noMatch'], [undefined]])('cannot be %j', async (answer) => {
+    const phone = await startPhone();
+    const sentence = `answerNext takes 'match', 'no-match', 'cancel' or 'interrupt', and this is `;
+    expect(() => phone.answerNext('match', answer as never)).toThrow(TypeError);
+    expect(() => phone.answerNext(answer as never)).toThrow(sentence);
+  });
+});
+
+describe('a match counts only if the sensor could still be asked:', () => {
+  test.each([{ lockedOut: true }, { biometry: 'none' }, { enrolled: false }] as const)(
+    'not after %j',
+    async (state) => {
+      const phone = await enrolledPhone('no-match');
+      await outcomeOf(sign(phone)); // so that there is a failure to forget
+      phone.prompts = 'ask';
+      const call = sign(phone);
+      const prompt = await phone.nextPrompt();
+      await phone.set(state);
+      prompt.match();
+      expect(await outcomeOf(call)).toBe('sign_failed');
+      expect(await phone.state()).toMatchObject(state);
+    },
+  );
+
+  test('nor at once, with no failure to forget', async () => {
+    const phone = await enrolledPhone('ask');
+    const call = sign(phone);
+    const prompt = await phone.nextPrompt();
+    await phone.set({ enrolled: false });
+    prompt.match();
+    expect(await outcomeOf(call)).toBe('sign_failed');
+  });
+});
+
+test('a failure leaves a lockout that was set while the prompt was up', async () => {
+  const phone = await enrolledPhone('ask');
+  const call = sign(phone);
+  const prompt = await phone.nextPrompt();
+  await phone.set({ lockedOut: true });
+  prompt.noMatch();
+  expect(await outcomeOf(call)).toBe('sign_failed');
+  expect(await phone.state()).toMatchObject({ lockedOut: true });
 });
 
 describe('an unknown policy', () => {

@@ -2,15 +2,41 @@ import { afterEach, describe, expect, inject, test, vi } from 'vitest';
 
 import { run } from '../app.js';
 
-import { installed, nationalCode, outcomeOf, startPhone, startSimulator } from './phone.js';
+import type { Package } from './phone.js';
+import { installed, nationalCode, outcomeOf, sign, startPhone, startSimulator } from './phone.js';
 
 const app = inject('app');
 
-afterEach(() => vi.unstubAllGlobals());
+/** Loads a copy of the module that has done nothing yet. */
+const copyOfModule = (name: string): Promise<Package> => import(`${installed('simulator/index.js')}?${name}`);
+
+afterEach(() => {
+  vi.unstubAllGlobals();
+  vi.restoreAllMocks();
+});
 
 test('outside a browser a phone is kept in memory, cancels its prompts and has no panel', async () => {
   const phone = await startPhone();
   expect([phone.name, phone.storage, phone.prompts]).toEqual(['default', 'memory', 'cancel']);
+});
+
+test('the first prompt that is cancelled by default says so on the console, once', async () => {
+  const warning = vi.spyOn(console, 'warn').mockImplementation(() => undefined);
+  const { startSimulator } = await copyOfModule('quiet');
+  await using phone = await startSimulator({ keys: 'reused', people: [{ nationalCode }] });
+  phone.answerNext('cancel');
+  await outcomeOf(sign(phone));
+  expect(warning).not.toHaveBeenCalled();
+  for (let prompts = 0; prompts < 2; ++prompts) await outcomeOf(sign(phone));
+  expect(warning.mock.calls).toEqual([[expect.stringMatching(/a biometric prompt was cancelled.+prompts: 'match'/)]]);
+});
+
+test('a policy that was chosen cancels without a word', async () => {
+  const warning = vi.spyOn(console, 'warn');
+  const { startSimulator } = await copyOfModule('chosen');
+  await using phone = await startSimulator({ prompts: 'cancel', keys: 'reused', people: [{ nationalCode }] });
+  await outcomeOf(sign(phone));
+  expect(warning).not.toHaveBeenCalled();
 });
 
 test('a new phone has Face ID, a face enrolled, is unlocked, and holds nothing', async () => {
