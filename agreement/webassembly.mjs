@@ -11,6 +11,12 @@ import { startSimulator } from 'kavrel-crypto/simulator';
 
 const phone = await startSimulator({ storage: 'memory', prompts: 'match' });
 
+const { privateKey, publicKey: anyPublicKey } = await crypto.subtle.generateKey(
+  { name: 'RSASSA-PKCS1-v1_5', modulusLength: 2048, publicExponent: new Uint8Array([1, 0, 1]), hash: 'SHA-256' },
+  false,
+  ['sign', 'verify'],
+);
+
 /** Gives the person a key whose export is `publicKey`. WebCrypto would only take the bytes of a real key. */
 async function setKey({ nationalCode, publicKey }) {
   const tag = (half) => `com.solbera.app.${half}.${nationalCode}`;
@@ -19,7 +25,12 @@ async function setKey({ nationalCode, publicKey }) {
   // The keychain has no place in the simulator's interface: it is a member that only TypeScript hides.
   await phone.keychain.remove({ classes: ['privateKey'], name: tag('privatekey') });
   await phone.keychain.add([
-    { ...item, class: 'privateKey', name: tag('privatekey'), secret: { privateKey: null, rsaPublicKey } },
+    {
+      ...item,
+      class: 'privateKey',
+      name: tag('privatekey'),
+      secret: { privateKey, publicKey: anyPublicKey, rsaPublicKey },
+    },
   ]);
   return {};
 }

@@ -45,8 +45,8 @@ JSObject objectOf(const val& object) {
     return JSObject(std::move(members));
 }
 
-/// The string that `text` is in UTF-8, by the module's property "stringOf". Emscripten's own conversion loses a
-/// U+FEFF at the start and after each NUL.
+/// The string that `text` is in UTF-8, by the module's property "stringOf". Emscripten's own conversion loses
+/// a U+FEFF at the start and after each NUL.
 val stringOf(const std::string& text) {
     return val::module_property("stringOf")(emscripten::typed_memory_view(text.size(), text.data()));
 }

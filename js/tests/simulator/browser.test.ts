@@ -111,6 +111,72 @@ describe('a page with the simulator', () => {
   });
 });
 
+describe('a second start over IndexedDB', () => {
+  test('with equal options resolves with the same phone, which stops when each start has been stopped', async () => {
+    const page = await pages.open();
+    const seen = await page.evaluate(async () => {
+      const { startSimulator } = await helpers.load<{ startSimulator: typeof helpers.start }>('/index.js');
+      const options = { panel: false, state: { biometry: 'touchID' as const } };
+      // As React's strict mode does: it starts, cleans up and starts again, before the first start has ended.
+      const first = startSimulator(options);
+      const cleanUp = first.then((phone) => phone.stop());
+      const second = await startSimulator({ ...options, name: 'default' });
+      await cleanUp;
+      const isSame = (await first) === second;
+      const exists = await second.call('hasKey', { nationalCode: helpers.nationalCode });
+      await second.stop();
+      const after = await second.items().catch(({ code }) => code);
+      const next = await startSimulator(options);
+      return [isSame, exists, after, next === second, (await next.state()).biometry];
+    });
+    expect(seen).toEqual([true, { exists: false }, 'UNAVAILABLE', false, 'touchID']);
+  });
+
+  test('with other options is refused, and the difference is named', async () => {
+    const page = await pages.open();
+    const sentence = await page.evaluate(async () => {
+      await helpers.start({ panel: false });
+      return helpers.start({ panel: false, name: 'another' }).catch(({ message }) => message);
+    });
+    expect(sentence).toMatch(/other options: name is "default", and this start asks for "another"\. Stop it first/);
+  });
+});
+
+test('the people and the state of a start are those of a phone that is new, and a reload changes neither', async () => {
+  const page = await pages.open();
+  const start = async () => {
+    const phone = await helpers.start({
+      panel: false,
+      prompts: 'match',
+      people: [{ nationalCode: helpers.nationalCode, certificate: true }],
+      state: { biometry: 'touchID' },
+    });
+    const { publicKeyPem, certificate } = await phone.call('getKeyInfo', { nationalCode: helpers.nationalCode });
+    return { publicKeyPem, certificate, biometry: (await phone.state()).biometry, count: (await phone.items()).length };
+  };
+  const first = await page.evaluate(start);
+  expect(first).toMatchObject({ biometry: 'touchID', count: 3, certificate: expect.stringMatching(/^-----BEGIN/) });
+  await page.evaluate(() => helpers.phone.set({ biometry: 'opticID', locked: true }));
+  await page.reload();
+  await page.evaluate(() => helpers.start({ panel: false }).then((phone) => phone.set({ locked: false })));
+  await page.reload();
+  expect(await page.evaluate(start)).toEqual({ ...first, biometry: 'opticID' });
+});
+
+test('a panel that cannot be shown leaves no phone behind', async () => {
+  const page = await pages.open();
+  const seen = await page.evaluate(async () => {
+    const { attachShadow } = Element.prototype;
+    Element.prototype.attachShadow = () => {
+      throw new Error('no shadow');
+    };
+    const sentence = await helpers.start().catch(({ message }) => message);
+    Element.prototype.attachShadow = attachShadow;
+    return [sentence, (await helpers.start({ panel: false })).storage];
+  });
+  expect(seen).toEqual(['no shadow', 'indexeddb']);
+});
+
 test('a thousand calls at once over IndexedDB lose none and mix none up', async () => {
   const page = await pages.open();
   await enrol(page);
@@ -257,6 +323,20 @@ describe('IndexedDB that cannot be used', () => {
     expect(sentence).toMatch(/^The simulator cannot keep the phone "default" in IndexedDB here: .+ Free some room/);
   });
 
+  test('because another page holds up its deletion gives way to memory, with a warning', async () => {
+    const [first, second] = [await pages.open(), await pages.open()];
+    await first.evaluate(
+      () =>
+        new Promise((resolve) => {
+          indexedDB.open('kavrel-crypto/default', 1).onsuccess = resolve; // a connection that nobody closes
+        }),
+    );
+    await first.evaluate(() => void indexedDB.deleteDatabase('kavrel-crypto/default'));
+    const warning = told(second, 'warning');
+    expect(await second.evaluate(async () => (await helpers.start({ panel: false })).storage)).toBe('memory');
+    expect((await warning).text()).toMatch(/another page keeps the database from being deleted; close the other pages/);
+  });
+
   test('later fails with the platform’s status, and is reported on the page’s console', async () => {
     const page = await pages.open('/', 'mayComplain');
     const error = told(page, 'error');
@@ -332,6 +412,21 @@ describe('a content security policy', () => {
     expect(sentence).toMatch(/WebAssembly cannot be compiled here: .+script-src has to contain 'wasm-unsafe-eval'/);
     expect(await page.locator('kavrel-simulator').count()).toBe(0);
   });
+});
+
+test('WebAssembly that fails for another reason is no matter of a policy, and the next start tries again', async () => {
+  const page = await pages.open();
+  const [sentence, storage] = await page.evaluate(async () => {
+    const { compile } = WebAssembly;
+    WebAssembly.compile = () => Promise.reject(new RangeError('out of memory'));
+    const sentence = await helpers.start({ panel: false }).catch(({ message }) => message);
+    WebAssembly.compile = compile;
+    return [sentence, (await helpers.start({ panel: false })).storage];
+  });
+  expect([sentence, storage]).toEqual([
+    "The simulator's WebAssembly cannot be compiled here: out of memory.",
+    'indexeddb',
+  ]);
 });
 
 test('a worker gets a phone in memory that cancels its prompts', async () => {

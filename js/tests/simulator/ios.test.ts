@@ -70,6 +70,33 @@ describe('importing kavrel-crypto/simulator/ios before the runtime', () => {
   });
 });
 
+test('a start that fails leaves the page as it was, and the next one finds it so', async () => {
+  const page = await pages.open();
+  const seen = await page.evaluate(async () => {
+    const { compile } = WebAssembly;
+    WebAssembly.compile = () => Promise.reject(new RangeError('out of memory'));
+    const refused = await helpers.start({ platform: 'ios', panel: false }).catch(({ message }) => message);
+    WebAssembly.compile = compile;
+    const left = ['Capacitor' in globalThis, 'CapacitorCustomPlatform' in globalThis];
+    await helpers.start({ panel: false });
+    const { Capacitor } = await helpers.load<Core>('/core.js');
+    return [refused, left, Capacitor.getPlatform()];
+  });
+  expect(seen).toEqual([expect.stringMatching(/out of memory/), [false, false], 'web']);
+});
+
+test('a phone whose page is "ios" can be stopped and started again', async () => {
+  const page = await pages.open();
+  const seen = await page.evaluate(async () => {
+    const phone = await helpers.start({ platform: 'ios', panel: false });
+    await helpers.load('/core.js');
+    await phone.stop();
+    const again = await helpers.start({ platform: 'ios', panel: false });
+    return [again === phone, await again.items()];
+  });
+  expect(seen).toEqual([false, []]);
+});
+
 test('importing it after the runtime throws, and says to import it before', async () => {
   const page = await pages.open();
   const sentence = await page.evaluate(async () => {

@@ -1,15 +1,30 @@
 import 'fake-indexeddb/auto';
 
-import { describe, expect, test } from 'vitest';
+import { afterEach, beforeEach, describe, expect, test, vi } from 'vitest';
 
+import { answer } from '../../src/simulator/failure.js';
 import { IndexedDBStorage } from '../../src/simulator/indexeddb.js';
 import { Keychain } from '../../src/simulator/keychain.js';
 import type { Key } from '../../src/simulator/keys.js';
 import { generateKeyPair } from '../../src/simulator/keys.js';
 import { MemoryStorage } from '../../src/simulator/memory.js';
 import type { ItemQuery, NewItem, Storage } from '../../src/simulator/storage.js';
+import { newState } from '../../src/simulator/storage.js';
 
 let phones = 0;
+
+/** The transactions that were begun, latest last. */
+const begun: IDBTransaction[] = [];
+const abortLatest = () => begun.at(-1)!.abort();
+
+beforeEach(() => {
+  const { transaction } = IDBDatabase.prototype;
+  vi.spyOn(IDBDatabase.prototype, 'transaction').mockImplementation(function (this: IDBDatabase, ...values) {
+    begun.push(transaction.apply(this, values));
+    return begun.at(-1)!;
+  });
+});
+afterEach(() => vi.restoreAllMocks());
 
 const storages: Record<Storage['kind'], () => Promise<Storage>> = {
   indexeddb: () => IndexedDBStorage.open(`phone ${++phones}`),
@@ -96,6 +111,42 @@ describe.each(Object.entries(storages))('a keychain in %s', (_, open) => {
       expect(await passwordOf(one, 'a')).toBeUndefined();
     }
   });
+});
+
+describe('a transaction that IndexedDB aborts', () => {
+  test('without saying why fails all the same, and the console has a reason', async () => {
+    const storage = await storages.indexeddb();
+    const error = vi.spyOn(console, 'error').mockImplementation(() => undefined);
+    const given = await answer(() =>
+      storage.transact('readwrite', async (transaction) => {
+        await transaction.setState(newState);
+        abortLatest();
+      }),
+    );
+    expect(given).toMatchObject({ error: { code: -36 } });
+    expect(error).toHaveBeenCalledWith(expect.stringMatching(/AbortError/));
+  });
+
+  test('when it is to be kept keeps nothing, and says so', async () => {
+    const storage = await storages.indexeddb();
+    const kept = storage.transact('readwrite', async (transaction) => {
+      await transaction.setState({ ...newState, locked: true });
+      queueMicrotask(abortLatest); // after the work is done, and before the database has kept it
+    });
+    await expect(kept).rejects.toThrow();
+    expect(await storage.transact('readonly', (transaction) => transaction.state())).toEqual(newState);
+  });
+});
+
+test('a connection is closed with the phone, and one that could not be used at once', async () => {
+  const close = vi.spyOn(IDBDatabase.prototype, 'close');
+  (await storages.indexeddb()).close();
+  await vi.waitFor(() => expect(close).toHaveBeenCalledTimes(1));
+  vi.spyOn(IDBObjectStore.prototype, 'put').mockImplementation(() => {
+    throw new DOMException('The disk is full.', 'QuotaExceededError');
+  });
+  await expect(storages.indexeddb()).rejects.toThrow('The disk is full.');
+  await vi.waitFor(() => expect(close).toHaveBeenCalledTimes(2));
 });
 
 test('a page that reads without a pause lets another one write', async () => {
