@@ -181,6 +181,22 @@ describe('the keychain', () => {
     await expect.poll(() => shown().count()).toBe(3);
     expect(await page.getByText('The keychain is empty.').isVisible()).toBe(false);
   });
+
+  test('says why it cannot be read, and is read again when it changes', async () => {
+    await page.evaluate((items) => {
+      window.phone.store(items);
+      window.phone.items = () => Promise.reject(new Error('The item "key" is damaged. Call reset().'));
+    }, items);
+    await openDrawer(page, 'Keychain');
+    await page.getByText('The keychain cannot be read. The item "key" is damaged. Call reset().').waitFor();
+    expect(await shown().count()).toBe(0);
+    await page.evaluate((items) => {
+      window.phone.items = () => Promise.resolve(items);
+      window.phone.store(items);
+    }, items);
+    await expect.poll(() => shown().count()).toBe(3);
+    expect(await page.getByText('cannot be read').count()).toBe(0);
+  });
 });
 
 describe('the calls', () => {

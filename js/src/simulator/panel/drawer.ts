@@ -38,7 +38,7 @@ export class Drawer {
     const restart = () => void phone.restart().then(() => tell('The app was started again'), report);
     this.switches = switches(phone, report);
     this.failure = failureCard(phone, restart);
-    const items = itemsView(phone, (count) => countItems(count), report);
+    const items = itemsView(phone, (count) => countItems(count));
     const calls = callsView(phone);
     const lines = consoleView(phone);
     this.tabs.add('phone', 'Phone', this.switches.node);

@@ -7,14 +7,14 @@ import { keepOnPage } from './host.js';
 import { createNotice } from './notice.js';
 import { Sheet } from './sheet.js';
 import type { Phone } from './view.js';
-import { refresher } from './view.js';
+import { messageOf, refresher } from './view.js';
 
 /** Builds the panel, which follows the phone until it is discarded. */
 function createPanel(phone: Phone): Content {
   const root = html('aside', { class: 'simulator', popover: 'manual', lang: 'en', 'aria-label': 'Simulator' });
   const notice = createNotice(root);
   const { tell } = notice;
-  const report = (error: unknown) => tell(error instanceof Error ? error.message : String(error), true);
+  const report = (error: unknown) => tell(messageOf(error), true);
   const drawer = new Drawer(phone, tell, report);
   const sheet = new Sheet(root, phone, tell, report);
   root.append(drawer.badge);

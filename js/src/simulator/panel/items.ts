@@ -2,8 +2,8 @@ import type { Item } from '../definitions.js';
 
 import { html } from './dom.js';
 import { atTime } from './time.js';
-import type { Phone, Report, View } from './view.js';
-import { refresher } from './view.js';
+import type { Phone, View } from './view.js';
+import { messageOf, refresher } from './view.js';
 import { accessibilities } from './words.js';
 
 const classes: Record<Item['class'], string> = {
@@ -22,18 +22,20 @@ function row(item: Item): HTMLElement {
   );
 }
 
-/** The keychain's items. `count` is told how many there are. */
-export function itemsView(phone: Phone, count: (items: number) => void, report: Report): View {
+/** The keychain's items, or why they cannot be read. `count` is told how many there are. */
+export function itemsView(phone: Phone, count: (items: number) => void): View {
   const list = html('ul', { class: 'list' });
-  const empty = html(
-    'p',
-    { class: 'empty' },
-    'The keychain is empty. A call of ensureKey or createCSR makes a key pair.',
-  );
-  const show = (items: Item[]) => {
+  const instead = html('p', { class: 'empty' });
+  const show = (items: Item[], reason: string) => {
     list.replaceChildren(...items.map(row));
-    empty.hidden = items.length > 0;
+    instead.textContent = items.length > 0 ? '' : reason;
+    instead.hidden = items.length > 0;
     count(items.length);
   };
-  return { node: html('div', {}, empty, list), update: refresher(() => phone.items(), show, report) };
+  const update = refresher(
+    () => phone.items(),
+    (items) => show(items, 'The keychain is empty. A call of ensureKey or createCSR makes a key pair.'),
+    (error) => show([], `The keychain cannot be read. ${messageOf(error)}`),
+  );
+  return { node: html('div', {}, instead, list), update };
 }

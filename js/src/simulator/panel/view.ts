@@ -40,15 +40,19 @@ export function refresher<Value>(read: () => Promise<Value>, show: (value: Value
     isStale = true;
     if (isReading) return;
     isReading = true;
-    try {
-      while (isStale) {
-        isStale = false;
+    while (isStale) {
+      isStale = false;
+      try {
         show(await read());
+      } catch (error) {
+        report(error);
       }
-    } catch (error) {
-      report(error);
-    } finally {
-      isReading = false;
     }
+    isReading = false;
   };
+}
+
+/** Returns what a person is told of an error. */
+export function messageOf(error: unknown): string {
+  return error instanceof Error ? error.message : String(error);
 }
