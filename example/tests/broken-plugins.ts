@@ -3,20 +3,20 @@ import type { Outcome } from '../src/self-check/outcome.js';
 import { rejected, resolved } from '../src/self-check/outcome.js';
 import { people } from '../src/self-check/people.js';
 
-/** What becomes of how a call settles. Undefined leaves it as it is. */
-export type CallLie = (method: string, options: Record<string, unknown>, settled: Promise<Outcome>) => unknown;
+/** A plugin that is broken: what becomes of how a call settles. Undefined leaves it as it is. */
+export type BrokenPlugin = (method: string, options: Record<string, unknown>, settled: Promise<Outcome>) => unknown;
 
 type Result = Record<string, string>;
 
 /** Another outcome for every call of `method`. */
 const answer =
-  (method: string, outcome: Outcome): CallLie =>
+  (method: string, outcome: Outcome): BrokenPlugin =>
   (called) =>
     called === method ? outcome : undefined;
 
 /** The results of `method` with something changed in them. */
 const change =
-  (method: string, changed: (result: Result, options: Record<string, unknown>) => object): CallLie =>
+  (method: string, changed: (result: Result, options: Record<string, unknown>) => object): BrokenPlugin =>
   (called, options, settled) =>
     called === method
       ? settled.then((outcome) =>
@@ -26,12 +26,12 @@ const change =
 
 /** Another outcome for those calls of `method` whose options are `where`. */
 const answerWhere =
-  (method: string, where: (options: Record<string, unknown>) => boolean, outcome: Outcome): CallLie =>
+  (method: string, where: (options: Record<string, unknown>) => boolean, outcome: Outcome): BrokenPlugin =>
   (called, options) =>
     called === method && where(options) ? outcome : undefined;
 
 /** The request with one bit of a byte turned over, whose place counts from the end. */
-const alterRequest = (place: number): CallLie =>
+const alterRequest = (place: number): BrokenPlugin =>
   change('createCSR', ({ csrPem }) => {
     const der = fromBase64(csrPem);
     der[der.length + place] ^= 1;
@@ -39,7 +39,7 @@ const alterRequest = (place: number): CallLie =>
   });
 
 /** Another request each time. */
-const alterEveryOther = (): CallLie => {
+const alterEveryOther = (): BrokenPlugin => {
   let count = 0;
   return change('createCSR', (result) => (count++ ? { csrPem: `${result.csrPem}AAAA` } : result));
 };
@@ -52,7 +52,7 @@ const stored = resolved({ stored: true });
 const notValid = rejected('Certificate is not valid');
 const has = (name: string, part: string) => (options: Record<string, unknown>) => String(options[name]).includes(part);
 
-const argumentLies = Object.fromEntries(
+const brokenArguments = Object.fromEntries(
   ['hasKey', 'getKeyInfo', 'deleteKey', 'storeCertificate', 'getCertificate', 'signDigest', 'ensureKey'].map(
     (method) => [
       `${method}: rejects "nationalCode required" unless that is a string, without a code or data`,
@@ -62,8 +62,8 @@ const argumentLies = Object.fromEntries(
 );
 
 /** For each check, by its name, one observable that is falsified. */
-export const lies: Record<string, CallLie> = {
-  ...argumentLies,
+export const brokenPlugins: Record<string, BrokenPlugin> = {
+  ...brokenArguments,
 
   'getBiometricStatus: resolves with exactly { enabled, status, type }': change('getBiometricStatus', extra),
   'getBiometricStatus: is enabled exactly when the status is BIOMETRIC_SUCCESS': change(

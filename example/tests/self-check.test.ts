@@ -4,13 +4,13 @@ import type { Simulator } from 'kavrel-crypto/simulator';
 import { afterAll, beforeAll, expect, test } from 'vitest';
 
 import { checks } from '../src/self-check/checks/index.js';
-import type { Lie } from '../src/self-check/context.js';
+import type { Intercept } from '../src/self-check/context.js';
 import { callerOf } from '../src/self-check/outcome.js';
 import { prompts } from '../src/self-check/prompts.js';
 import type { CheckResult } from '../src/self-check/run.js';
 import { runSelfCheck } from '../src/self-check/run.js';
 
-import { lies } from './lies.js';
+import { brokenPlugins } from './broken-plugins.js';
 
 let phone: Simulator;
 
@@ -19,13 +19,13 @@ beforeAll(async () => {
 });
 afterAll(() => phone.stop());
 
-async function run(lie?: Lie): Promise<CheckResult[]> {
+async function run(intercept?: Intercept): Promise<CheckResult[]> {
   const report = await runSelfCheck({
     call: callerOf(DigitalSign),
     announce: async ({ name }) => {
       phone.prompts = prompts[name].answer;
     },
-    lie,
+    intercept,
   });
   return report.results;
 }
@@ -33,8 +33,8 @@ async function run(lie?: Lie): Promise<CheckResult[]> {
 const failed = (results: CheckResult[]): string[] =>
   results.filter(({ outcome }) => outcome === 'failed').map(({ name }) => name);
 
-test('no two checks share a name, and each has a lie that it must find', () => {
-  expect(Object.keys(lies).sort()).toEqual(checks.map(({ name }) => name).sort());
+test('no two checks share a name, and each has a broken plugin that it must find', () => {
+  expect(Object.keys(brokenPlugins).sort()).toEqual(checks.map(({ name }) => name).sort());
 });
 
 test('a run shows at most six prompts', () => {
@@ -50,11 +50,11 @@ test('every check passes on the simulator, and nothing is left behind', async ()
 
 test.each([0, 1])('a falsified observable turns exactly its own check red (half %i of the checks)', async (half) => {
   const falsified = checks.map(({ name }) => name).filter((_, index) => index % 2 === half);
-  const lie: Lie = async (check, method, options, settled) => {
-    const lied = falsified.includes(check) ? lies[check](method, { ...options }, settled) : undefined;
-    return ((await lied) as Awaited<typeof settled> | undefined) ?? settled;
+  const intercept: Intercept = async (check, method, options, settled) => {
+    const replaced = falsified.includes(check) ? brokenPlugins[check](method, { ...options }, settled) : undefined;
+    return ((await replaced) as Awaited<typeof settled> | undefined) ?? settled;
   };
-  expect(failed(await run(lie))).toEqual(falsified);
+  expect(failed(await run(intercept))).toEqual(falsified);
 });
 
 test('where biometrics are not available, the checks that sign are not run', async () => {

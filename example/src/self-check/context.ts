@@ -23,8 +23,8 @@ export interface Context {
 /** Asks the person for the answer that the prompt expects, and returns once the prompt may be shown. */
 export type Announce = (prompt: { name: PromptName; position: number; total: number; ask: string }) => Promise<void>;
 
-/** Replaces how a call settles, while one check looks at it. The tests lie with it; a run tells the truth. */
-export type Lie = (
+/** Replaces how a call settles, while one check looks at it. Only the tests do that. */
+export type Intercept = (
   check: string,
   method: string,
   options: object | undefined,

@@ -1,5 +1,5 @@
 import { checks, notRunnable } from './checks/index.js';
-import type { Announce, Context, Lie } from './context.js';
+import type { Announce, Context, Intercept } from './context.js';
 import { NotHere, cleanUp, prepare, promptOnce } from './context.js';
 import type { Call } from './outcome.js';
 import { prompts } from './prompts.js';
@@ -34,23 +34,23 @@ export interface RunOptions {
   announce: Announce;
   /** Called before each check, and at the end with the last result. */
   progress?: (progress: Progress) => void;
-  lie?: Lie;
+  intercept?: Intercept;
 }
 
 /**
  * Runs every check, one after the other, with people of its own. It empties the certificate slot and shows as many
  * prompts as there are in `prompts`. Throws where the people's keys cannot be made.
  */
-export async function runSelfCheck({ call, announce, progress, lie }: RunOptions): Promise<Report> {
+export async function runSelfCheck({ call, announce, progress, intercept }: RunOptions): Promise<Report> {
   const fixtures = await prepare(call);
   const prompted = promptOnce(call, announce);
   const results: CheckResult[] = [];
   for (const [index, check] of checks.entries()) {
     progress?.({ position: index + 1, total: checks.length, name: check.name, results });
     const context: Context = { ...fixtures, call, prompted };
-    if (lie) {
-      context.call = (method, options) => lie(check.name, method, options, call(method, options));
-      context.prompted = (name) => lie(check.name, 'signDigest', prompts[name].options, prompted(name));
+    if (intercept) {
+      context.call = (method, options) => intercept(check.name, method, options, call(method, options));
+      context.prompted = (name) => intercept(check.name, 'signDigest', prompts[name].options, prompted(name));
     }
     const start = performance.now();
     const ended = await check.run(context).then(
