@@ -45,7 +45,7 @@ try {
   await draw('prompt');
 
   await press('Match');
-  await shows('verdict', 'The signature belongs to the key in the certificate.');
+  await shows('verdict', 'Signed: letter.txt.p7s');
   await press('Simulator');
   await page.getByRole('tab', { name: 'Keychain' }).click();
   await page.getByText('Recognised').waitFor({ state: 'hidden' });

@@ -57,7 +57,7 @@ describe('from the empty form to a verified signature', () => {
     await press('Sign the file');
     await sheet(page).getByText('Authenticate to sign').waitFor();
     await sheet(page).getByRole('button', { name: 'Match', exact: true }).click();
-    await shows('verdict', 'The signature belongs to the key in the certificate.');
+    await shows('verdict', 'Signed: letter.txt.p7s');
   });
 
   test('the digits of the sample person become ASCII as they are typed', async () => {
@@ -110,7 +110,7 @@ describe('the sheet', () => {
     await chooseFile();
     await press('Sign the file');
     await sheet(page).getByRole('button', { name: 'Match', exact: true }).click();
-    await shows('verdict', 'The signature belongs to the key');
+    await shows('verdict', 'Signed: letter.txt.p7s');
   });
 
   test('can be answered above a dialog of the app', async () => {
@@ -127,7 +127,7 @@ describe('the sheet', () => {
     });
     await press('Sign from the dialog');
     await sheet(page).getByRole('button', { name: 'Match', exact: true }).click();
-    await shows('verdict', 'The signature belongs to the key');
+    await shows('verdict', 'Signed: letter.txt.p7s');
   });
 
   test('of five people who do not match locks the sensor out, and the page says so', async () => {
@@ -170,8 +170,16 @@ describe('a rejection tells the person what to do', () => {
     await shows('key-state', 'no key yet');
     await chooseFile();
     await press('Sign the file');
+    await shows('signature-notice', 'The device keeps no certificate');
+  });
+
+  test('when the certificate is for a key that was replaced', async () => {
+    await enrol();
+    await press('Make a new key');
+    await chooseFile();
+    await press('Sign the file');
     await sheet(page).getByRole('button', { name: 'Match', exact: true }).click();
-    await shows('signature-notice', advice.sign_failed);
+    await shows('signature-notice', `The signature is not one by the key in the signer's certificate`);
   });
 });
 

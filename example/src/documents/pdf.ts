@@ -1,7 +1,6 @@
 import type { Signer } from 'kavrel-crypto/documents';
 import { signCMS } from 'kavrel-crypto/documents';
 import {
-  EncryptedPDFError,
   PDFArray,
   PDFDict,
   PDFDocument,
@@ -14,7 +13,7 @@ import {
 } from 'pdf-lib';
 
 import { joined, latin1, textOf } from './bytes.js';
-import { Revision, damaged } from './revision.js';
+import { Revision, damaged, lastSection } from './revision.js';
 
 export interface PDFOptions {
   /** The time at which the person claims to sign. The default is now. */
@@ -36,10 +35,8 @@ async function read(pdf: Uint8Array): Promise<PDFDocument> {
   try {
     const document = await PDFDocument.load(pdf, { updateMetadata: false, throwOnInvalidObject: true });
     if (document.getPageCount() > 0) return document;
-  } catch (error) {
-    if (error instanceof EncryptedPDFError) {
-      throw new Error('The PDF is encrypted. Save it without a password and sign that.');
-    }
+  } catch {
+    // The library's words are for whoever writes programs.
   }
   throw new Error(damaged);
 }
@@ -123,6 +120,8 @@ export async function signPDF(
   signer: Signer,
   { time = new Date(), chain, room = 16_384 }: PDFOptions = {},
 ): Promise<Uint8Array<ArrayBuffer>> {
+  const last = lastSection(pdf);
+  if (last.isEncrypted) throw new Error('The PDF is encrypted. Save it without a password and sign that.');
   const document = await read(pdf);
   refuseIfClosed(document);
 
@@ -131,7 +130,7 @@ export async function signPDF(
   const range = ' '.repeat(36);
   const between = '] /Contents ';
   const contents = `<${'0'.repeat(2 * room)}>`;
-  const revision = new Revision(pdf, document.context);
+  const revision = new Revision(pdf, last, document.context);
   const signature = revision.add(PDFInvalidObject.of(latin1(`${before}${range}${between}${contents} >>`)));
   addField(document, revision, signature);
   const { pdf: signed, offsets } = revision.write();

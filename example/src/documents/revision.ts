@@ -8,19 +8,21 @@ const inDigits = (value: number, width: number): string => value.toString().padS
 /** What a person is told. */
 export const damaged = 'The PDF is damaged. Open it in a PDF reader, save it anew and sign that.';
 
-interface Section {
+export interface Section {
   offset: number;
   isTable: boolean;
   /** More than the number of any object. */
   size: number;
+  isEncrypted: boolean;
 }
 
 /** Reads the last cross-reference section of a PDF. Throws if there is none. */
-function lastSection(pdf: Uint8Array): Section {
+export function lastSection(pdf: Uint8Array): Section {
   const offset = Number(textOf(pdf.subarray(-2048)).match(/.*startxref\s+(\d+)/s)?.[1]);
-  const [, start, size] = textOf(pdf.subarray(offset)).match(/^\s*(xref\b|\d+\s+\d+\s+obj\b).*?\/Size\s+(\d+)/s) ?? [];
+  const text = textOf(pdf.subarray(offset)).split('startxref')[0];
+  const [, start, size] = text.match(/^\s*(xref\b|\d+\s+\d+\s+obj\b).*?\/Size\s+(\d+)/s) ?? [];
   if (Number.isNaN(offset) || start === undefined) throw new Error(damaged);
-  return { offset, isTable: start === 'xref', size: Number(size) };
+  return { offset, isTable: start === 'xref', size: Number(size), isEncrypted: /\/Encrypt\b/.test(text) };
 }
 
 /**
@@ -30,16 +32,14 @@ function lastSection(pdf: Uint8Array): Section {
 export class Revision {
   private readonly objects = new Map<PDFRef, PDFObject>();
 
-  private readonly last: Section;
-
-  /** Begins a revision of `pdf`, which `context` was read from. Throws if that is damaged. */
+  /** Begins a revision of `pdf`, whose last section is `last`, and which `context` was read from. */
   constructor(
     private readonly pdf: Uint8Array,
+    private readonly last: Section,
     private readonly context: PDFContext,
   ) {
-    this.last = lastSection(pdf);
     // The library does not count the streams that hold other objects.
-    context.largestObjectNumber = Math.max(context.largestObjectNumber, this.last.size - 1);
+    context.largestObjectNumber = Math.max(context.largestObjectNumber, last.size - 1);
   }
 
   /** Has the object written anew. */

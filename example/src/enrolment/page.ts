@@ -1,10 +1,10 @@
-import { AsnConvert } from '@peculiar/asn1-schema';
-import { Certificate } from '@peculiar/asn1-x509';
 import { DigitalSign } from 'kavrel-crypto';
+import { deviceSigner } from 'kavrel-crypto/documents';
 
-import { TestAuthority, isSignature } from '../authority.js';
+import { TestAuthority } from '../authority.js';
+import { signDocument } from '../documents/document.js';
 import { element, make, offerDownload, withdrawDownload } from '../dom.js';
-import { fromBase64, fromPEM, toBase64, toHex, toPEM } from '../encoding.js';
+import { fromBase64, toHex, toPEM } from '../encoding.js';
 import { explained } from '../rejections.js';
 
 import { biometricsInWords } from './biometrics.js';
@@ -16,13 +16,14 @@ const certificate = element('certificate', HTMLTextAreaElement);
 const downloadRequest = element('download-request', HTMLAnchorElement);
 const downloadSignature = element('download-signature', HTMLAnchorElement);
 const signButton = element('sign', HTMLButtonElement);
+const downloadAuthority = element('download-authority', HTMLAnchorElement);
 const verdict = element('verdict');
 
 /** Made when it is first asked to issue. */
 let authority: Promise<TestAuthority> | undefined;
 
 /** What was chosen to be signed. */
-let file: { name: string; digest: Uint8Array<ArrayBuffer> } | undefined;
+let file: { name: string; content: Uint8Array<ArrayBuffer> } | undefined;
 
 /** Runs `action`, and tells in the section's notice what to do if it is rejected. */
 async function attempt(section: string, action: () => Promise<void>): Promise<void> {
@@ -73,7 +74,9 @@ async function writeRequest(): Promise<void> {
 async function issue(): Promise<void> {
   if (!request.value) throw new Error('Write the request first.');
   authority ??= TestAuthority.create();
-  certificate.value = await (await authority).issuePEM(request.value);
+  const issuer = await authority;
+  certificate.value = await issuer.issuePEM(request.value);
+  offerDownload(downloadAuthority, 'authority.pem', 'application/x-pem-file', issuer.certificate);
 }
 
 async function store(): Promise<void> {
@@ -86,12 +89,19 @@ async function store(): Promise<void> {
   if (kept.certPem !== certPem) throw new Error('The device did not keep the certificate. Try again.');
 }
 
+/** Takes back what the page says and offers of the last signature. */
+function withdrawSignature(): void {
+  verdict.textContent = '';
+  element('check').hidden = true;
+  withdrawDownload(downloadSignature);
+}
+
 async function choose(chosen: File | undefined): Promise<void> {
   if (!chosen) return;
-  verdict.textContent = '';
-  withdrawDownload(downloadSignature);
-  const digest = new Uint8Array(await crypto.subtle.digest('SHA-256', await chosen.arrayBuffer()));
-  file = { name: chosen.name, digest };
+  withdrawSignature();
+  const content = new Uint8Array(await chosen.arrayBuffer());
+  const digest = new Uint8Array(await crypto.subtle.digest('SHA-256', content));
+  file = { name: chosen.name, content };
   element('file-name').textContent = `${chosen.name}, ${chosen.size.toLocaleString('en')} bytes`;
   element('facts').replaceChildren(make('dt', {}, 'SHA-256'), make('dd', { dir: 'ltr' }, toHex(digest)));
   signButton.disabled = false;
@@ -99,24 +109,15 @@ async function choose(chosen: File | undefined): Promise<void> {
 
 async function sign(): Promise<void> {
   if (!file) return;
-  verdict.textContent = '';
-  verdict.removeAttribute('data-good');
-  withdrawDownload(downloadSignature);
-  const { nationalCode } = person;
-  const { name, digest } = file;
-  const { signatureB64 } = await DigitalSign.signDigest({ nationalCode, digestB64: toBase64(digest) });
-  const signature = fromBase64(signatureB64);
-  offerDownload(downloadSignature, `${name}.sig`, 'application/octet-stream', signature);
-
-  const { certPem } = await DigitalSign.getCertificate({ nationalCode });
-  if (certPem === null) throw new Error('The file is signed. Keep a certificate to have the signature checked.');
-  const { subjectPublicKeyInfo } = AsnConvert.parse(fromPEM('CERTIFICATE', certPem), Certificate).tbsCertificate;
-  // The signature is over the digest's bytes, which are hashed once more.
-  const good = await isSignature(subjectPublicKeyInfo, signature, digest);
-  verdict.dataset.good = String(good);
-  verdict.textContent = good
-    ? 'The signature belongs to the key in the certificate.'
-    : 'The signature does not belong to the key in the certificate. Ask for a certificate for the present key.';
+  withdrawSignature();
+  const signer = await deviceSigner(person.nationalCode);
+  const { name, type, content, advice, command } = await signDocument(file, signer);
+  offerDownload(downloadSignature, name, type, content);
+  verdict.dataset.good = 'true';
+  verdict.textContent = `Signed: ${name}`;
+  element('check-advice').textContent = advice;
+  element('check-command').textContent = command;
+  element('check').hidden = false;
 }
 
 element('person').addEventListener('submit', (event) => {
