@@ -115,8 +115,11 @@ describe('the npm package', () => {
     const javascript = modules.flatMap((name) => [`esm/${name}.d.ts`, `esm/${name}.js`]);
     const entries = ['simulator/index', 'simulator/ios', 'documents/index'];
     const bundles = entries.flatMap((entry) => ['cjs', 'd.cts', 'd.ts', 'js'].map((type) => `${entry}.${type}`));
-    const others = ['documents/asn1.cjs', 'documents/asn1.js', 'documents/licences.md', 'simulator/licences.md'];
-    const dist = [...javascript, 'plugin.cjs', 'plugin.d.cts', ...bundles, ...others].map((file) => `js/dist/${file}`);
+    const ofDocuments = ['asn1.cjs', 'asn1.js', 'licences.md'].map((file) => `documents/${file}`);
+    const ofSimulator = ['licences.md', 'wasm/component.js', 'wasm/package.json'].map((file) => `simulator/${file}`);
+    const dist = [...javascript, 'plugin.cjs', 'plugin.d.cts', ...bundles, ...ofDocuments, ...ofSimulator].map(
+      (file) => `js/dist/${file}`,
+    );
     const folders = ['', 'documents/', 'simulator/', 'simulator/ios/'];
     const manifests = ['KavrelCrypto.podspec', 'Package.swift', ...folders.map((folder) => `${folder}package.json`)];
     const pages = ['CHANGELOG.md', 'README.md', ...trackedFiles.filter((file) => /^docs\/.*\.md$/.test(file))];
