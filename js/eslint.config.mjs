@@ -9,7 +9,7 @@ const shared = compat.config({
 });
 
 export default [
-  { ignores: ['**/dist/'] },
+  { ignores: ['**/dist/', 'js/stacks/apps/'] },
   ...shared.map((config) => ({ ...config, files: ['**/*.ts'] })),
   // An app has no boundary: its modules export to one another only.
   { files: ['example/**/*.ts'], rules: { '@typescript-eslint/explicit-module-boundary-types': 'off' } },

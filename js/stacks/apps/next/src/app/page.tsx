@@ -1,0 +1,15 @@
+'use client';
+
+import { useState } from 'react';
+
+import { demo } from '../demo';
+
+export default function Page() {
+  const [said, say] = useState('');
+  return (
+    <>
+      <button onClick={async () => say(await demo())}>Sign</button>
+      <output>{said}</output>
+    </>
+  );
+}
