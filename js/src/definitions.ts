@@ -277,14 +277,14 @@ export interface KeyInfo {
   alias: string;
 
   /**
-   * Always this: every key is of this kind.
+   * Every key is of this kind.
    *
    * @since 1.0.0
    */
   alg: 'RSA_2048';
 
   /**
-   * Always this: no creation time is recorded.
+   * No creation time is recorded.
    *
    * @since 1.0.0
    */
@@ -358,7 +358,7 @@ export interface SignDigestResult {
   signatureB64: string;
 
   /**
-   * Always this: RSASSA-PKCS1-v1_5 with SHA-256.
+   * Every signature is of this kind: RSASSA-PKCS1-v1_5 with SHA-256.
    *
    * @since 1.0.0
    */
@@ -390,7 +390,7 @@ export interface BiometricStatusResult {
   enabled: boolean;
 
   /**
-   * Why, or why not.
+   * Whether a prompt can be shown and, if not, the reason.
    *
    * @since 1.0.0
    */

@@ -77,6 +77,16 @@ test('the page about the tests has the figures that are printed', async () => {
   );
 });
 
+test('the page about development has the table of the set-ups that script/stacks tries', async () => {
+  const tried = [...(await read(tree, 'js/stacks/stacks.mjs')).matchAll(/^ +(?:\{ )?name: '(.+?)'/gm)].map(
+    ([, name]) => name,
+  );
+  const page = await read(tree, 'docs/develop-without-a-phone.md');
+  const rows = [...page.matchAll(/^\| (?:\[(.+?)\]\(stacks\/.+?\)|(\w+)) \| .*\| .*\| .*\| .*\|$/gm)];
+  expect(tried.length).toBeGreaterThan(10);
+  expect(rows.map(([, linked, bare]) => linked ?? bare)).toEqual(tried);
+});
+
 const messages = new Set(methods.flatMap((method) => Object.keys(calls[method].rejections)));
 
 test.each(methods)('the API page names each rejection of %s', (method) => {

@@ -1,16 +1,15 @@
-import { verify, X509Certificate } from 'node:crypto';
+import { createPublicKey, verify, X509Certificate } from 'node:crypto';
 import { rm } from 'node:fs/promises';
 import { join } from 'node:path';
 import type { Browser, Page } from 'playwright-core';
-import { globSync } from 'tinyglobby';
 import type { PreviewServer, ViteDevServer } from 'vite';
 import { createServer, preview } from 'vite';
 import { afterAll, beforeAll, describe, expect, inject, test } from 'vitest';
 
-import { read } from './app.js';
 import { launchChromium } from './chromium.js';
-import { block, blocks, digestB64, makeFreshApp, runIn } from './fresh-app.js';
+import { block, digestB64, makeFreshApp, runIn } from './fresh-app.js';
 import { useOpenSSL } from './simulator/openssl.js';
+import type { Simulator } from './simulator/phone.js';
 
 const openssl = useOpenSSL();
 
@@ -45,15 +44,13 @@ async function serve(): Promise<string> {
   return addressOf(await server.listen());
 }
 
-const forTesters = block('sh').trim();
+const forTesters = block('docs/develop-without-a-phone.md', 'In your app', 'sh').trim();
 
 /** The commands that build the app. */
 const builds = {
   testers: forTesters,
-  'one-chunk': `${forTesters} --config one-chunk.config.ts`,
-  vendor: `${forTesters} --config vendor.config.ts`,
+  ios: `${forTesters} --config ordered.config.ts`,
   unordered: `${forTesters} --config unordered.config.ts`,
-  production: 'npx vite build',
 };
 
 const built = new Map<string, Promise<string>>();
@@ -92,8 +89,8 @@ async function open(url: string): Promise<Page> {
 const press = (page: Page, name: string): Promise<void> => page.getByRole('button', { name, exact: true }).click();
 const says = (page: Page, words: string): Promise<void> => page.locator('output').filter({ hasText: words }).waitFor();
 
-/** Enrols a person in the page and lets her sign. The page may not complain. */
-async function enrolAndSign(url: string): Promise<void> {
+/** Enrols a person in a page of that platform and lets her sign. The page may not complain. */
+async function enrolAndSign(url: string, platform: 'web' | 'ios'): Promise<void> {
   const page = await open('about:blank');
   const errors: unknown[] = [];
   page.on('pageerror', (error) => errors.push(error));
@@ -111,20 +108,9 @@ async function enrolAndSign(url: string): Promise<void> {
   const signature = Buffer.from((await page.locator('pre').textContent())!, 'base64');
   const { publicKey } = new X509Certificate(certificate);
   expect(verify('sha256', Buffer.from(digestB64, 'base64'), publicKey, signature)).toBe(true);
-  expect(await page.evaluate('Capacitor.getPlatform()')).toBe('ios');
+  expect(await page.evaluate('Capacitor.getPlatform()')).toBe(platform);
   expect(errors).toEqual([]);
   await page.close();
-}
-
-/** Signs in a page without a simulator and returns what the page says. */
-async function signWithoutSimulator(url: string): Promise<string | null> {
-  const page = await open(url);
-  await press(page, 'Sign');
-  await says(page, ':');
-  const said = await page.locator('output').textContent();
-  expect(await page.evaluate('Capacitor.getPlatform()')).toBe('web');
-  await page.close();
-  return said;
 }
 
 /** Returns the error that nobody catches in the page. */
@@ -135,60 +121,54 @@ async function errorAt(url: string): Promise<string> {
   return error.message;
 }
 
-const scriptsOf = (outDir: string) => globSync(`${outDir}/assets/*.js`, { cwd: app });
+/** Opens a page that signs by itself, and checks the signature that it shows. */
+async function watchSigning(url: string, nationalCode: string): Promise<void> {
+  const page = await open(url);
+  await page.getByRole('alertdialog').getByRole('button', { name: 'Match', exact: true }).click();
+  const shown = await page
+    .locator('body')
+    .filter({ hasText: /[A-Za-z0-9+/]{342}==/ })
+    .textContent();
+  const [signature] = shown!.match(/[A-Za-z0-9+/]{342}==/)!;
+  const phone = await page.evaluateHandle<Simulator>('kavrelSimulator');
+  const { publicKeyPem } = await phone.evaluate((phone, who) => phone.call('getKeyInfo', who), { nationalCode });
+  const key = Buffer.from(publicKeyPem.replace(/-----.*?-----/g, ''), 'base64');
+  const publicKey = createPublicKey({ key, format: 'der', type: 'pkcs1' });
+  expect(verify('sha256', Buffer.from('Hello'), publicKey, Buffer.from(signature, 'base64'))).toBe(true);
+  await page.close();
+}
 
 /** Runs a tool that is installed in the app, and returns what it prints. */
 const runTool = (name: string, ...args: string[]): Promise<string> =>
   runIn(app, {}, join(app, 'node_modules/.bin', name), ...args);
 
-test('every block of the page is run here', () => {
-  expect(blocks.map(({ name }) => name)).toEqual([
-    'src/main.ts',
-    'http',
-    'sh',
-    'vite.config.ts',
-    'tests/sign.test.ts',
-    'tests/browser.test.ts',
-  ]);
-});
-
-test('the code on the page compiles', async () => {
+test('the code in the documentation compiles', async () => {
   expect(await runTool('tsc')).toBe('');
 });
 
-describe('with the line of the guide, a person is enrolled and signs', () => {
-  test('from the development server', async () => enrolAndSign(await serve()));
-
-  test('from a build', async () => enrolAndSign(await serveBuilt(await build('testers'))));
-
-  test('from a build in one chunk', async () => {
-    const built = await build('one-chunk');
-    expect(scriptsOf(built)).toHaveLength(1);
-    await enrolAndSign(await serveBuilt(built));
-  });
-
-  test('from a build with a chunk of all dependencies', async () => {
-    const built = await build('vendor');
-    expect(scriptsOf(built).join()).toMatch(/vendor-/);
-    await enrolAndSign(await serveBuilt(built));
-  });
-
-  test('under the content security policy of the guide', async () => {
-    const policy = block('http').replace('Content-Security-Policy: ', '').trim();
-    await enrolAndSign(await serveBuilt(await build('testers'), policy));
-  });
+test('the tests in the documentation pass', async () => {
+  expect(await runTool('vitest', 'run', 'tests/simulator.test.ts')).toMatch(/6 passed/);
 });
 
-describe.each(['node', 'jsdom'])('in Vitest under %s', (environment) => {
-  test('a person is enrolled and signs, and the unit test of the guide passes', async () => {
-    const files = ['tests/enrolment.test.ts', 'tests/sign.test.ts'];
-    expect(await runTool('vitest', 'run', '--environment', environment, ...files)).toMatch(/4 passed/);
-  });
+test.each(['readme', 'two-minutes'])('the first page of the documentation signs: %s', async (name) => {
+  await watchSigning(`${await serve()}${name}.html`, '0012345678');
 });
 
-test('the browser test of the guide passes', async () => {
-  const patience = ['--testTimeout=60000', '--hookTimeout=60000'];
-  expect(await runTool('vitest', 'run', ...patience, 'tests/browser.test.ts')).toMatch(/2 passed/);
+describe('a person is enrolled and signs', () => {
+  test('in a build for testers, under the content security policy of the documentation', async () => {
+    const policy = block('docs/develop-without-a-phone.md', 'In your app', 'http')
+      .replace(/^.*?: /, '')
+      .trim();
+    await enrolAndSign(await serveBuilt(await build('testers'), policy), 'web');
+  });
+
+  test('on the platform "ios", from the development server', async () => {
+    await enrolAndSign(`${await serve()}ios.html`, 'ios');
+  });
+
+  test('on the platform "ios", from a build with a chunk of all dependencies that keeps the order', async () => {
+    await enrolAndSign(`${await serveBuilt(await build('ios'))}ios.html`, 'ios');
+  });
 });
 
 describe('where the simulator cannot start, the error says what to do', () => {
@@ -197,22 +177,15 @@ describe('where the simulator cannot start, the error says what to do', () => {
     expect(await errorAt(url)).toContain(`'wasm-unsafe-eval'`);
   });
 
-  test('in a build whose chunk of all dependencies does not keep the order', async () => {
+  test('on the platform "ios", in a build whose chunk of all dependencies does not keep the order', async () => {
     const url = await serveBuilt(await build('unordered'));
-    expect(await errorAt(url)).toContain('strictExecutionOrder');
+    expect(await errorAt(`${url}ios.html`)).toContain('strictExecutionOrder');
   });
 });
 
-describe('without the simulator, a call rejects as unavailable', () => {
-  test('in an app that imports only the plain package', async () => {
-    const url = await serve();
-    expect(await signWithoutSimulator(`${url}plain.html`)).toMatch(/^UNAVAILABLE: /);
-  });
-
-  test('in a build for production, which holds no part of the simulator', async () => {
-    const built = await build('production');
-    expect(await signWithoutSimulator(await serveBuilt(built))).toMatch(/^UNAVAILABLE: /);
-    const scripts = await Promise.all(scriptsOf(built).map((file) => read(app, file)));
-    expect(scripts.join('')).not.toMatch(/kavrelSimulator|WebAssembly/);
-  });
+test('without the simulator, a call rejects as unavailable', async () => {
+  const page = await open(`${await serve()}plain.html`);
+  await press(page, 'Sign');
+  await says(page, 'UNAVAILABLE: ');
+  await page.close();
 });

@@ -2,36 +2,27 @@ import { cp, mkdir, mkdtemp, symlink, writeFile } from 'node:fs/promises';
 import { tmpdir } from 'node:os';
 import { dirname, join } from 'node:path';
 
-import { read, run, tree } from './app.js';
+import { blocksOf } from '../stacks/blocks.mjs';
+
+import { run, tree } from './app.js';
 import { calls } from './calls.js';
 
-/** A fenced block of code on a page of the documentation. */
-interface Block {
-  /** The file that its first line names, or else its language. */
-  name: string;
-  code: string;
+/** The code that the documentation has for an app, under "page section name". */
+const documented = new Map<string, string>();
+for (const page of ['README.md', 'docs/develop-without-a-phone.md', 'docs/stacks/vite.md', 'docs/web-guide.md']) {
+  for (const { section, name, code } of await blocksOf(join(tree, page))) {
+    documented.set(`${page} ${section} ${name}`, code);
+  }
 }
 
-/** Returns the blocks of code on a page, also those in lists. */
-async function blocksOf(page: string): Promise<Block[]> {
-  const fences = (await read(tree, page)).matchAll(/^( *)```(\w+)\n(.*?)^ *```$/gms);
-  return [...fences].map(([, indentation, language, text]) => {
-    const code = text.replace(new RegExp(`^${indentation}`, 'gm'), '');
-    return { name: code.match(/^\/\/ (\S+)\n/)?.[1] ?? language, code };
-  });
+/** Returns the code under a heading of a page, in the file or language of that name. */
+export function block(page: string, section: string, name: string): string {
+  const code = documented.get(`${page} ${section} ${name}`);
+  if (code === undefined) throw new Error(`${page} has no ${name} under "${section}"`);
+  return code;
 }
 
-/** The blocks of the page "Develop without a phone". */
-export const blocks = await blocksOf('docs/develop-without-a-phone.md');
-
-const [enrolment] = await blocksOf('docs/web-guide.md').then((found) => found.filter(({ name }) => name === 'ts'));
-
-/** Returns the code of the block of that name. */
-export function block(name: string): string {
-  const found = blocks.filter((block) => block.name === name);
-  if (found.length !== 1) throw new Error(`docs/develop-without-a-phone.md has ${found.length} blocks ${name}`);
-  return found[0].code;
-}
+const develop = (section: string, name: string) => block('docs/develop-without-a-phone.md', section, name);
 
 const html = (script: string) => `<!doctype html>
 <html lang="en">
@@ -74,36 +65,30 @@ onClick('#sign', async () => {
 });
 `;
 
-/** An enrolment and a signature in Vitest, with OpenSSL as the authority. */
-const enrolmentTest = `import { startSimulator } from 'kavrel-crypto/simulator';
-import { verify, X509Certificate } from 'node:crypto';
-import { expect, test } from 'vitest';
-
-import { useOpenSSL } from ${JSON.stringify(join(tree, 'js/tests/simulator/openssl.ts'))};
-import { enrol, sign } from '../src/enrolment.js';
-
-const openssl = useOpenSSL();
-
-test('a person is enrolled and signs', async () => {
-  const phone = await startSimulator({ prompts: 'match' });
-  expect(phone.storage).toBe('memory');
-  let certificate = '';
-  await enrol(${JSON.stringify(userInfo)}, async (request) => (certificate = await openssl.issue(request)));
-  const signature = Buffer.from(await sign('${nationalCode}', '${digestB64}'), 'base64');
-  const { publicKey } = new X509Certificate(certificate);
-  expect(verify('sha256', Buffer.from('${digestB64}', 'base64'), publicKey, signature)).toBe(true);
-  await phone.stop();
-});
-`;
+/** A configuration that puts all dependencies into one chunk. */
+const vendor = (strictExecutionOrder: boolean) => `export default {
+  build: {
+    rolldownOptions: {
+      input: 'ios.html',
+      output: {
+        codeSplitting: { groups: [{ name: 'vendor', test: /node_modules/ }] },
+        strictExecutionOrder: ${strictExecutionOrder},
+      },
+    },
+  },
+};`;
 
 const files: Record<string, string> = {
   'index.html': html('/src/main.ts'),
   'plain.html': html('/src/app.ts'),
+  'ios.html': html('/src/ios.ts'),
+  'readme.html': html('/src/readme.ts'),
+  'two-minutes.html': html('/src/two-minutes.ts'),
   'package.json': JSON.stringify({ name: 'fresh-app', private: true, type: 'module' }),
   'tsconfig.json': JSON.stringify({
     compilerOptions: {
       target: 'es2022',
-      lib: ['es2022', 'dom'],
+      lib: ['es2022', 'esnext.disposable', 'dom'],
       module: 'esnext',
       moduleResolution: 'bundler',
       strict: true,
@@ -111,18 +96,19 @@ const files: Record<string, string> = {
       skipLibCheck: true,
       types: ['vite/client'],
     },
-    include: ['src', 'tests/sign.test.ts', 'tests/browser.test.ts', 'vendor.config.ts'],
+    include: ['src', 'tests'],
   }),
   'public/favicon.ico': '',
-  'src/main.ts': block('src/main.ts'),
+  'src/main.ts': block('docs/stacks/vite.md', 'Without a framework', 'src/main.ts'),
+  'src/ios.ts': "import('kavrel-crypto/simulator/ios').then(() => import('./app'));",
+  'src/readme.ts': block('README.md', '', 'src/main.ts'),
+  'src/two-minutes.ts': develop('Two minutes to a signature', 'src/main.ts'),
+  'src/sign.ts': develop('Two minutes to a signature', 'src/sign.ts'),
   'src/app.ts': app,
-  'src/enrolment.ts': enrolment.code,
-  'tests/sign.test.ts': block('tests/sign.test.ts'),
-  'tests/browser.test.ts': block('tests/browser.test.ts'),
-  'tests/enrolment.test.ts': enrolmentTest,
-  'one-chunk.config.ts': 'export default { build: { rolldownOptions: { output: { codeSplitting: false } } } };',
-  'vendor.config.ts': block('vite.config.ts'),
-  'unordered.config.ts': block('vite.config.ts').replace(/^ *strictExecutionOrder.*\n/m, ''),
+  'src/enrolment.ts': block('docs/web-guide.md', 'Enrolment', 'ts'),
+  'tests/simulator.test.ts': develop('In a test', 'tests/simulator.test.ts'),
+  'ordered.config.ts': vendor(true),
+  'unordered.config.ts': vendor(false),
 };
 
 /** The repository's own tools, which spare the app their installation. */

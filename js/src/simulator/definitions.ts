@@ -29,7 +29,7 @@ export interface SimulatorOptions {
   storage?: 'indexeddb' | 'memory';
 
   /**
-   * Which phone. Pages of one origin that give one name share its keychain and its state in IndexedDB.
+   * The name of the phone. Pages of one origin that give one name share its keychain and its state in IndexedDB.
    *
    * @default 'default'
    */
@@ -289,14 +289,14 @@ export interface LogEntry {
 export type SimulatorEvent = 'prompt' | 'prompts' | 'state' | 'items' | 'log' | 'console' | 'stopped' | 'started';
 
 /**
- * A simulated phone with the app on it: the component that ships, as WebAssembly, over a keychain whose keys are made
- * and used by WebCrypto. While it runs, the package's plugin object answers.
+ * A simulated phone with the app on it: the component that ships, as WebAssembly, on a keychain whose keys are
+ * WebCrypto's. While it runs, the package's plugin object answers.
  *
  * It is for development and tests and protects nobody's real key.
  */
 export interface Simulator {
   /**
-   * Which phone this is.
+   * The name of this phone.
    */
   readonly name: string;
 
