@@ -101,7 +101,7 @@ def planned(folder, short):
     texts, sizes = contents(short)
 
     def document(kind, form, content, person, **options):
-        issuers = folder.path / ("root.pem" if person == "direct" else "both.pem")
+        issuers = folder.path / ("both.pem" if person == "chained" else "root.pem")
         attached = options.get("attached", False)
         kind += ", empty" if content.stat().st_size == 0 else ""
         made = Document(kind, form, content, folder.new(), issuers, folder.path / "root.pem", attached)
@@ -114,7 +114,7 @@ def planned(folder, short):
         yield document(".p7s, attached", "cms", content, "direct", attached=True)
     for content in map(folder.new, texts):
         yield document(".p7s, attached, with a chain", "cms", content, "chained", attached=True)
-        yield document(".p7s with a time", "cms", content, "direct", timed=True)
+        yield document(".p7s with a time", "cms", content, "second", timed=True)
     for content in map(folder.new, [*texts, *sizes]):
         yield document("token", "jws", content, "direct")
     for content in map(folder.new, texts):
@@ -154,7 +154,7 @@ def made_by_kavrel(folder, short):
 
 
 def with_two_signers(documents, folder):
-    """Yields the pairs of two documents of one content, in one file."""
+    """Yields what two people have signed, one content each time, with both signatures in one file."""
     by_content = {document.content.read_bytes(): document for document in documents if document.kind == ".p7s"}
     for other in documents:
         one = by_content.get(other.content.read_bytes())
@@ -162,7 +162,8 @@ def with_two_signers(documents, folder):
             both = ContentInfo.load(one.signature.read_bytes())
             second = ContentInfo.load(other.signature.read_bytes())["content"]
             both["content"]["signer_infos"].append(second["signer_infos"][0])
-            yield replace(one, kind=".p7s of two signatures", signature=folder.new(both.dump(force=True)))
+            both["content"]["certificates"].append(second["certificates"][0])
+            yield replace(one, kind=".p7s by two people", signature=folder.new(both.dump(force=True)))
 
 
 def taken_apart(document, folder):
@@ -185,7 +186,7 @@ def flipped(data, place):
 
 
 def changes_of_cms(document, folder, step):
-    """Yields the document with one bit changed: in its content, and in what the issue of the signature hangs on."""
+    """Yields the document with one bit changed: in its content, and in each part that says who signed what."""
     content, der = document.content.read_bytes(), document.signature.read_bytes()
     for place in range(0, len(content), step):
         yield replace(document, kind=f"{document.kind}: content changed", content=folder.new(flipped(content, place)))

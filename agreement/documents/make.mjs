@@ -1,7 +1,7 @@
 // Has people on a simulated phone sign documents with kavrel-crypto/documents: node make.mjs FOLDER
 //
 // The folder has root.pem and root.key, middle.pem and middle.key, and plan.json: a list of {form, person, content, signature,
-// ...options}. "direct" has a certificate by the root, "chained" one by the middle authority.
+// ...options}. "direct" and "second" have certificates by the root, "chained" one by the middle authority.
 
 import { execFileSync } from 'node:child_process';
 import { readFileSync, writeFileSync } from 'node:fs';
@@ -51,6 +51,7 @@ async function enrolled(name, issuer) {
 const people = {};
 for (const [name, issuer] of [
   ['direct', 'root'],
+  ['second', 'root'],
   ['chained', 'middle'],
 ]) {
   people[name] = await enrolled(name, issuer);

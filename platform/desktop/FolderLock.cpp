@@ -25,7 +25,7 @@ State lock(const FileDescriptor& folder, int flags) {
 
 /// Waits in the kernel's queue, which keeps the turns fair but knows no end of patience: so a thread stands
 /// in it. One that nobody waits for any more gives the lock up as soon as it has it.
-State waitForLock(const std::shared_ptr<const FileDescriptor>& folder, std::chrono::milliseconds patience) {
+State waitForLock(const std::shared_ptr<const FileDescriptor>& folder, std::chrono::milliseconds limit) {
     std::packaged_task<State()> task([folder] { return lock(*folder, 0); });
     std::future<State> state = task.get_future();
     try {
@@ -33,7 +33,7 @@ State waitForLock(const std::shared_ptr<const FileDescriptor>& folder, std::chro
     } catch (const std::system_error&) {  // the system has no thread
         return lock(*folder, 0);
     }
-    return state.wait_for(patience) == std::future_status::ready ? state.get() : State::heldByAnother;
+    return state.wait_for(limit) == std::future_status::ready ? state.get() : State::heldByAnother;
 }
 
 }  // namespace
@@ -42,11 +42,11 @@ FileDescriptor openFolder(const std::filesystem::path& folder) {
     return FileDescriptor(::open(folder.c_str(), openingFlags));
 }
 
-FolderLock::FolderLock(const FileDescriptor& folder, std::chrono::milliseconds patience)
+FolderLock::FolderLock(const FileDescriptor& folder, std::chrono::milliseconds limit)
     : folder_(std::make_shared<FileDescriptor>(::openat(folder.number(), ".", openingFlags))),
       state_(lock(*folder_, LOCK_NB)) {
-    if (state_ == State::heldByAnother && patience.count() > 0) {
-        state_ = waitForLock(folder_, patience);
+    if (state_ == State::heldByAnother && limit.count() > 0) {
+        state_ = waitForLock(folder_, limit);
     }
 }
 

@@ -25,7 +25,7 @@ class FolderLock {
     };
 
     /// Two locks of one folder exclude each other, in one process as well.
-    FolderLock(const FileDescriptor& folder, std::chrono::milliseconds patience);
+    FolderLock(const FileDescriptor& folder, std::chrono::milliseconds limit);
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;
     ~FolderLock();
