@@ -124,6 +124,10 @@ std::vector<std::string> promptsShown() {
     return strings(ask("promptsShown"));
 }
 
+bool promptsInterrupt() {
+    return true;
+}
+
 TestCallRef begin(std::string_view method, std::optional<JSObject> options) {
     static std::int64_t latest = 0;
     const std::int64_t id = ++latest;

@@ -48,6 +48,10 @@ void answerPrompts(PromptAnswer answer);
 /// Returns the reasons of the prompts shown since `startNew`, in order.
 std::vector<std::string> promptsShown();
 
+/// Whether a prompt that comes up while another waits for its answer interrupts that one. Where it does not,
+/// it waits.
+bool promptsInterrupt();
+
 /// Hands a call of `method` to the plugin and returns when the method's entry point has returned; by then the
 /// call may be finished. `options` is the argument map, absent for a call without one. The test fails if the
 /// plugin has no entry point of this name.

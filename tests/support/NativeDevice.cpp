@@ -24,6 +24,10 @@ Bytes exported(const SecKeyRef& publicKey) {
 
 }  // namespace
 
+bool promptsInterrupt() {
+    return false;
+}
+
 TestCallRef begin(std::string_view method, std::optional<JSObject> options) {
     const DigitalSignPlugin plugin;
     auto call = std::make_shared<TestCall>(std::move(options));
