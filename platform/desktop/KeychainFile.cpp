@@ -14,6 +14,7 @@
 #include "platform/desktop/Failure.hpp"
 #include "platform/desktop/FolderLock.hpp"
 #include "platform/desktop/Sealing.hpp"
+#include "platform/desktop/Sync.hpp"
 
 namespace KavrelCrypto::Desktop {
 namespace {
@@ -99,7 +100,7 @@ class PartialFile {
     PartialFile(const fs::path& folder, const Bytes& content)
         : path_((folder / partialFilePattern).string()) {
         const FileDescriptor file(::mkostemp(path_.data(), O_CLOEXEC));
-        if (file.number() < 0 || !writeAll(file.number(), content) || ::fsync(file.number()) != 0) {
+        if (file.number() < 0 || !writeAll(file.number(), content) || !syncFile(file.number())) {
             const int systemError = errno;
             remove();
             throw systemFailure(folder, "cannot be made a device", systemError);
@@ -154,7 +155,7 @@ void createKeychain(const fs::path& folder, const FileDescriptor& descriptor, co
     }
     // The file's name is to survive a power cut, too. Where the file system cannot see to that, the file is
     // good all the same.
-    ::fsync(descriptor.number());
+    syncFile(descriptor.number());
 }
 
 /// Throws unless a database with these numbers, in `file`, is a keychain that this version knows.
@@ -258,7 +259,8 @@ Database openKeychainFile(const fs::path& folder) {
     if (database.isReadOnly()) {
         throw DeviceError(file.string() + " cannot be written. Check who owns it and its permissions.");
     }
-    database.execute("PRAGMA synchronous = FULL");
+    // The second is for macOS, for the reason that syncFile has.
+    database.execute("PRAGMA synchronous = FULL; PRAGMA fullfsync = ON;");
     // Once more, since the file's log may hold a newer version than the header of the file itself.
     checkIdentity(file, database.integer("PRAGMA application_id"), database.integer("PRAGMA user_version"));
     return database;

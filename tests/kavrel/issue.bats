@@ -57,6 +57,21 @@ assert_certifies() {
         'issuer=CN=KavrelCrypto test authority,O=For development and tests only'
 }
 
+@test "with a clock that shows no date for a certificate it says so" {
+    make_request
+    g++ -shared -fPIC -x c++ -o clock.so - <<<'#include <cstdlib>
+#include <ctime>
+extern "C" time_t time(time_t* copy) noexcept {
+    const time_t now = std::atoll(std::getenv("CLOCK"));
+    return copy ? *copy = now : now;
+}'
+    local now # in the years -249, 10000 and 9999
+    for now in -70000000000 253402300800 253400000000; do
+        CLOCK=$now LD_PRELOAD=$PWD/clock.so issue <request.b64
+        assert_refused_saying 'the clock of this machine shows a date that a certificate cannot hold'
+    done
+}
+
 @test "a request without extensions gets a certificate without key purposes" {
     openssl req -new -newkey rsa:2048 -nodes -keyout key.pem -subj /CN=Example -out request.pem 2>/dev/null
     issue <request.pem

@@ -7,6 +7,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/desktop/Sync.hpp"
 #include "text/Base64.hpp"
 #include "text/PEM.hpp"
 #include "tools/kavrel/CommandIO.hpp"
@@ -48,7 +49,7 @@ class NewFile {
         const std::string temporary = beside_.path() + "/complete";
         const std::unique_ptr<std::FILE, Release<&std::fclose>> file(std::fopen(temporary.c_str(), "wxe"));
         if (!file || std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
-            std::fflush(file.get()) != 0 || ::fsync(::fileno(file.get())) != 0 ||
+            std::fflush(file.get()) != 0 || !Desktop::syncFile(::fileno(file.get())) ||
             ::rename(temporary.c_str(), freeName(path_).c_str()) != 0) {
             throw CommandError("\"" + path_ + "\" cannot be written: " + std::strerror(errno));
         }

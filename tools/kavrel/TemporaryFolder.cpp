@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 
 #include "tools/kavrel/CommandIO.hpp"
 

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/desktop/Sync.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 #include "tools/kavrel/TemporaryFolder.hpp"
 
@@ -37,6 +38,15 @@ void addExtension(X509* certificate, X509* issuer, int type, const char* value) 
     require(X509_add_ext(certificate, extension.get(), -1));
 }
 
+/// Sets `date` to this many days and seconds from now.
+void setDate(ASN1_TIME* date, int days, long seconds) {
+    if (X509_time_adj_ex(date, days, seconds, nullptr) == nullptr) {
+        throw CommandError(
+            "the clock of this machine shows a date that a certificate cannot hold, which are those of the "
+            "years 0 to 9999. Set the clock and try again.");
+    }
+}
+
 /// Makes a certificate for `key` with what all certificates of this authority have in common. It is not
 /// signed yet.
 Certificate newCertificate(const X509_NAME* subject, EVP_PKEY* key) {
@@ -47,7 +57,7 @@ Certificate newCertificate(const X509_NAME* subject, EVP_PKEY* key) {
     require(BN_rand(serialNumber.get(), serialNumberBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY));
     require(BN_to_ASN1_INTEGER(serialNumber.get(), X509_get_serialNumber(certificate.get())));
     require(X509_set_version(certificate.get(), X509_VERSION_3));
-    require(X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -allowanceForClocks));
+    setDate(X509_getm_notBefore(certificate.get()), 0, -allowanceForClocks);
     require(X509_set_subject_name(certificate.get(), subject));
     require(X509_set_pubkey(certificate.get(), key));
     return certificate;
@@ -82,7 +92,7 @@ void writePrivately(const fs::path& path, const std::string& text) {
     const std::unique_ptr<std::FILE, Release<&std::fclose>> file(std::fopen(path.c_str(), "wxe"));
     if (!file || ::fchmod(::fileno(file.get()), S_IRUSR | S_IWUSR) != 0 ||
         std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() || std::fflush(file.get()) != 0 ||
-        ::fsync(::fileno(file.get())) != 0) {
+        !Desktop::syncFile(::fileno(file.get()))) {
         throw fileError(path, "written");
     }
 }
@@ -149,7 +159,7 @@ std::string TestAuthority::issue(X509_REQ& request) const {
     X509* const subject = certificate.get();
     X509* const issuer = certificate_.get();
     require(X509_set_issuer_name(subject, X509_get_subject_name(issuer)));
-    require(X509_time_adj_ex(X509_getm_notAfter(subject), validDays, 0, nullptr));
+    setDate(X509_getm_notAfter(subject), validDays, 0);
     addExtension(subject, issuer, NID_basic_constraints, "critical,CA:FALSE");
     addExtension(subject, issuer, NID_key_usage, "critical,digitalSignature,nonRepudiation");
     if (const Extension usage = requestedKeyUsage(request)) {
