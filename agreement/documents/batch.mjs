@@ -1,5 +1,5 @@
-// Runs the programs of docs/verify.md without a new process for each document. A line on standard input is a JSON array, of a
-// program and its arguments; it is answered with a line of JSON: null, or the reason of the refusal.
+// Runs the programs of docs/verify.md without a new process for each document. A line on standard input names a program
+// and its arguments, with tabs between them; it is answered with an empty line, or with the reason of the refusal.
 
 import { createInterface } from 'node:readline';
 import { pathToFileURL } from 'node:url';
@@ -19,12 +19,12 @@ process.stdout.write = () => true;
 
 let count = 0;
 for await (const line of createInterface({ input: process.stdin })) {
-  const [program, ...argv] = JSON.parse(line);
+  const [program, ...argv] = line.split('\t');
   process.argv = [process.execPath, program, ...argv];
   // What was imported once is not run again, unless it is called otherwise.
   const reason = await import(`${pathToFileURL(program)}?${count++}`).then(
-    () => null,
-    (error) => (error instanceof Exit && error.status === 0 ? null : error.message),
+    () => '',
+    (error) => (error instanceof Exit && error.status === 0 ? '' : error.message.replaceAll('\n', ' ')),
   );
-  answer(`${JSON.stringify(reason)}\n`);
+  answer(`${reason}\n`);
 }

@@ -4,7 +4,6 @@ Each is made with a folder for its files. `refusals(documents)` returns for each
 reason of the refusal. `forms` are those that it can check: "cms", "pdf" and "jws".
 """
 
-import json
 import os
 import runpy
 import sys
@@ -115,25 +114,30 @@ class GnuTLS(Commands):
         return ["certtool", "--p7-verify", "--inder", "--infile", document.signature, *content, *trusted]
 
 
-class BouncyCastle(Commands):
+class Batch:
+    """Has one process run a program of the page for each document."""
+
+    forms = {"cms", "jws"}
+
+    def refusals(self, documents):
+        lines = ["\t".join(map(str, arguments_of(document, self.p7s, self.token))) + "\n" for document in documents]
+        ended = run(*self.command, input="".join(lines).encode(), cwd=self.folder, env={**os.environ, "LC_ALL": "C.UTF-8"})
+        answers = ended.stdout.decode().split("\n")[:-1]
+        if len(answers) != len(documents):
+            raise RuntimeError(f"{self.command[0]} ended with {ended.returncode}: {last_line(ended.stderr)}")
+        return [answer or None for answer in answers]
+
+
+class BouncyCastle(Batch):
     name = "Bouncy Castle"
+    p7s, token = "P7s", "Token"
 
     def __init__(self, folder):
-        super().__init__(folder)
+        self.folder = folder
         path = ":".join(f"/usr/share/java/{jar}.jar" for jar in ("bcprov", "bcpkix", "bcutil"))
         self.command = ["java", "-cp", f"{path}:{folder}", "Batch"]
         sources = [folder / "P7s.java", folder / "Token.java", HERE / "Batch.java"]
         build("javac", "-cp", path, "-d", folder, *sources)
-
-    def refusals(self, documents):
-        lines = []
-        for document in documents:
-            lines.append("\t".join(map(str, arguments_of(document, "P7s", "Token"))) + "\n")
-        ended = run(*self.command, input="".join(lines).encode(), env={**os.environ, "LC_ALL": "C.UTF-8"})
-        answers = ended.stdout.decode().split("\n")[:-1]
-        if len(answers) != len(documents):
-            raise RuntimeError(f"java ended with {ended.returncode}: {last_line(ended.stderr)}")
-        return [answer or None for answer in answers]
 
 
 class Go(Programs):
@@ -147,12 +151,13 @@ class Go(Programs):
         self.p7s, self.token = folder / "go-p7s", folder / "go-token"
 
 
-class PHP(Programs):
+class PHP(Batch):
     name = "PHP"
     p7s, token = "p7s.php", "token.php"
+    command = ["php", HERE / "batch.php"]
 
-    def command(self, document):
-        return ["php", *super().command(document)]
+    def __init__(self, folder):
+        self.folder = folder
 
 
 class Python:
@@ -179,24 +184,14 @@ class Python:
         return None
 
 
-class NodeJS:
+class NodeJS(Batch):
     name = "Node.js"
-    forms = {"cms", "jws"}
+    p7s, token = "p7s.mjs", "token.mjs"
+    command = ["node", HERE / "batch.mjs"]
 
     def __init__(self, folder):
         self.folder = folder
         (folder / "node_modules").symlink_to(ROOT / "node_modules")
-
-    def refusals(self, documents):
-        lines = []
-        for document in documents:
-            program, *arguments = arguments_of(document, "p7s.mjs", "token.mjs")
-            lines.append(json.dumps([str(self.folder / program), *map(str, arguments)]) + "\n")
-        ended = run("node", HERE / "batch.mjs", input="".join(lines).encode())
-        answers = ended.stdout.splitlines()
-        if len(answers) != len(documents):
-            raise RuntimeError(f"node ended with {ended.returncode}: {last_line(ended.stderr)}")
-        return [json.loads(answer) for answer in answers]
 
 
 ALL = [OpenSSL, CPlusPlus, NSS, GnuTLS, BouncyCastle, Go, PHP, Python, NodeJS]
