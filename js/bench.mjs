@@ -13,15 +13,15 @@ const median = (values) => values.toSorted((a, b) => a - b)[Math.floor(values.le
 
 /** Serves the simulator, and an empty page that is isolated, because the browser's clock is coarse in others. */
 async function serve() {
-  const script = await readFile(resolve(import.meta.dirname, 'dist/simulator/index.js'));
-  const server = createServer(({ url }, response) => {
-    const isScript = url === '/simulator.js';
+  const server = createServer(async ({ url }, response) => {
+    const isScript = url.endsWith('.js');
     response.writeHead(200, {
       'Content-Type': isScript ? 'text/javascript' : 'text/html',
       'Cross-Origin-Opener-Policy': 'same-origin',
       'Cross-Origin-Embedder-Policy': 'require-corp',
     });
-    response.end(isScript ? script : '<!doctype html><title>App</title>');
+    const folder = resolve(import.meta.dirname, 'dist/simulator');
+    response.end(isScript ? await readFile(folder + url) : '<!doctype html><title>App</title>');
   });
   await new Promise((listening) => server.listen(0, '127.0.0.1', listening));
   return { address: `http://127.0.0.1:${server.address().port}/`, close: () => server.close() };
@@ -30,7 +30,7 @@ async function serve() {
 /** Starts the simulator in the page. Returns the time from the import until it is ready. */
 async function timeStart() {
   const begin = performance.now();
-  const { startSimulator } = await import('/simulator.js');
+  const { startSimulator } = await import('/index.js');
   globalThis.phone = await startSimulator({ storage: 'indexeddb', prompts: 'match' });
   return performance.now() - begin;
 }

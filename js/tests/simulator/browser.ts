@@ -18,6 +18,7 @@ const modules: Record<string, string> = {
   '/definitions.js': installed('esm/definitions.js'),
   '/index.js': installed('simulator/index.js'),
   '/ios.js': installed('simulator/ios.js'),
+  '/wasm/component.js': installed('simulator/wasm/component.js'),
   '/core.js': join(inject('app'), 'node_modules/@capacitor/core/dist/index.js'),
 };
 
