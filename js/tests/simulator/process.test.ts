@@ -90,6 +90,13 @@ describe('reset', () => {
     expect([phone.prompts, phone.log.length]).toEqual(['no-match', 1]);
   });
 
+  test('announces what it changes', async () => {
+    const phone = await startPhone();
+    const announced = Promise.all([next(phone, 'items'), next(phone, 'state')]);
+    await phone.reset();
+    await announced;
+  });
+
   test('forgets the failed prompts', async () => {
     const phone = await startPhone({ prompts: 'no-match' });
     await phone.call('ensureKey', { nationalCode });
