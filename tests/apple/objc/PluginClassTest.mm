@@ -110,8 +110,9 @@ class PluginClass : public ObjectiveCTest {
                   answer->thread = std::this_thread::get_id();
                 }];
             const SEL selector = NSSelectorFromString([method stringByAppendingString:@":"]);
-            const auto entryPoint =
-                reinterpret_cast<void (*)(id, SEL, CAPPluginCall*)>([plugin_ methodForSelector:selector]);
+            // By way of void(), since Clang 19 warns of a direct cast that any caller of an IMP has to make.
+            const auto entryPoint = reinterpret_cast<void (*)(id, SEL, CAPPluginCall*)>(
+                reinterpret_cast<void (*)()>([plugin_ methodForSelector:selector]));
             entryPoint(plugin_, selector, call);
         }
         return answer;
