@@ -1,8 +1,8 @@
 import { createPublicKey, verify } from 'node:crypto';
-import { globSync } from 'node:fs';
 import { readFile } from 'node:fs/promises';
 import { join } from 'node:path';
 import { chromium } from 'playwright-core';
+import { globSync } from 'tinyglobby';
 import { preview } from 'vite';
 
 import { environment } from './commands.mjs';
