@@ -105,8 +105,8 @@ describe('the pod', () => {
 });
 
 describe('the npm package', () => {
-  test('is under 500 kB, of which the simulator is two thirds', async () => {
-    expect((await stat(inject('tarball'))).size).toBeLessThan(500_000);
+  test('is under 400 kB, most of which is the simulator', async () => {
+    expect((await stat(inject('tarball'))).size).toBeLessThan(400_000);
   });
 
   test('holds what the builds of an app read and the documentation, and nothing else', async () => {
