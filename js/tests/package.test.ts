@@ -165,7 +165,15 @@ describe('the npm package', () => {
   });
 
   test('cannot be published by accident', async () => {
-    const toNobody = ['--registry', 'http://127.0.0.1:9', '--//127.0.0.1:9/:_authToken=nobody', '--fetch-retries', '0'];
+    const toNobody = [
+      '--registry',
+      'http://127.0.0.1:9',
+      '--//127.0.0.1:9/:_authToken=nobody',
+      '--fetch-retries',
+      '0',
+      '--loglevel',
+      'error',
+    ];
     const published = run('npm', ['publish', ...toNobody, inject('tarball')]);
     await expect(published).rejects.toThrow('EPRIVATE');
   });
