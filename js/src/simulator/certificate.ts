@@ -135,10 +135,16 @@ export const publicKeyOf = (data: Uint8Array): Uint8Array => {
   return info.subjectPublicKey;
 };
 
-/** Whether `data` is an RSAPublicKey in DER and nothing else. */
+/** Whether the content of an INTEGER is a number that is not negative, in as few bytes as DER has it. */
+const isNatural = ([first, second = 0x80]: Uint8Array): boolean =>
+  first !== undefined && first < 0x80 && (first > 0 || second >= 0x80);
+
+/** Whether `data` is an RSAPublicKey in DER and nothing else. The library takes numbers and further elements as they come. */
 export function isRSAPublicKey(data: Uint8Array): boolean {
   const element = readDER(data);
-  return (
-    element !== null && element.blockLength === data.length && compareSchema(element, element, rsaPublicKey()).verified
-  );
+  if (element?.blockLength !== data.length || !compareSchema(element, element, rsaPublicKey()).verified) {
+    return false;
+  }
+  const numbers = childrenOf(element) as Integer[];
+  return numbers.length === 2 && numbers.every(({ valueBlock }) => isNatural(valueBlock.valueHexView));
 }
