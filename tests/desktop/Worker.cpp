@@ -277,13 +277,13 @@ extern "C" int flock(int file, int operation) noexcept {
     return system(file, operation);
 }
 
-extern "C" dirent* readdir(DIR* folder) {
+extern "C" dirent* readdir(DIR* directory) {
     static const auto system = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
     if (hasNoListing) {
         errno = EIO;
         return nullptr;
     }
-    return system(folder);
+    return system(directory);
 }
 
 namespace {
