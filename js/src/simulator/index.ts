@@ -1,3 +1,3 @@
-export { TestAuthority } from './authority.js';
+export { TestAuthority } from './authority/authority.js';
 export type * from './definitions.js';
-export { startSimulator } from './start.js';
+export { startSimulator } from './start/start.js';

@@ -1,7 +1,7 @@
 import type { Simulator } from './index.js';
 import { startSimulator } from './index.js';
-import { isPhone } from './page.js';
-import { requireNoOtherPlatform } from './platform.js';
+import { isPhone } from './start/page.js';
+import { requireNoOtherPlatform } from './start/platform.js';
 
 function begin(): Promise<Simulator | null> {
   if (isPhone() || typeof document === 'undefined') return Promise.resolve(null);

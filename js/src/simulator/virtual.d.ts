@@ -1,7 +1,7 @@
 // The modules that js/simulator.mjs makes from the compiled C++, and the style sheets that it turns into strings.
 
 declare module 'virtual:component' {
-  import type { Component } from './component.js';
+  import type { Component } from './app/component.js';
 
   /** Emscripten's loader. */
   export default function load(options: object): Promise<Component>;

@@ -1,6 +1,6 @@
 import { afterEach, describe, expect, test, vi } from 'vitest';
 
-import { generateKeyPair } from '../../src/simulator/keys.js';
+import { generateKeyPair } from '../../src/simulator/keys/keys.js';
 
 import type { Simulator } from './phone.js';
 import { callAnyhow, nationalCode, next, outcomeOf, sign, startPhone, startSimulator, staysPending } from './phone.js';

@@ -3,13 +3,13 @@ import 'fake-indexeddb/auto';
 import { afterEach, beforeEach, describe, expect, test, vi } from 'vitest';
 
 import { answer } from '../../src/simulator/failure.js';
-import { IndexedDBStorage } from '../../src/simulator/indexeddb.js';
-import { Keychain } from '../../src/simulator/keychain.js';
-import type { Key } from '../../src/simulator/keys.js';
-import { generateKeyPair } from '../../src/simulator/keys.js';
-import { MemoryStorage } from '../../src/simulator/memory.js';
-import type { ItemQuery, NewItem, Storage } from '../../src/simulator/storage.js';
-import { newState } from '../../src/simulator/storage.js';
+import { IndexedDBStorage } from '../../src/simulator/keychain/indexeddb.js';
+import { Keychain } from '../../src/simulator/keychain/keychain.js';
+import { MemoryStorage } from '../../src/simulator/keychain/memory.js';
+import { newState } from '../../src/simulator/keychain/state.js';
+import type { ItemQuery, NewItem, PhoneStorage } from '../../src/simulator/keychain/storage.js';
+import { generateKeyPair } from '../../src/simulator/keys/keys.js';
+import type { Key } from '../../src/simulator/keys/keys.js';
 
 let phones = 0;
 
@@ -26,12 +26,12 @@ beforeEach(() => {
 });
 afterEach(() => vi.restoreAllMocks());
 
-const storages: Record<Storage['kind'], () => Promise<Storage>> = {
+const storages: Record<PhoneStorage['kind'], () => Promise<PhoneStorage>> = {
   indexeddb: () => IndexedDBStorage.open(`phone ${++phones}`),
   memory: async () => new MemoryStorage(),
 };
 
-const keychainOver = (storage: Storage) => new Keychain(storage, () => undefined);
+const keychainOver = (storage: PhoneStorage) => new Keychain(storage, () => undefined);
 
 const password = (name: string, secret: number): NewItem => ({
   class: 'genericPassword',

@@ -1,5 +1,19 @@
-import type { PhoneState } from './definitions.js';
-import type { State } from './storage.js';
+import type { PhoneState } from '../definitions.js';
+
+/** The state of the phone, with what its sensor remembers. */
+export interface State extends PhoneState {
+  /** The number of biometric prompts in a row without a match. The fifth locks the sensor out. */
+  failedPrompts: number;
+}
+
+export const newState: Readonly<State> = {
+  biometry: 'faceID',
+  enrolled: true,
+  lockedOut: false,
+  locked: false,
+  firstUnlock: true,
+  failedPrompts: 0,
+};
 
 /**
  * Returns the state with `change` applied. Naming one of `locked` and `firstUnlock` may decide the other as well. Throws a

@@ -1,8 +1,8 @@
 import load from 'virtual:component';
 import compressed from 'virtual:component/wasm';
 
-import type { Device } from './device.js';
-import type { PlatformError } from './failure.js';
+import type { Device } from '../device/device.js';
+import type { PlatformError } from '../failure.js';
 
 /** A call as the component takes it. */
 export interface PluginCall {

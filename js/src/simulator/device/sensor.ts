@@ -1,7 +1,7 @@
-import type { Prompt, PromptAnswer, PromptPolicy } from './definitions.js';
-import type { PlatformError } from './failure.js';
-import type { Keychain } from './keychain.js';
-import type { State } from './storage.js';
+import type { Prompt, PromptAnswer, PromptPolicy } from '../definitions.js';
+import type { PlatformError } from '../failure.js';
+import type { Keychain } from '../keychain/keychain.js';
+import type { State } from '../keychain/state.js';
 
 /** How a prompt ended. A second prompt ends the one before it. */
 type End = PromptAnswer | 'another prompt';

@@ -1,8 +1,8 @@
+import type { PrivateKeyJWK } from '../definitions.js';
+import { Failure, status } from '../failure.js';
+
 import type { Certificate } from './certificate.js';
 import { isRSAPublicKey, publicKeyOf } from './certificate.js';
-import type { PrivateKeyJWK } from './definitions.js';
-import { Failure, status } from './failure.js';
-import type { NewItem } from './storage.js';
 
 const scheme = 'RSASSA-PKCS1-v1_5';
 const rsaEncryption = '1.2.840.113549.1.1.1';
@@ -51,14 +51,6 @@ export async function importKeyPair({ n, e, d, p, q, dp, dq, qi }: PrivateKeyJWK
   const data = new Uint8Array(1);
   await verify(publicHalf(pair), data, await sign(pair, data));
   return pair;
-}
-
-/** Whether an item's secret is what its class says. What a tool has serialised is no key any more. */
-export function isIntact({ class: itemClass, secret }: Pick<NewItem, 'class' | 'secret'>): boolean {
-  if (itemClass === 'genericPassword') return ArrayBuffer.isView(secret);
-  const { rsaPublicKey, publicKey, privateKey } = secret as Partial<KeyPair>;
-  const keys = itemClass === 'privateKey' ? [publicKey, privateKey] : [publicKey];
-  return ArrayBuffer.isView(rsaPublicKey) && keys.every((key) => key instanceof CryptoKey);
 }
 
 /** Returns the public half of a pair, or a public key itself. */

@@ -1,6 +1,5 @@
-import type { DigitalSignPlugin } from '../definitions.js';
-
-import { receivedOptions } from './arguments.js';
+import type { DigitalSignPlugin } from '../../definitions.js';
+import { AppProcess } from '../app/process.js';
 import type {
   Item,
   LogEntry,
@@ -11,17 +10,18 @@ import type {
   PromptPolicy,
   Simulator,
   SimulatorEvent,
-} from './definitions.js';
-import { Faults } from './faults.js';
-import { Keychain } from './keychain.js';
-import type { KeySource } from './keysource.js';
+} from '../definitions.js';
+import { Faults } from '../device/faults.js';
+import { Sensor } from '../device/sensor.js';
+import { receivedOptions } from '../input/arguments.js';
+import { checkedAnswer, checkedAfter, checkedOperation, checkedPolicy, checkedState } from '../input/options.js';
+import { Keychain } from '../keychain/keychain.js';
+import { changedState } from '../keychain/state.js';
+import type { PhoneStorage } from '../keychain/storage.js';
+import type { KeySource } from '../keys/source.js';
+import { Queue } from '../queue.js';
+
 import { Log } from './log.js';
-import { checkedAnswer, checkedAfter, checkedOperation, checkedPolicy, checkedState } from './options.js';
-import { Process } from './process.js';
-import { Queue } from './queue.js';
-import { Sensor } from './sensor.js';
-import { changedState } from './state.js';
-import type { Storage } from './storage.js';
 
 /** A message from a phone to the other pages that share it. */
 type Message = 'items' | 'state' | 'cancel';
@@ -47,7 +47,7 @@ const channelName = (phone: string): string => `kavrel-crypto/${phone}`;
 /** What a phone is made of. */
 export interface Parts {
   name: string;
-  storage: Storage;
+  storage: PhoneStorage;
   generateKeyPair: KeySource;
 
   /** Who answers the prompts. Without it every prompt is cancelled, and the first of them is reported. */
@@ -61,7 +61,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
   readonly name: string;
   failure: string | null = null;
 
-  private readonly kept: Storage;
+  private readonly kept: PhoneStorage;
   private readonly release: () => boolean;
   private readonly queue = new Queue();
   private readonly record = new Log((what) => this.tell(what));
@@ -70,7 +70,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
   private readonly faults = new Faults();
   private readonly generateKeyPair: KeySource;
   private readonly channel: BroadcastChannel | undefined;
-  private process: Process;
+  private app: AppProcess;
   private methods: string[] = [];
   private stopped: Promise<void> | undefined;
 
@@ -83,15 +83,15 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     this.keychain = new Keychain(storage, (what) => this.announce(what));
     this.sensor = new Sensor(this.keychain, prompts, () => this.tell('prompt'));
     this.channel = storage.kind === 'indexeddb' ? this.joined() : undefined;
-    this.process = this.newProcess();
+    this.app = this.newProcess();
   }
 
   /** Starts the process. Call it once, before the first call of the plugin. */
   async start(): Promise<void> {
-    this.methods = await this.process.start();
+    this.methods = await this.app.start();
   }
 
-  get storage(): Storage['kind'] {
+  get storage(): PhoneStorage['kind'] {
     return this.kept.kind;
   }
 
@@ -164,15 +164,15 @@ export class SimulatedPhone extends EventTarget implements Simulator {
 
   async restart(): Promise<void> {
     this.requireRunning();
-    this.process.end();
+    this.app.end();
     this.abandonCalls();
     this.failure = null;
-    const process = this.newProcess();
-    this.process = process;
+    const app = this.newProcess();
+    this.app = app;
     try {
-      await process.start();
+      await app.start();
     } catch (error) {
-      if (this.process === process) this.fail(`The app cannot be started again: ${(error as Error).message}`);
+      if (this.app === app) this.fail(`The app cannot be started again: ${(error as Error).message}`);
       throw error;
     }
     this.tell('started');
@@ -198,7 +198,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
       }
       const end = this.record.begin(method, received);
       if (this.failure !== null) return end({ outcome: 'unfinished' });
-      this.process.enter(async (component) => {
+      this.app.enter(async (component) => {
         const isHandled = await component.perform(method, {
           options: received,
           resolve: (result) => {
@@ -219,7 +219,7 @@ export class SimulatedPhone extends EventTarget implements Simulator {
   async shutDown(): Promise<void> {
     this.sensor.close(stoppedRejection());
     await this.settled();
-    this.process.end();
+    this.app.end();
     this.record.abandon();
     this.channel?.close();
     this.kept.close();
@@ -236,9 +236,9 @@ export class SimulatedPhone extends EventTarget implements Simulator {
     clearTimeout(timer);
   }
 
-  private newProcess(): Process {
+  private newProcess(): AppProcess {
     const { keychain, sensor, generateKeyPair, faults } = this;
-    return new Process({ keychain, sensor, generateKeyPair, faults }, this.queue, {
+    return new AppProcess({ keychain, sensor, generateKeyPair, faults }, this.queue, {
       printed: (line) => this.record.print(line),
       crashed: (reason) => this.crash(reason),
     });

@@ -14,7 +14,8 @@ import {
 } from 'asn1js';
 import type { BaseBlock } from 'asn1js';
 
-import type { CertificateOptions } from './definitions.js';
+import type { CertificateOptions } from '../definitions.js';
+
 import { nameOf } from './names.js';
 import { checkedCertificateOptions } from './options.js';
 

@@ -1,4 +1,5 @@
-import type { SimulatorOptions } from './definitions.js';
+import type { SimulatorOptions } from '../definitions.js';
+
 import type { KeyPair } from './keys.js';
 import { generateKeyPair } from './keys.js';
 

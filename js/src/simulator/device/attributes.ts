@@ -1,5 +1,5 @@
-import type { Accessibility } from './definitions.js';
-import { Failure, status } from './failure.js';
+import type { Accessibility } from '../definitions.js';
+import { Failure, status } from '../failure.js';
 
 /** A query or a map of attributes. Its keys and its constants are strings with the platform's names. */
 export type Dictionary = Record<string, unknown>;

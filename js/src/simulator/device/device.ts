@@ -1,19 +1,19 @@
-import type { Dictionary } from './attributes.js';
+import type { PhoneState } from '../definitions.js';
+import type { Answer, PlatformError } from '../failure.js';
+import { Failure, answer, status } from '../failure.js';
+import type { Keychain } from '../keychain/keychain.js';
+import type { ItemQuery, NewItem } from '../keychain/storage.js';
+import type { Certificate } from '../keys/certificate.js';
+import { certificateOf } from '../keys/certificate.js';
+import type { Key } from '../keys/keys.js';
+import { blockSize, externalRepresentation, keyOf, publicHalf, sign, verify } from '../keys/keys.js';
+import type { KeySource } from '../keys/source.js';
+
 import { Attributes, wrong } from './attributes.js';
-import type { Certificate } from './certificate.js';
-import { certificateOf } from './certificate.js';
-import type { PhoneState } from './definitions.js';
-import type { Answer, PlatformError } from './failure.js';
-import { Failure, answer, status } from './failure.js';
+import type { Dictionary } from './attributes.js';
 import type { Faults } from './faults.js';
-import type { Keychain } from './keychain.js';
-import type { Key } from './keys.js';
-import { blockSize, externalRepresentation, keyOf, publicHalf, sign, verify } from './keys.js';
-import type { KeySource } from './keysource.js';
-import type { Process } from './process.js';
 import type { Sensor } from './sensor.js';
 import { obstacle } from './sensor.js';
-import type { ItemQuery, NewItem } from './storage.js';
 
 const biometryTypes: Record<PhoneState['biometry'], number> = { none: 0, touchID: 1, faceID: 2, opticID: 4 };
 
@@ -76,6 +76,21 @@ function readParameters(map: Dictionary): { bits: number; halves: Half[] } {
   return { bits, halves: halves.filter((half) => half !== null) };
 }
 
+/** The app's process, as its device needs it. What comes after its end does not reach it. */
+export interface App {
+  /** Takes a console line. */
+  print(line: string): void;
+
+  /** Runs a task that was posted to the main queue, in its turn. */
+  run(task: number): void;
+
+  /** Replies to an evaluation, in its turn. `error` is null if the person was recognised. */
+  replyTo(pending: number, error: PlatformError | null): void;
+
+  /** Settles as `work` does, but never once the process has ended, since nothing may come back into it. */
+  outlive<T>(work: Promise<T>): Promise<T>;
+}
+
 /** What a phone is made of, whichever process runs on it. */
 export interface Hardware {
   keychain: Keychain;
@@ -91,15 +106,15 @@ export interface Hardware {
 export class Device {
   constructor(
     private readonly hardware: Hardware,
-    private readonly process: Process,
+    private readonly app: App,
   ) {}
 
   print(line: string): void {
-    this.process.print(line);
+    this.app.print(line);
   }
 
   dispatchAsyncMain(task: number): void {
-    this.process.enter((component) => component.run(task));
+    this.app.run(task);
   }
 
   canEvaluatePolicy(): Promise<Answer<{ biometryType: number; obstacle: PlatformError | null }>> {
@@ -113,7 +128,7 @@ export class Device {
   async evaluatePolicy(reason: string, pending: number): Promise<void> {
     const outcome = await answer(() => this.hardware.sensor.evaluate(reason));
     const error = 'error' in outcome ? outcome.error : outcome.result;
-    this.process.enter((component) => component.replyTo(pending, error));
+    this.app.replyTo(pending, error);
   }
 
   SecItemAdd(map: Dictionary): Promise<Answer<null>> {
@@ -167,7 +182,7 @@ export class Device {
       this.hardware.faults.take('generateKey');
       const { bits, halves } = readParameters(map);
       // A process that ended meanwhile must not store anything any more.
-      const pair = await this.process.outlive(this.hardware.generateKeyPair(bits));
+      const pair = await this.app.outlive(this.hardware.generateKeyPair(bits));
       const secretOf = (half: Half) => (half.class === 'privateKey' ? pair : publicHalf(pair));
       if (halves.length > 0)
         await this.hardware.keychain.add(halves.map((half) => ({ ...half, secret: secretOf(half) })));
@@ -217,6 +232,6 @@ export class Device {
   }
 
   private answer<T>(operation: () => Promise<T>): Promise<Answer<T>> {
-    return this.process.outlive(answer(operation));
+    return this.app.outlive(answer(operation));
   }
 }

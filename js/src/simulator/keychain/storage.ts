@@ -1,20 +1,7 @@
-import type { Accessibility, PhoneState } from './definitions.js';
-import type { Key } from './keys.js';
+import type { Accessibility } from '../definitions.js';
+import type { Key } from '../keys/keys.js';
 
-/** The state of the phone, with what its sensor remembers. */
-export interface State extends PhoneState {
-  /** The number of biometric prompts in a row without a match. The fifth locks the sensor out. */
-  failedPrompts: number;
-}
-
-export const newState: Readonly<State> = {
-  biometry: 'faceID',
-  enrolled: true,
-  lockedOut: false,
-  locked: false,
-  firstUnlock: true,
-  failedPrompts: 0,
-};
+import type { State } from './state.js';
 
 export type ItemClass = 'genericPassword' | 'publicKey' | 'privateKey';
 
@@ -59,7 +46,7 @@ export interface Transaction {
 }
 
 /** Where the items and the state of one phone are kept. */
-export interface Storage {
+export interface PhoneStorage {
   readonly kind: 'indexeddb' | 'memory';
 
   /**

@@ -1,15 +1,16 @@
-import { prepareComponent } from './component.js';
-import type { Simulator, SimulatorOptions } from './definitions.js';
-import { IndexedDBStorage } from './indexeddb.js';
-import { keySource } from './keysource.js';
-import { MemoryStorage } from './memory.js';
-import { checkedOptions } from './options.js';
+import { prepareComponent } from '../app/component.js';
+import type { Simulator, SimulatorOptions } from '../definitions.js';
+import { checkedOptions } from '../input/options.js';
+import { IndexedDBStorage } from '../keychain/indexeddb.js';
+import { MemoryStorage } from '../keychain/memory.js';
+import type { PhoneStorage } from '../keychain/storage.js';
+import { keySource } from '../keys/source.js';
+import { mountPanel } from '../panel/index.js';
+import { rejection, SimulatedPhone } from '../phone/phone.js';
+
 import { canAskPerson, isPhone } from './page.js';
-import { mountPanel } from './panel/index.js';
 import { populate, readPeople } from './people.js';
-import { rejection, SimulatedPhone } from './phone.js';
 import { becomeIOS } from './platform.js';
-import type { Storage } from './storage.js';
 
 /** What a start asks for, once every default is known. */
 type Wanted = Required<Omit<SimulatorOptions, 'prompts' | 'state' | 'people'>> &
@@ -46,7 +47,7 @@ function withDefaults(options: SimulatorOptions): Wanted {
 }
 
 /** Opens the storage. If it `mayBeMemory`, memory takes the place of an IndexedDB that cannot be used. */
-async function openStorage({ storage, name }: Wanted, mayBeMemory: boolean): Promise<Storage> {
+async function openStorage({ storage, name }: Wanted, mayBeMemory: boolean): Promise<PhoneStorage> {
   if (storage === 'memory') return new MemoryStorage();
   try {
     return await IndexedDBStorage.open(name);

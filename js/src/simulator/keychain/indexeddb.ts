@@ -1,8 +1,9 @@
 import type { DBSchema, IDBPDatabase, IDBPTransaction } from 'idb';
 import { openDB } from 'idb';
 
-import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
-import { newState } from './storage.js';
+import type { State } from './state.js';
+import { newState } from './state.js';
+import type { ItemQuery, NewItem, PhoneStorage, StoredItem, Transaction } from './storage.js';
 
 interface Schema extends DBSchema {
   items: { key: number; value: StoredItem; indexes: { name: string } };
@@ -63,7 +64,7 @@ class StoredTransaction<Mode extends IDBTransactionMode> implements Transaction 
 }
 
 /** Keeps a phone in the browser's database, for all pages of one origin. */
-export class IndexedDBStorage implements Storage {
+export class IndexedDBStorage implements PhoneStorage {
   readonly kind = 'indexeddb';
 
   private connection: Promise<IDBPDatabase<Schema>> | undefined;

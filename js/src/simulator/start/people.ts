@@ -1,13 +1,12 @@
-import { TestAuthority } from './authority.js';
-import type { Person, PhoneState, PrivateKeyJWK } from './definitions.js';
-import type { KeyPair } from './keys.js';
-import { importKeyPair } from './keys.js';
-import type { KeySource } from './keysource.js';
-import { MemoryStorage } from './memory.js';
-import { SimulatedPhone } from './phone.js';
-import { changedState } from './state.js';
-import type { Storage, StoredItem, Transaction } from './storage.js';
-import { newState } from './storage.js';
+import { TestAuthority } from '../authority/authority.js';
+import type { Person, PhoneState, PrivateKeyJWK } from '../definitions.js';
+import { MemoryStorage } from '../keychain/memory.js';
+import { changedState, newState } from '../keychain/state.js';
+import type { PhoneStorage, StoredItem, Transaction } from '../keychain/storage.js';
+import type { KeyPair } from '../keys/keys.js';
+import { importKeyPair } from '../keys/keys.js';
+import type { KeySource } from '../keys/source.js';
+import { SimulatedPhone } from '../phone/phone.js';
 
 /** Somebody to be enrolled. Without a pair, one is made. */
 interface Enrolment extends Omit<Person, 'privateKey'> {
@@ -104,7 +103,7 @@ async function store(transaction: Transaction, item: StoredItem): Promise<void> 
 
 /** Enrols those of the people who have no key yet, and gives a phone that is new its state. */
 export async function populate(
-  storage: Storage,
+  storage: PhoneStorage,
   state: Partial<PhoneState>,
   people: readonly Enrolment[],
   generateKeyPair: KeySource,

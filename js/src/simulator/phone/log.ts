@@ -1,4 +1,4 @@
-import type { LogEntry } from './definitions.js';
+import type { LogEntry } from '../definitions.js';
 
 const most = 1000;
 

@@ -1,5 +1,5 @@
-import type { PlatformOperation } from './definitions.js';
-import { Failure, status } from './failure.js';
+import type { PlatformOperation } from '../definitions.js';
+import { Failure, status } from '../failure.js';
 
 /** The operations of the platform that are to fail. */
 export class Faults {

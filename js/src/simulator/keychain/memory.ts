@@ -1,6 +1,8 @@
-import { Queue } from './queue.js';
-import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
-import { newState } from './storage.js';
+import { Queue } from '../queue.js';
+
+import type { State } from './state.js';
+import { newState } from './state.js';
+import type { ItemQuery, NewItem, PhoneStorage, StoredItem, Transaction } from './storage.js';
 
 class MemoryTransaction implements Transaction {
   constructor(
@@ -43,7 +45,7 @@ class MemoryTransaction implements Transaction {
 }
 
 /** Keeps a phone for as long as the page or the process lives. */
-export class MemoryStorage implements Storage {
+export class MemoryStorage implements PhoneStorage {
   readonly kind = 'memory';
 
   private readonly queue = new Queue();

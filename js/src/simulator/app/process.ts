@@ -1,8 +1,10 @@
-import type { Component } from './component.js';
+import type { App, Hardware } from '../device/device.js';
+import { Device } from '../device/device.js';
+import type { PlatformError } from '../failure.js';
+import type { Queue } from '../queue.js';
+
 import { loadComponent } from './component.js';
-import type { Hardware } from './device.js';
-import { Device } from './device.js';
-import type { Queue } from './queue.js';
+import type { Component } from './component.js';
 
 /** Hears from a process what happens in it. */
 export interface ProcessObserver {
@@ -16,7 +18,7 @@ export interface ProcessObserver {
 const fatal = /^KavrelCrypto: precondition failed: (.*)/;
 
 /** The app with the component in it, from its start to its end. */
-export class Process {
+export class AppProcess implements App {
   private component: Component | undefined;
   private hasEnded = false;
   private leave: () => void = () => undefined;
@@ -47,7 +49,14 @@ export class Process {
     void this.queue.run(() => this.turn(work));
   }
 
-  /** Settles as `work` does, but never once the process has ended, since nothing may come back into it. */
+  run(task: number): void {
+    this.enter((component) => component.run(task));
+  }
+
+  replyTo(pending: number, error: PlatformError | null): void {
+    this.enter((component) => component.replyTo(pending, error));
+  }
+
   outlive<T>(work: Promise<T>): Promise<T> {
     return new Promise((resolve, reject) => {
       work.then(

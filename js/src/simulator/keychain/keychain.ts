@@ -1,8 +1,10 @@
-import type { Accessibility, Item } from './definitions.js';
-import { DamagedItem, Failure, status } from './failure.js';
-import { isIntact } from './keys.js';
-import type { ItemQuery, NewItem, State, Storage, StoredItem, Transaction } from './storage.js';
-import { newState } from './storage.js';
+import type { Accessibility, Item } from '../definitions.js';
+import { DamagedItem, Failure, status } from '../failure.js';
+import type { KeyPair } from '../keys/keys.js';
+
+import type { State } from './state.js';
+import { newState } from './state.js';
+import type { ItemQuery, NewItem, PhoneStorage, StoredItem, Transaction } from './storage.js';
 
 /** Throws if the phone's lock keeps items of this accessibility out of reach. */
 function requireReach(state: State, accessibility: Accessibility): void {
@@ -17,6 +19,14 @@ function requireReach(state: State, accessibility: Accessibility): void {
 /** Returns the state and the matching items. Asks for both at once, since in IndexedDB each wait takes time. */
 function read(transaction: Transaction, query: ItemQuery): Promise<[State, StoredItem[]]> {
   return Promise.all([transaction.state(), transaction.find(query)]);
+}
+
+/** Whether an item's secret is what its class says. What a tool has serialised is no key any more. */
+function isIntact({ class: itemClass, secret }: StoredItem): boolean {
+  if (itemClass === 'genericPassword') return ArrayBuffer.isView(secret);
+  const { rsaPublicKey, publicKey, privateKey } = secret as Partial<KeyPair>;
+  const keys = itemClass === 'privateKey' ? [publicKey, privateKey] : [publicKey];
+  return ArrayBuffer.isView(rsaPublicKey) && keys.every((key) => key instanceof CryptoKey);
 }
 
 /** Throws if the item cannot be used. Its sentence names the item and says what helps. */
@@ -38,7 +48,7 @@ function described({ class: itemClass, name, accessibility, createdAt }: StoredI
 export class Keychain {
   /** `changed` is told after every change. */
   constructor(
-    private readonly storage: Storage,
+    private readonly storage: PhoneStorage,
     private readonly changed: (what: 'items' | 'state') => void,
   ) {}
 
