@@ -14,7 +14,7 @@ Pod::Spec.new do |s|
 
   s.source_files = '{csr,keys,plugin,storage,text}/*.{cpp,hpp}',
                    'platform/*.{cpp,hpp}',
-                   'platform/apple/*.{cpp,hpp,mm}',
+                   'devices/apple/*.{cpp,hpp,mm}',
                    'ios/*.{h,hpp,m,mm}'
   # The other headers are C++, which Swift cannot import.
   s.public_header_files = 'ios/DigitalSignPlugin.h'

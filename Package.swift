@@ -29,7 +29,7 @@ let package = Package(
                 "keys",
                 "platform/Capacitor.cpp",
                 "platform/Foundation.cpp",
-                "platform/apple",
+                "devices/apple",
                 "plugin",
                 "storage",
                 "text"

@@ -8,10 +8,10 @@
 #include "bench/Calls.hpp"
 #include "bench/Comparison.hpp"
 #include "bench/OpenSSL.hpp"
-#include "platform/desktop/CurrentDevice.hpp"
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/MainQueue.hpp"
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/CurrentDevice.hpp"
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/MainQueue.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "text/Base64.hpp"
 
 namespace KavrelCrypto::Bench {

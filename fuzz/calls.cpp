@@ -15,13 +15,13 @@
 #include <string>
 #include <vector>
 
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/MainQueue.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "fuzz/check.hpp"
 #include "fuzz/keys.hpp"
 #include "fuzz/model.hpp"
 #include "platform/Security.hpp"
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/MainQueue.hpp"
-#include "platform/desktop/Sensor.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestCall.hpp"

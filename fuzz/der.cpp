@@ -1,7 +1,7 @@
 // What reads and writes DER, compared with readers and writers of the plainest kind. The first byte of an
 // input says which one reads the rest.
 
-#include "platform/desktop/DER.hpp"
+#include "devices/desktop/DER.hpp"
 
 #include <algorithm>
 #include <climits>

@@ -12,10 +12,10 @@
 #include <utility>
 #include <variant>
 
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "fuzz/check.hpp"
 #include "fuzz/keys.hpp"
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/Sensor.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "text/Base64.hpp"

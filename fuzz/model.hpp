@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/desktop/Device.hpp"
+#include "devices/desktop/Device.hpp"
 #include "tests/plugin/OpenSSL.hpp"
 
 /// What sequences of calls are to leave on the device.

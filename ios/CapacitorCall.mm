@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "devices/apple/NSString.hpp"
 #include "ios/JSValues.hpp"
-#include "platform/apple/NSString.hpp"
 
 // The runtime defines these in Swift. The header that declares them in Objective-C is generated when the
 // runtime is built and, like Capacitor.h, cannot be included in Objective-C++ without C++ modules. So they

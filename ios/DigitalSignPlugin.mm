@@ -1,7 +1,7 @@
 #import "ios/DigitalSignPlugin.h"
 
+#include "devices/apple/NSString.hpp"
 #include "ios/CapacitorCall.hpp"
-#include "platform/apple/NSString.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <limits>
 #include <vector>
 
-#include "platform/apple/NSString.hpp"
+#include "devices/apple/NSString.hpp"
 
 namespace KavrelCrypto {
 namespace {

@@ -3,7 +3,7 @@
 #include <Security/Security.h>
 #include <gtest/gtest.h>
 
-#include "platform/apple/CoreFoundation.hpp"
+#include "devices/apple/CoreFoundation.hpp"
 
 namespace KavrelCrypto {
 namespace {

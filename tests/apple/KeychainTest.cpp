@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "apple/AppleDeviceTest.hpp"
+#include "devices/apple/Handles.hpp"
 #include "platform/Security.hpp"
-#include "platform/apple/Handles.hpp"
 
 namespace KavrelCrypto {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/Capacitor.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/scripted/ScriptedDevice.hpp"
 
 /// What the scripts of several suites have in common.
 namespace KavrelCrypto {

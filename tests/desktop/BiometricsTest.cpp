@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <thread>
 
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
 

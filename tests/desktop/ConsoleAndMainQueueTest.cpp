@@ -5,8 +5,8 @@
 #include <sstream>
 #include <thread>
 
+#include "devices/desktop/MainQueue.hpp"
 #include "platform/Dispatch.hpp"
-#include "platform/desktop/MainQueue.hpp"
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
 

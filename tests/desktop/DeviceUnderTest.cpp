@@ -5,9 +5,9 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/MainQueue.hpp"
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/MainQueue.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/support/NativeDevice.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 

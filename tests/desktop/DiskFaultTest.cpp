@@ -4,8 +4,8 @@
 #include <gmock/gmock.h>
 #include <iostream>
 
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/FailingDisk.hpp"
 #include "tests/desktop/Session.hpp"
 #include "tests/desktop/StoredKeys.hpp"

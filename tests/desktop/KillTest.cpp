@@ -9,8 +9,8 @@
 #include <sstream>
 #include <thread>
 
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/Session.hpp"
 #include "tests/desktop/StoredKeys.hpp"
 #include "tests/desktop/TestProcess.hpp"

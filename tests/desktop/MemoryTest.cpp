@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <semaphore>
 
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/FailingAllocations.hpp"
 #include "tests/desktop/TestDevice.hpp"
 

@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <thread>
 
-#include "platform/desktop/FileDescriptor.hpp"
+#include "devices/desktop/FileDescriptor.hpp"
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
 

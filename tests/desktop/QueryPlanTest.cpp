@@ -5,7 +5,7 @@
 #include <set>
 #include <sqlite3.h>
 
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/TestDevice.hpp"
 
 namespace KavrelCrypto {

@@ -15,8 +15,8 @@
 #include <thread>
 #include <unistd.h>
 
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/Session.hpp"
 #include "tests/desktop/StoredKeys.hpp"
 

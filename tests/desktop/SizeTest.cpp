@@ -5,9 +5,9 @@
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 
-#include "platform/desktop/OpenSSL.hpp"
-#include "platform/desktop/SQLite.hpp"
-#include "platform/desktop/Sealing.hpp"
+#include "devices/desktop/OpenSSL.hpp"
+#include "devices/desktop/SQLite.hpp"
+#include "devices/desktop/Sealing.hpp"
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
 

@@ -9,10 +9,10 @@
 #include <iostream>
 #include <thread>
 
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/MainQueue.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "platform/Dispatch.hpp"
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/MainQueue.hpp"
-#include "platform/desktop/Sensor.hpp"
 #include "tests/desktop/Session.hpp"
 #include "tests/desktop/StoredKeys.hpp"
 #include "tests/desktop/TestProcess.hpp"

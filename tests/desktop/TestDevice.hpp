@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "devices/desktop/Device.hpp"
 #include "platform/Security.hpp"
-#include "platform/desktop/Device.hpp"
 #include "tests/support/Hex.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 

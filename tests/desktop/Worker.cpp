@@ -25,9 +25,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "devices/desktop/Device.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "platform/Security.hpp"
-#include "platform/desktop/Device.hpp"
-#include "platform/desktop/Sensor.hpp"
 #include "text/Bytes.hpp"
 
 using namespace KavrelCrypto;

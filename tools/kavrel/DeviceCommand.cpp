@@ -4,7 +4,7 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "platform/desktop/Device.hpp"
+#include "devices/desktop/Device.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 #include "tools/kavrel/Commands.hpp"
 

@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
+#include "devices/desktop/MainQueue.hpp"
 #include "platform/Dispatch.hpp"
-#include "platform/desktop/MainQueue.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 
 namespace KavrelCrypto::Host {

@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "platform/desktop/Sensor.hpp"
+#include "devices/desktop/Sensor.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 
 namespace KavrelCrypto::Host {

@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "platform/desktop/Sync.hpp"
+#include "devices/desktop/Sync.hpp"
 #include "text/Base64.hpp"
 #include "text/PEM.hpp"
 #include "tools/kavrel/CommandIO.hpp"

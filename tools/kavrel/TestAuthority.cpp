@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/desktop/Sync.hpp"
+#include "devices/desktop/Sync.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 #include "tools/kavrel/TemporaryFolder.hpp"
 

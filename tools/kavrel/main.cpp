@@ -10,7 +10,7 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "platform/desktop/Device.hpp"
+#include "devices/desktop/Device.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "tools/kavrel/CommandIO.hpp"
 #include "tools/kavrel/Commands.hpp"

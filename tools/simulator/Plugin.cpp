@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/browser/Bridge.hpp"
+#include "devices/browser/Bridge.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 
 namespace KavrelCrypto {

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "apple/standins/Keys.hpp"
-#include "platform/desktop/DER.hpp"
+#include "devices/desktop/DER.hpp"
 
 namespace AppleStandIns {
 

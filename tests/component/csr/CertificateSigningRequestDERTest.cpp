@@ -2,7 +2,7 @@
 #include <limits>
 
 #include "csr/CertificateSigningRequest.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/scripted/ScriptedDevice.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/scripted/ScriptedDevice.hpp"
 
 namespace KavrelCrypto {
 namespace {

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "storage/CSRStorage.hpp"
-#include "tests/device/ScriptedDevice.hpp"
+#include "tests/scripted/ScriptedDevice.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/desktop/Device.hpp"
+#include "devices/desktop/Device.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 
 namespace {
