@@ -4,7 +4,8 @@
 import { readFile } from 'node:fs/promises';
 import { createServer } from 'node:http';
 import { resolve } from 'node:path';
-import { runnerImport } from 'vite';
+
+import { launchChromium } from './chromium.mjs';
 
 const starts = 15;
 const rounds = 300;
@@ -103,7 +104,6 @@ async function measureCalls(browser, address) {
 const line = (what, time, limit) =>
   console.log(`${what.padEnd(44)}${time.toFixed(2).padStart(8)}${limit.padStart(16)}`);
 
-const { launchChromium } = (await runnerImport(resolve(import.meta.dirname, 'tests/chromium.ts'))).module;
 const server = await serve();
 const browser = await launchChromium();
 try {

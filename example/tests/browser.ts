@@ -2,7 +2,7 @@ import type { Browser, Page } from 'playwright-core';
 import type { ViteDevServer } from 'vite';
 import { createServer } from 'vite';
 
-import { launchChromium } from '../../js/tests/chromium.js';
+import { launchChromium } from '../../js/chromium.mjs';
 
 /** The example, served as for development, and a browser to open it in. */
 export class Example {

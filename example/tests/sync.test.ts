@@ -10,7 +10,7 @@ const run = promisify(execFile);
 const example = new URL('..', import.meta.url).pathname;
 const notCopied = ['node_modules', 'ios', 'dist'];
 
-test('cap add and cap sync make an app that knows the plugin and says why it asks for Face ID', async () => {
+test('cap add and cap sync make an app for the plugin’s oldest iOS that says why it asks for Face ID', async () => {
   const folder = await mkdtemp(join(tmpdir(), 'kavrel-example-'));
   try {
     const app = join(folder, 'example');
@@ -33,6 +33,11 @@ test('cap add and cap sync make an app that knows the plugin and says why it ask
     const { packageClassList } = JSON.parse(await readFile(join(app, 'ios/App/App/capacitor.config.json'), 'utf8'));
     expect(packageClassList).toEqual(['DigitalSignPlugin']);
     expect(await readFile(join(app, 'ios/App/App/public/index.html'), 'utf8')).toContain('Enrol and sign');
+
+    const project = await readFile(join(app, 'ios/App/App.xcodeproj/project.pbxproj'), 'utf8');
+    const targets = [...project.matchAll(/IPHONEOS_DEPLOYMENT_TARGET = (\d+)\.0;/g)].map(([, release]) => release);
+    const [, oldest] = (await readFile(join(example, '../Package.swift'), 'utf8')).match(/\.iOS\(\.v(\d+)\)/) ?? [];
+    expect(new Set(targets)).toEqual(new Set([oldest]));
   } finally {
     await rm(folder, { recursive: true });
   }

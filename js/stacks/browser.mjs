@@ -1,22 +1,13 @@
 import { chmod, mkdir, readFile, symlink, writeFile } from 'node:fs/promises';
 import { join } from 'node:path';
 
-/** What Debian's Chromium is started with, so that it runs as root and talks to nobody but the tests. */
-const flags = [
-  '--no-sandbox',
-  '--disable-gpu',
-  '--disable-quic',
-  '--no-first-run',
-  '--disable-background-networking',
-  '--disable-component-update',
-  '--disable-sync',
-];
+import { args, executablePath } from '../chromium.mjs';
 
 /** Makes a folder where test runners find Debian's Chromium, and returns the variables that tell them so. */
 export async function offerChromium(folder) {
   const chromium = join(folder, 'chromium');
   await mkdir(folder);
-  await writeFile(chromium, `#!/bin/sh\nexec /usr/bin/chromium ${flags.join(' ')} "$@"\n`);
+  await writeFile(chromium, `#!/bin/sh\nexec ${executablePath} ${args.join(' ')} "$@"\n`);
   await chmod(chromium, 0o755);
   return { CHROME_BIN: chromium, PLAYWRIGHT_BROWSERS_PATH: folder };
 }

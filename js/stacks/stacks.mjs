@@ -37,7 +37,10 @@ const inAngular = {
 const empty = (...packages) =>
   `mkdir app && cd app && npm init --yes && npm install --save-dev @types/node ${packages.join(' ')}`;
 
-const ofJest = { create: empty('typescript@5'), apps: ['jest'], passes: /\b2 passed/ };
+/** The oldest release of Node.js that the package serves, which runs Jest here; the other set-ups run on the project's own. */
+const oldest = 'node@20.0.0';
+
+const ofJest = { create: empty(oldest, 'typescript@5'), apps: ['jest'], passes: /\b2 passed/ };
 const ofVitest = { create: empty(), passes: /\b2 passed/ };
 
 export const stacks = [
@@ -111,12 +114,17 @@ export const stacks = [
     out: 'out',
     shows: ['next', 'react'],
   },
-  { name: 'Jest', ...ofJest, follows: [['stacks/jest.md', 'Node.js']], shows: ['jest', 'ts-jest', 'typescript'] },
+  {
+    name: 'Jest',
+    ...ofJest,
+    follows: [['stacks/jest.md', 'Node.js']],
+    shows: ['node', 'jest', 'ts-jest', 'typescript'],
+  },
   {
     name: 'Jest with jsdom',
     ...ofJest,
     follows: [['stacks/jest.md', 'jsdom']],
-    shows: ['jest', 'jest-environment-jsdom', 'typescript'],
+    shows: ['node', 'jest', 'jest-environment-jsdom', 'typescript'],
     cheap: true,
   },
   { name: 'Vitest', ...ofVitest, follows: [['stacks/vitest.md', 'Node.js']], shows: ['vitest'], cheap: true },

@@ -6,7 +6,8 @@ import type { PreviewServer, ViteDevServer } from 'vite';
 import { createServer, preview } from 'vite';
 import { afterAll, beforeAll, describe, expect, inject, test } from 'vitest';
 
-import { launchChromium } from './chromium.js';
+import { launchChromium } from '../chromium.mjs';
+
 import { block, digestB64, makeFreshApp, runIn } from './fresh-app.js';
 import { useOpenSSL } from './simulator/openssl.js';
 import type { Simulator } from './simulator/phone.js';

@@ -57,7 +57,7 @@ describe.each(
     await rm(join(app, 'ios'), { recursive: true, force: true });
     await rm(join(app, 'www'), { recursive: true, force: true });
     await cap(app, 'add', 'ios', '--packagemanager', packagemanager);
-    // Made only now, because with web files in place this CLI also syncs when it adds, as if for CocoaPods.
+    // Made only now, because with web files in place release 7 also syncs when it adds, as if for CocoaPods.
     await mkdir(join(app, 'www'));
     await writeFile(join(app, 'www/index.html'), '<!doctype html><title>App</title>');
     printed = await cap(app, 'sync', 'ios');

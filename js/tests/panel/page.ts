@@ -4,7 +4,7 @@ import type { Browser, BrowserContextOptions, Page } from 'playwright-core';
 import { build } from 'vite';
 import { afterAll, afterEach, beforeAll, expect } from 'vitest';
 
-import { launchChromium } from '../chromium.js';
+import { launchChromium } from '../../chromium.mjs';
 
 /** The page's policy: no style passes that is in the markup or that a script adds to it. */
 const policy = `default-src 'none'; script-src 'self' 'wasm-unsafe-eval'; style-src 'self'`;

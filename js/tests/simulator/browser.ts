@@ -5,8 +5,8 @@ import { join } from 'node:path';
 import type { Browser, BrowserContext, Page } from 'playwright-core';
 import { afterAll, afterEach, beforeAll, beforeEach, expect, inject } from 'vitest';
 
+import { launchChromium } from '../../chromium.mjs';
 import type { UserInfo } from '../../src/definitions.js';
-import { launchChromium } from '../chromium.js';
 
 import type { Simulator, SimulatorOptions } from './phone.js';
 import { installed, nationalCode, userInfo } from './phone.js';
