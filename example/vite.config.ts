@@ -6,7 +6,7 @@ export default defineConfig({
     rollupOptions: { input: ['index.html', 'self-check.html'] },
   },
   test: {
-    include: ['tests/*.test.ts'],
+    include: ['tests/*.test.ts', '../conformance/tests/*.test.ts'],
     maxWorkers: '100%', // they wait for a browser more than they compute
     // A browser that starts on a busy machine.
     testTimeout: 120_000,

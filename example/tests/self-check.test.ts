@@ -1,68 +1,77 @@
-import { DigitalSign } from 'kavrel-crypto';
-import { startSimulator } from 'kavrel-crypto/simulator';
+import { version } from 'kavrel-crypto/package.json';
 import type { Simulator } from 'kavrel-crypto/simulator';
+import { readFile } from 'node:fs/promises';
+import type { Page } from 'playwright-core';
 import { afterAll, beforeAll, expect, test } from 'vitest';
 
-import { checks } from '../src/self-check/checks/index.js';
-import type { Intercept } from '../src/self-check/context.js';
-import { callerOf } from '../src/self-check/outcome.js';
-import { prompts } from '../src/self-check/prompts.js';
-import type { CheckResult } from '../src/self-check/run.js';
-import { runSelfCheck } from '../src/self-check/run.js';
+import { checks } from '../../conformance/checks/index.js';
+import { prompts } from '../../conformance/prompts.js';
+import type { Report } from '../../conformance/run.js';
 
-import { brokenPlugins } from './broken-plugins.js';
+import { Example } from './browser.js';
 
-let phone: Simulator;
+let example: Example;
 
 beforeAll(async () => {
-  phone = await startSimulator({ storage: 'memory', panel: false });
+  example = await Example.start();
 });
-afterAll(() => phone.stop());
+afterAll(() => example.stop());
 
-async function run(intercept?: Intercept): Promise<CheckResult[]> {
-  const report = await runSelfCheck({
-    call: callerOf(DigitalSign),
-    announce: async ({ name }) => {
-      phone.prompts = prompts[name].answer;
-    },
-    intercept,
+/** The page says that this many checks ended, and all of them well. */
+const green = (page: Page): Promise<void> =>
+  page
+    .locator('#summary')
+    .filter({ hasText: `${checks.length} passed, 0 failed, 0 could not run` })
+    .waitFor();
+
+test('the self-check is green in the browser, and its report can be downloaded', async () => {
+  const page = await example.open('self-check.html');
+  await page.getByRole('button', { name: 'Run the check' }).click();
+  await green(page);
+  expect(await page.locator('#results li[data-outcome=passed]').count()).toBe(checks.length);
+
+  const [download] = await Promise.all([page.waitForEvent('download'), page.click('#download-report')]);
+  const report = JSON.parse(await readFile(await download.path(), 'utf8')) as Report & Record<string, unknown>;
+  expect(report.results.map(({ name }) => name)).toEqual(checks.map(({ name }) => name));
+  expect(report).toMatchObject({ package: `kavrel-crypto ${version}`, platform: 'ios' });
+  expect(report.notRunnable.length).toBeGreaterThan(0);
+});
+
+test('on a phone the person answers each prompt, and copies or shares the report', async () => {
+  const page = await example.open('self-check.html');
+  const device = await page.evaluateHandle(async () => {
+    const window = globalThis as { kavrelSimulator?: Promise<Simulator | null> };
+    const simulator = (await window.kavrelSimulator)!;
+    window.kavrelSimulator = Promise.resolve(null);
+    const device = { simulator, shared: [] as (ShareData | undefined)[] };
+    navigator.share = async (data) => void device.shared.push(data);
+    return device;
   });
-  return report.results;
-}
+  await page.getByRole('button', { name: 'Run the check' }).click();
+  for (const [index, { ask, answer }] of Object.values(prompts).entries()) {
+    await page.getByText(`Prompt ${index + 1} of ${Object.keys(prompts).length}. ${ask}`).waitFor();
+    await device.evaluate(({ simulator }, answer) => {
+      simulator.prompts = answer;
+    }, answer);
+    await page.getByRole('button', { name: 'Show the prompt' }).click();
+  }
+  await green(page);
+  expect(await page.locator('#download-report').isVisible()).toBe(false);
 
-const failed = (results: CheckResult[]): string[] =>
-  results.filter(({ outcome }) => outcome === 'failed').map(({ name }) => name);
+  const report = await page.getByLabel('The report, as JSON').inputValue();
+  expect(JSON.parse(report).results).toHaveLength(checks.length);
+  await page.context().grantPermissions(['clipboard-read', 'clipboard-write']);
+  await page.getByRole('button', { name: 'Copy the report' }).click();
+  await page.getByText('Copied.').waitFor();
+  expect(await page.evaluate(() => navigator.clipboard.readText())).toBe(report);
 
-test('no two checks share a name, and each has a broken plugin that it must find', () => {
-  expect(Object.keys(brokenPlugins).sort()).toEqual(checks.map(({ name }) => name).sort());
-});
+  await page.evaluate(() => {
+    navigator.clipboard.writeText = () => Promise.reject(new Error('Not allowed'));
+  });
+  await page.getByRole('button', { name: 'Copy the report' }).click();
+  await page.getByText('It is selected').waitFor();
+  expect(await page.evaluate(() => getSelection()?.toString())).toBe(report);
 
-test('a run shows at most six prompts', () => {
-  expect(Object.keys(prompts).length).toBeLessThanOrEqual(6);
-});
-
-test('every check passes on the simulator, and nothing is left behind', async () => {
-  const results = await run();
-  expect(results.filter(({ outcome }) => outcome !== 'passed')).toEqual([]);
-  expect(results).toHaveLength(checks.length);
-  expect(await phone.items()).toEqual([]);
-});
-
-test.each([0, 1])('a falsified observable turns exactly its own check red (half %i of the checks)', async (half) => {
-  const falsified = checks.map(({ name }) => name).filter((_, index) => index % 2 === half);
-  const intercept: Intercept = async (check, method, options, settled) => {
-    const replaced = falsified.includes(check) ? brokenPlugins[check](method, { ...options }, settled) : undefined;
-    return ((await replaced) as Awaited<typeof settled> | undefined) ?? settled;
-  };
-  expect(failed(await run(intercept))).toEqual(falsified);
-});
-
-test('where biometrics are not available, the checks that sign are not run', async () => {
-  await phone.set({ enrolled: false });
-  const results = await run();
-  await phone.set({ enrolled: true });
-  const notRun = results.filter(({ outcome }) => outcome === 'not run').map(({ name }) => name);
-  expect(notRun).toHaveLength(7);
-  expect(notRun.every((name) => name.startsWith('signDigest: '))).toBe(true);
-  expect(failed(results)).toEqual([]);
+  await page.getByRole('button', { name: 'Share the report' }).click();
+  expect(await device.evaluate(({ shared }) => shared)).toEqual([{ title: 'Self-check', text: report }]);
 });

@@ -1,5 +1,5 @@
 import { execFile } from 'node:child_process';
-import { cp, mkdtemp, readFile, rm, symlink } from 'node:fs/promises';
+import { cp, mkdtemp, readFile, readdir, rm, symlink } from 'node:fs/promises';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { promisify } from 'node:util';
@@ -18,10 +18,12 @@ test('cap add and cap sync make an app for the plugin’s oldest iOS that says w
     // The workspace's packages lie beside the example and above it.
     await symlink(join(example, 'node_modules'), join(app, 'node_modules'));
     await symlink(join(example, '../node_modules'), join(folder, 'node_modules'));
+    await symlink(join(example, '../conformance'), join(folder, 'conformance'));
     const cap = (...args: string[]): Promise<unknown> =>
       run(process.execPath, [join(example, '../node_modules/@capacitor/cli/bin/capacitor'), ...args], { cwd: app });
     await cap('add', 'ios', '--packagemanager', 'SPM');
-    await run(process.execPath, [join(example, '../node_modules/vite/bin/vite.js'), 'build'], { cwd: app });
+    const env = { ...process.env, NODE_ENV: 'production' }; // the tests' own environment is another
+    await run(process.execPath, [join(example, '../node_modules/vite/bin/vite.js'), 'build'], { cwd: app, env });
     await cap('sync', 'ios');
     await cap('sync', 'ios'); // a second time changes nothing
 
@@ -33,6 +35,10 @@ test('cap add and cap sync make an app for the plugin’s oldest iOS that says w
     const { packageClassList } = JSON.parse(await readFile(join(app, 'ios/App/App/capacitor.config.json'), 'utf8'));
     expect(packageClassList).toEqual(['DigitalSignPlugin']);
     expect(await readFile(join(app, 'ios/App/App/public/index.html'), 'utf8')).toContain('Enrol and sign');
+    const assets = join(app, 'ios/App/App/public/assets');
+    const hasSimulator = async (file: string): Promise<boolean> =>
+      (await readFile(join(assets, file), 'utf8')).includes('kavrel-crypto simulator');
+    expect(await Promise.all((await readdir(assets)).map(hasSimulator))).not.toContain(true);
 
     const project = await readFile(join(app, 'ios/App/App.xcodeproj/project.pbxproj'), 'utf8');
     const targets = [...project.matchAll(/IPHONEOS_DEPLOYMENT_TARGET = (\d+)\.0;/g)].map(([, release]) => release);

@@ -1,10 +1,10 @@
 import { DigitalSign } from 'kavrel-crypto';
 import { deviceSigner } from 'kavrel-crypto/documents';
 
-import { TestAuthority } from '../authority.js';
+import { TestAuthority } from '../../../conformance/authority.js';
 import { signDocument } from '../documents/document.js';
 import { element, make, offerDownload, withdrawDownload } from '../dom.js';
-import { fromBase64, toHex, toPEM } from '../encoding.js';
+import { toHex, toPEM } from '../encoding.js';
 import { explained } from '../rejections.js';
 
 import { biometricsInWords } from './biometrics.js';
@@ -66,7 +66,7 @@ async function writeRequest(): Promise<void> {
   withdrawDownload(downloadRequest);
   const { csrPem } = await DigitalSign.createCSR({ userInfo: person.userInfo });
   request.value = csrPem;
-  const pem = toPEM('CERTIFICATE REQUEST', fromBase64(csrPem));
+  const pem = toPEM('CERTIFICATE REQUEST', csrPem);
   offerDownload(downloadRequest, `${person.nationalCode}.csr`, 'application/pkcs10', pem);
   await showState();
 }
@@ -75,7 +75,7 @@ async function issue(): Promise<void> {
   if (!request.value) throw new Error('Write the request first.');
   authority ??= TestAuthority.create();
   const issuer = await authority;
-  certificate.value = await issuer.issuePEM(request.value);
+  certificate.value = await issuer.issue(request.value);
   offerDownload(downloadAuthority, 'authority.pem', 'application/x-pem-file', issuer.certificate);
 }
 

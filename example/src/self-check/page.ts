@@ -3,13 +3,12 @@ import { DigitalSign } from 'kavrel-crypto';
 import { version } from 'kavrel-crypto/package.json';
 import type { Simulator } from 'kavrel-crypto/simulator';
 
+import type { Announce } from '../../../conformance/context.js';
+import { callerOf } from '../../../conformance/outcome.js';
+import { prompts } from '../../../conformance/prompts.js';
+import type { CheckResult, Progress, Report } from '../../../conformance/run.js';
+import { runSelfCheck } from '../../../conformance/run.js';
 import { element, make, offerDownload } from '../dom.js';
-
-import type { Announce } from './context.js';
-import { callerOf } from './outcome.js';
-import { prompts } from './prompts.js';
-import type { CheckResult, Progress, Report } from './run.js';
-import { runSelfCheck } from './run.js';
 
 const marks: Record<CheckResult['outcome'], string> = { passed: '✓', failed: '✗', 'not run': '–' };
 

@@ -1,13 +1,13 @@
 import type { SignDigestResult } from 'kavrel-crypto';
 
-import { isSignature, readRequest } from '../../authority.js';
-import { fromBase64 } from '../../encoding.js';
 import type { Check } from '../check.js';
 import type { Context } from '../context.js';
+import { fromBase64 } from '../encoding.js';
 import { holds, rejected, resultOf, same } from '../outcome.js';
 import { identity, people } from '../people.js';
 import type { PromptName } from '../prompts.js';
 import { digestB64 } from '../prompts.js';
+import { isSignature, readRequest } from '../request.js';
 
 const { enrolled } = people;
 

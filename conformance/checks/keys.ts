@@ -1,10 +1,10 @@
 import type { KeyInfo } from 'kavrel-crypto';
 
-import { readRequest } from '../../authority.js';
-import { toBase64, toPEM } from '../../encoding.js';
 import type { Check } from '../check.js';
+import { toBase64, toPEM } from '../encoding.js';
 import { holds, rejected, resolved, resultOf, same } from '../outcome.js';
 import { identity, people } from '../people.js';
+import { readRequest } from '../request.js';
 
 const { enrolled, other, fresh, nobody } = people;
 

@@ -1,6 +1,6 @@
-import { toBase64, toPEM } from '../../encoding.js';
 import type { Check } from '../check.js';
 import type { Context } from '../context.js';
+import { toBase64, toPEM } from '../encoding.js';
 import { holds, rejected, resolved, same } from '../outcome.js';
 import { people } from '../people.js';
 

@@ -1,7 +1,6 @@
-import { TestAuthority } from '../authority.js';
-import { toPEM } from '../encoding.js';
-
+import { TestAuthority } from './authority.js';
 import { isEnabled } from './biometrics.js';
+import { fromPEM } from './encoding.js';
 import type { Call, Outcome } from './outcome.js';
 import { resultOf } from './outcome.js';
 import { identity, people } from './people.js';
@@ -34,14 +33,14 @@ export type Intercept = (
 /** Makes the people's keys and certificates, with `call`. Throws where that fails. */
 export async function prepare(call: Call): Promise<Pick<Context, 'certificate' | 'otherCertificate'>> {
   const authority = await TestAuthority.create();
-  const issueFor = async (nationalCode: string): Promise<Uint8Array<ArrayBuffer>> => {
+  const issueFor = async (nationalCode: string): Promise<string> => {
     resultOf(await call('ensureKey', { nationalCode }));
     const request = resultOf(await call('createCSR', { userInfo: identity(nationalCode) }));
     return authority.issue(String(request.csrPem));
   };
   await call('deleteKey', { nationalCode: people.nobody });
-  const certificate = await issueFor(people.enrolled);
-  return { certificate, otherCertificate: toPEM('CERTIFICATE', await issueFor(people.other)) };
+  const certificate = fromPEM('CERTIFICATE', await issueFor(people.enrolled));
+  return { certificate, otherCertificate: await issueFor(people.other) };
 }
 
 /** Deletes what the self-check made. The slot is empty afterwards. */

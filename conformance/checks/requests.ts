@@ -1,13 +1,13 @@
 import { AsnConvert } from '@peculiar/asn1-schema';
 
-import { isSelfSigned, readRequest } from '../../authority.js';
-import { fromBase64, toHex } from '../../encoding.js';
 import type { Check } from '../check.js';
 import type { Context } from '../context.js';
 import type { Bytes } from '../der.js';
 import { hex, printableString, sequence, setOf, utf8String } from '../der.js';
+import { fromBase64, toHex } from '../encoding.js';
 import { holds, rejected, resolved, resultOf, same } from '../outcome.js';
 import { identity, people } from '../people.js';
+import { isSelfSigned, readRequest } from '../request.js';
 
 const { enrolled, fresh } = people;
 

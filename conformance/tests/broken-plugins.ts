@@ -1,7 +1,7 @@
-import { fromBase64, toBase64 } from '../src/encoding.js';
-import type { Outcome } from '../src/self-check/outcome.js';
-import { rejected, resolved } from '../src/self-check/outcome.js';
-import { people } from '../src/self-check/people.js';
+import { fromBase64, toBase64 } from '../encoding.js';
+import type { Outcome } from '../outcome.js';
+import { rejected, resolved } from '../outcome.js';
+import { people } from '../people.js';
 
 /** A plugin that is broken: what becomes of how a call settles. Undefined leaves it as it is. */
 export type BrokenPlugin = (method: string, options: Record<string, unknown>, settled: Promise<Outcome>) => unknown;
