@@ -1,3 +1,6 @@
+import { AsnConvert } from '@peculiar/asn1-schema';
+import { Certificate } from '@peculiar/asn1-x509';
+import { X509Certificate } from 'node:crypto';
 import { describe, expect, test } from 'vitest';
 
 import { ecKey, useOpenSSL } from './openssl.js';
@@ -62,6 +65,23 @@ describe('a certificate that OpenSSL issued is stored', () => {
     expect(await phone.call('getCertificate', { nationalCode })).toEqual({ certPem });
     expect(await phone.call('getKeyInfo', { nationalCode })).toMatchObject({ certificate: certPem });
   });
+});
+
+test.each([
+  ['issuerUniqueID', 'Issuer Unique ID'],
+  ['subjectUniqueID', 'Subject Unique ID'],
+] as const)('a certificate with an %s is stored', async (member, words) => {
+  const phone = await startPhone();
+  const issued = new X509Certificate(
+    await openssl.issue(await requestFrom(phone), ecKey, ['-copy_extensions', 'copyall']),
+  );
+  const certificate = AsnConvert.parse(issued.raw, Certificate);
+  certificate.tbsCertificate[member] = Uint8Array.of(1, 2, 3).buffer;
+  certificate.tbsCertificateRaw = undefined;
+  const certPem = new X509Certificate(Buffer.from(AsnConvert.serialize(certificate))).toString();
+  await openssl.write('certificate.pem', certPem);
+  expect(await openssl.run('x509', '-in', 'certificate.pem', '-noout', '-text')).toContain(words);
+  expect(await phone.call('storeCertificate', { nationalCode, certPem })).toEqual({ stored: true });
 });
 
 describe('a certificate is refused, and the one in the slot stays,', () => {

@@ -94,6 +94,22 @@ describe('options', () => {
     expect(await callAnyhow(phone, 'hasKey', { nationalCode, deep, holes: new Array(3) })).toEqual({ exists: false });
   });
 
+  test.each([
+    ['an object', { member: 1 }, {}],
+    ['an array', [1], []],
+  ])('have %s on the 64th level whole, and empty below', async (_, innermost, empty) => {
+    const phone = await startPhone();
+    const nested = (value: object, level: number) =>
+      Array.from({ length: level - 1 }).reduce<object>((inside) => ({ inside }), value);
+    for (const [level, arrived] of [
+      [64, innermost],
+      [65, empty],
+    ] as const) {
+      await callAnyhow(phone, 'getBiometricStatus', nested(innermost, level));
+      expect(phone.log.at(-1)!.options).toEqual(nested(arrived, level));
+    }
+  });
+
   test('may have members with the names that every object has', async () => {
     const phone = await startPhone();
     const options = JSON.parse('{ "nationalCode": "1", "__proto__": { "digestB64": "" }, "toString": 1 }');

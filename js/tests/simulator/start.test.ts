@@ -78,9 +78,10 @@ describe('importing the simulator', () => {
     expect(stdout).toBe('null undefined undefined\n');
   });
 
-  test('lets a program end by itself, with a phone started', async () => {
-    const code = `import { startSimulator } from 'kavrel-crypto/simulator';
-      const phone = await startSimulator();
+  test.each(['memory', 'indexeddb'])('lets a program end by itself, with a phone started in %s', async (storage) => {
+    const code = `import '${import.meta.resolve('fake-indexeddb/auto')}';
+      import { startSimulator } from 'kavrel-crypto/simulator';
+      const phone = await startSimulator({ storage: '${storage}' });
       console.log(await phone.call('hasKey', { nationalCode: '1' }));`;
     const { stdout } = await run(process.execPath, ['--input-type', 'module', '--eval', code], { cwd: app });
     expect(stdout).toBe('{ exists: false }\n');

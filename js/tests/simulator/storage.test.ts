@@ -1,5 +1,6 @@
 import 'fake-indexeddb/auto';
 
+import { openDB } from 'idb';
 import { afterEach, beforeEach, describe, expect, test, vi } from 'vitest';
 
 import { answer } from '../../src/simulator/failure.js';
@@ -10,6 +11,8 @@ import { newState } from '../../src/simulator/keychain/state.js';
 import type { ItemQuery, NewItem, PhoneStorage } from '../../src/simulator/keychain/storage.js';
 import { generateKeyPair } from '../../src/simulator/keys/keys.js';
 import type { Key } from '../../src/simulator/keys/keys.js';
+
+import { startPhone } from './phone.js';
 
 let phones = 0;
 
@@ -147,6 +150,22 @@ test('a connection is closed with the phone, and one that could not be used at o
   });
   await expect(storages.indexeddb()).rejects.toThrow('The disk is full.');
   await vi.waitFor(() => expect(close).toHaveBeenCalledTimes(2));
+});
+
+test('whether a phone can be kept is tried without a trace', async () => {
+  const name = `phone ${++phones}`;
+  await IndexedDBStorage.open(name);
+  const database = await openDB(`kavrel-crypto/${name}`);
+  expect([await database.count('items'), await database.count('state')]).toEqual([0, 0]);
+  database.close();
+});
+
+test('a phone that has stopped has closed its connection, and its channel to the other pages', async () => {
+  const closed = [IDBDatabase, BroadcastChannel].map(({ prototype }) => vi.spyOn(prototype, 'close'));
+  const phone = await startPhone({ storage: 'indexeddb', name: `phone ${++phones}` });
+  expect(closed.map(({ mock }) => mock.calls.length)).toEqual([0, 0]);
+  await phone.stop();
+  expect(closed.map(({ mock }) => mock.calls.length)).toEqual([1, 1]);
 });
 
 test('a page that reads without a pause lets another one write', async () => {
