@@ -38,6 +38,8 @@ TEST(ParseJSON, KeepsMembersAndElementsInOrder) {
 TEST(ParseJSON, LetsTheLastOfMembersWithOneNameCountInThePlaceOfTheFirst) {
     EXPECT_EQ(parseJSON(R"({"a":1,"b":2,"a":{"c":3,"c":4},"b":5})"),
               JSValue(JSObject{{"a", JSObject{{"c", std::int64_t{4}}}}, {"b", std::int64_t{5}}}));
+    EXPECT_EQ(parseJSON(R"({"b":1,"a":2,"b":3,"c":4,"b":5,"a":6,"b":7})"),
+              JSValue(JSObject{{"b", std::int64_t{7}}, {"a", std::int64_t{6}}, {"c", std::int64_t{4}}}));
 }
 
 TEST(ParseJSON, GivesIntegersExactlyAsLongAsTheyFit) {
@@ -63,6 +65,13 @@ TEST(ParseJSON, KeepsNULCharactersThatAreEscaped) {
 TEST(ParseJSON, RefusesANULByteEvenAfterAWholeValue) {
     EXPECT_EQ(errorOf(std::string("{}\0{", 4)),
               "line 1, column 3: a NUL character; write it \\u0000, within a string");
+}
+
+TEST(ParseJSON, RefusesHalfOfASurrogatePair) {
+    for (const char* text : {R"("\ud83d")", R"("\ud83d\ud83d")", R"("\udc4d")", "\"\xed\xa0\x80\""}) {
+        EXPECT_NE(errorOf(text), "no error") << text;
+    }
+    EXPECT_EQ(parseJSON(R"("\ud83d\udc4d")"), JSValue("👍"));
 }
 
 TEST(ParseJSON, CountsLinesAndCharactersToWhereItWentWrong) {
