@@ -283,7 +283,7 @@ export interface LogEntry {
  * - `'items'`: the keychain's items changed, here or in another page (`items()`).
  * - `'log'`: a call was made or ended (`log`).
  * - `'console'`: the component wrote a line (`console`).
- * - `'stopped'`: the process stopped; a failed precondition stopped it if `failure` names one, otherwise `stop()`.
+ * - `'stopped'`: the process stopped. `failure` says what stopped it, and is null if `stop()` did.
  * - `'started'`: `restart()` has started the app again.
  */
 export type SimulatorEvent = 'prompt' | 'prompts' | 'state' | 'items' | 'log' | 'console' | 'stopped' | 'started';
@@ -384,8 +384,8 @@ export interface Simulator {
 
   /**
    * Says what stopped the process: the precondition that failed, or why `restart()` could not start the app again. It is
-   * null while the process runs. Calls that were pending
-   * then, and calls that are made before `restart()`, never settle, as when an app has crashed.
+   * null while the process runs. Calls that were pending then, and calls that are made before `restart()`, never settle,
+   * as when an app has crashed.
    */
   readonly failure: string | null;
 

@@ -1,6 +1,5 @@
 /** The statuses of the Security framework that this device returns. */
 export const status = {
-  unimplemented: -4,
   diskFull: -34,
   io: -36,
   param: -50,
