@@ -2,7 +2,7 @@ import { spawn } from 'node:child_process';
 import { createServer } from 'node:net';
 import { stripVTControlCharacters } from 'node:util';
 
-const patience = 300_000;
+const patience = 600_000;
 
 /** The environment of the commands. */
 export const environment = {

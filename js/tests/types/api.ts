@@ -21,6 +21,11 @@ import type {
   StoreCertificateResult,
   UserInfo,
 } from 'kavrel-crypto';
+import type { CMSOptions, JWSOptions, Signer } from 'kavrel-crypto/documents';
+import { deviceSigner, signCMS, signJWS } from 'kavrel-crypto/documents';
+import type { CertificateOptions, PhoneState, Simulator, SimulatorOptions } from 'kavrel-crypto/simulator';
+import { startSimulator, TestAuthority } from 'kavrel-crypto/simulator';
+import { phone } from 'kavrel-crypto/simulator/ios';
 
 const person: PersonOptions = { nationalCode: '0012345678' };
 const certificate: StoreCertificateOptions = { nationalCode: '0012345678', certPem: '' };
@@ -98,3 +103,39 @@ export async function whatToDo(): Promise<string> {
 export const anyMessage: RejectionMessage = (new Error() as DigitalSignRejection).message;
 export const nothing = (message: RejectionMessages['getBiometricStatus']): never => message;
 export const substitute = (plugin: DigitalSignPlugin): DigitalSignPlugin => plugin;
+
+const locked: Partial<PhoneState> = { locked: true };
+const enrolled: SimulatorOptions = { people: [{ ...person, certificate: true }], state: locked, keys: 'reused' };
+const expired: CertificateOptions = { notAfter: new Date(0) };
+
+export async function simulatedPhone(): Promise<string[]> {
+  const started: Simulator = (await phone) ?? (await startSimulator(enrolled));
+  started.addEventListener('prompt', ({ type }) => started.log.find(({ method }) => method === type), { once: true });
+  const { csrPem }: CreateCSRResult = await started.call('createCSR', { userInfo: {} as UserInfo });
+  const answered: Promise<void> = started.nextPrompt().then((prompt) => prompt.match());
+  const signed: SignDigestResult = await started.call('signDigest', digest);
+  await answered;
+
+  // @ts-expect-error a method that nothing handles
+  await started.call('setStyle');
+  // @ts-expect-error the person is required
+  await started.call('hasKey', {});
+  // @ts-expect-error no such operation
+  started.failNext('encrypt');
+  // @ts-expect-error no such sensor
+  await started.set({ biometry: 'voice' });
+  await started.stop();
+  return [signed.signatureB64, await (await TestAuthority.create()).issue(csrPem, expired)];
+}
+
+export async function documents(chain: string): Promise<[Uint8Array, string]> {
+  const signer: Signer = await deviceSigner('0012345678');
+  const cms: CMSOptions = { chain, attached: true, signingTime: new Date() };
+  const jws: JWSOptions = { header: { typ: 'JWT' }, detached: true };
+
+  // @ts-expect-error a text is not bytes
+  await signCMS('content', signer);
+  // @ts-expect-error a signer has a certificate
+  await signJWS('payload', { sign: signer.sign });
+  return [await signCMS(new Uint8Array(1), signer, cms), await signJWS('payload', signer, jws)];
+}
