@@ -1,8 +1,8 @@
 import { readFile } from 'node:fs/promises';
 import { join } from 'node:path';
-import { expect, test } from 'vitest';
+import { expect, inject, test } from 'vitest';
 
-import { tree } from '../app.js';
+import { run, tree } from '../app.js';
 
 import type { Simulator } from './phone.js';
 import { callAnyhow, installed, nationalCode, startPhone, startSimulator, TestAuthority, userInfo } from './phone.js';
@@ -98,4 +98,14 @@ test('UNAVAILABLE, because no simulator runs', async () => {
   expect(await DigitalSign.hasKey(person)).toEqual({ exists: false });
   await phone.stop();
   await expect(DigitalSign.hasKey(person)).rejects.toMatchObject({ code: 'UNAVAILABLE' });
+});
+
+test.each([
+  ['the app was built without the plugin', 'webkit = { messageHandlers: { bridge: {} } }'],
+  ['the app is not for iOS', 'androidBridge = {}'],
+])('UNIMPLEMENTED, because %s', async (_, nativeSide) => {
+  const call = `globalThis.${nativeSide};
+    import('kavrel-crypto').then(({ DigitalSign }) => DigitalSign.hasKey({})).catch(({ code }) => console.log(code));`;
+  const { stdout } = await run(process.execPath, ['--eval', call], { cwd: inject('app') });
+  expect(stdout).toBe('UNIMPLEMENTED\n');
 });
