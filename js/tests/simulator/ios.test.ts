@@ -16,6 +16,7 @@ interface Core {
 
 type Page = typeof globalThis & {
   kavrelSimulator?: IOS['phone'];
+  Capacitor?: object;
   CapacitorCustomPlatform?: object;
   webkit?: object;
   androidBridge?: object;
@@ -89,12 +90,12 @@ test('a phone whose page is "ios" can be stopped and started again', async () =>
   const page = await pages.open();
   const seen = await page.evaluate(async () => {
     const phone = await helpers.start({ platform: 'ios', panel: false });
-    await helpers.load('/core.js');
+    const { Capacitor } = await helpers.load<Core>('/core.js');
     await phone.stop();
     const again = await helpers.start({ platform: 'ios', panel: false });
-    return [again === phone, await again.items()];
+    return [again === phone, await again.items(), (globalThis as Page).Capacitor === Capacitor];
   });
-  expect(seen).toEqual([false, []]);
+  expect(seen).toEqual([false, [], true]);
 });
 
 test('importing it after the runtime throws, and says to import it before', async () => {

@@ -1,3 +1,5 @@
+import 'fake-indexeddb/auto';
+
 import { webcrypto } from 'node:crypto';
 import { describe, expect, test } from 'vitest';
 
@@ -76,6 +78,23 @@ describe('the people that a start is given', () => {
     await phone.reset();
     expect([await phone.items(), (await phone.state()).biometry]).toEqual([[], 'faceID']);
   });
+});
+
+test('somebody who comes to a phone later takes over the slot of its certificate', async () => {
+  const start = (code: string) =>
+    startPhone({ storage: 'indexeddb', keys: 'reused', people: [{ nationalCode: code, certificate: true }] });
+  const before = await start('1');
+  const slot = await before.call('getCertificate', { nationalCode: '1' });
+  await before.stop();
+  const phone = await start('2');
+  expect((await phone.items()).map(({ class: itemClass }) => itemClass)).toEqual([
+    'privateKey',
+    'publicKey',
+    'privateKey',
+    'publicKey',
+    'genericPassword',
+  ]);
+  expect(await phone.call('getCertificate', { nationalCode: '2' })).not.toEqual(slot);
 });
 
 describe('a start refuses, with words that name the person,', () => {
