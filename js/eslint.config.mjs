@@ -12,5 +12,8 @@ export default [
   { ignores: ['**/dist/', 'js/stacks/apps/'] },
   ...shared.map((config) => ({ ...config, files: ['**/*.ts'] })),
   // An app has no boundary, and neither has what is not shipped: its modules export to one another only.
-  { files: ['conformance/**/*.ts', 'example/**/*.ts'], rules: { '@typescript-eslint/explicit-module-boundary-types': 'off' } },
+  {
+    files: ['conformance/**/*.ts', 'example/**/*.ts'],
+    rules: { '@typescript-eslint/explicit-module-boundary-types': 'off' },
+  },
 ];
