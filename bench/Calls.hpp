@@ -54,20 +54,9 @@ inline JSObject personOptions(const std::string& nationalCode) {
 
 inline JSObject requestOptions() {
     const UserInfo user = sara();
-    return {{"userInfo", JSObject{{"identificationId", user.identificationId},
-                                  {"nationalCode", user.nationalCode},
-                                  {"name", user.name},
-                                  {"lastName", user.lastName},
-                                  {"enName", user.enName},
-                                  {"enLastName", user.enLastName},
-                                  {"postalCode", user.postalCode},
-                                  {"phoneNumber", user.phoneNumber},
-                                  {"birthCertificateId", user.birthCertificateId},
-                                  {"birthDate", user.birthDate},
-                                  {"city", user.city},
-                                  {"provinceName", user.provinceName},
-                                  {"gender", user.gender},
-                                  {"citizenship", user.citizenship}}}};
+#define FIELD(name) {#name, user.name},
+    return {{"userInfo", JSObject{KAVREL_CRYPTO_USER_INFO(FIELD)}}};
+#undef FIELD
 }
 
 inline JSObject digestOptions(const std::string& nationalCode, const std::string& digestB64) {

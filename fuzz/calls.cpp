@@ -142,20 +142,12 @@ CertificateText written(const Bytes& der, std::uint8_t manner) {
 }
 
 JSObject identity(const std::string& person, const std::string& city) {
-    return {{"identificationId", "1"},
-            {"nationalCode", person},
-            {"name", "سارا"},
-            {"lastName", "کریمی"},
-            {"enName", "Sara"},
-            {"enLastName", "Karimi"},
-            {"postalCode", "1234567890"},
-            {"phoneNumber", ""},
-            {"birthCertificateId", ""},
-            {"birthDate", ""},
-            {"city", city},
-            {"provinceName", "Fars"},
-            {"gender", ""},
-            {"citizenship", ""}};
+    UserInfo user;
+    user.nationalCode = person;
+    user.city = city;
+#define FIELD(name) {#name, user.name},
+    return {KAVREL_CRYPTO_USER_INFO(FIELD)};
+#undef FIELD
 }
 
 void checkResolved(const TestCall& call, const JSObject& result) {

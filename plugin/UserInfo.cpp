@@ -13,20 +13,9 @@ struct Field {
 };
 
 constexpr Field fields[] = {
-    {"identificationId", &UserInfo::identificationId},
-    {"nationalCode", &UserInfo::nationalCode},
-    {"name", &UserInfo::name},
-    {"lastName", &UserInfo::lastName},
-    {"enName", &UserInfo::enName},
-    {"enLastName", &UserInfo::enLastName},
-    {"postalCode", &UserInfo::postalCode},
-    {"phoneNumber", &UserInfo::phoneNumber},
-    {"birthCertificateId", &UserInfo::birthCertificateId},
-    {"birthDate", &UserInfo::birthDate},
-    {"city", &UserInfo::city},
-    {"provinceName", &UserInfo::provinceName},
-    {"gender", &UserInfo::gender},
-    {"citizenship", &UserInfo::citizenship},
+#define FIELD(name) {#name, &UserInfo::name},
+    KAVREL_CRYPTO_USER_INFO(FIELD)
+#undef FIELD
 };
 
 }  // namespace

@@ -2,25 +2,32 @@
 
 #include <string>
 
+/// The one list of the members of an identity record, by the names that pages use. FIELD(name) stands for
+/// each.
+#define KAVREL_CRYPTO_USER_INFO(FIELD) \
+    FIELD(identificationId)            \
+    FIELD(nationalCode)                \
+    FIELD(name)                        \
+    FIELD(lastName)                    \
+    FIELD(enName)                      \
+    FIELD(enLastName)                  \
+    FIELD(postalCode)                  \
+    FIELD(phoneNumber)                 \
+    FIELD(birthCertificateId)          \
+    FIELD(birthDate)                   \
+    FIELD(city)                        \
+    FIELD(provinceName)                \
+    FIELD(gender)                      \
+    FIELD(citizenship)
+
 namespace KavrelCrypto {
 
-/// A person's identity record: fourteen strings (UTF-8), each with the name that pages use. Any of them may
-/// be empty, and none is changed in any way. It is a plain value that depends on nothing.
+/// A person's identity record: fourteen strings (UTF-8), in the order of the list. Any of them may be empty,
+/// and none is changed in any way. It is a plain value that depends on nothing.
 struct UserInfo {
-    std::string identificationId;
-    std::string nationalCode;
-    std::string name;
-    std::string lastName;
-    std::string enName;
-    std::string enLastName;
-    std::string postalCode;
-    std::string phoneNumber;
-    std::string birthCertificateId;
-    std::string birthDate;
-    std::string city;
-    std::string provinceName;
-    std::string gender;
-    std::string citizenship;
+#define FIELD(name) std::string name;
+    KAVREL_CRYPTO_USER_INFO(FIELD)
+#undef FIELD
 };
 
 }  // namespace KavrelCrypto

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "plugin/UserInfo.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
@@ -66,13 +67,9 @@ CFDictionary pairParameters(const std::string& alias) {
 }
 
 JSObject createCSRArguments(const std::string& nationalCode) {
-    std::vector<JSMember> members;
-    for (const char* name : {"identificationId", "nationalCode", "name", "lastName", "enName", "enLastName",
-                             "postalCode", "phoneNumber", "birthCertificateId", "birthDate", "city",
-                             "provinceName", "gender", "citizenship"}) {
-        members.push_back({name, nationalCode});
-    }
-    return {{"userInfo", JSObject(std::move(members))}};
+#define FIELD(name) {#name, nationalCode},
+    return {{"userInfo", JSObject{KAVREL_CRYPTO_USER_INFO(FIELD)}}};
+#undef FIELD
 }
 
 NSError managerError(std::int64_t code, const std::string& message) {

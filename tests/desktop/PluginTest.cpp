@@ -21,13 +21,9 @@ std::string messageOf(std::string_view method, JSObject options) {
 }
 
 JSObject identityOf(const std::string& nationalCode) {
-    std::vector<JSMember> members;
-    for (const char* name : {"identificationId", "nationalCode", "name", "lastName", "enName", "enLastName",
-                             "postalCode", "phoneNumber", "birthCertificateId", "birthDate", "city",
-                             "provinceName", "gender", "citizenship"}) {
-        members.push_back({name, nationalCode});
-    }
-    return JSObject(std::move(members));
+#define FIELD(name) {#name, nationalCode},
+    return {KAVREL_CRYPTO_USER_INFO(FIELD)};
+#undef FIELD
 }
 
 /// A person has keys, and a certificate is in the slot.
