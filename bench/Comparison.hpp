@@ -26,7 +26,6 @@ template <typename Result>
 struct Contender {
     std::string name;
     std::function<Result()> work;
-    std::function<bool(const Result& expected, const Result& result)> isSame = std::equal_to<Result>();
 };
 
 /// Times the contenders as "`work`/NAME", after they have shown that they do the same: throws
@@ -38,7 +37,7 @@ std::vector<benchmark::internal::Benchmark*> compare(const std::string& work,
     std::vector<benchmark::internal::Benchmark*> timed;
     const Result expected = contenders.begin()->work();
     for (const Contender<Result>& contender : contenders) {
-        if (!contender.isSame(expected, contender.work())) {
+        if (contender.work() != expected) {
             throw std::runtime_error(work + ": the result of " + contender.name + " is not that of " +
                                      contenders.begin()->name + ".");
         }

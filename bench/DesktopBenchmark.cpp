@@ -1,8 +1,6 @@
 // Whole calls on the desktop device, beside OpenSSL doing the same with a key that it has to decode; and what
-// becomes of them in large keychains and on several threads.
+// becomes of them in large keychains.
 
-#include <future>
-#include <openssl/evp.h>
 #include <sqlite3.h>
 
 #include "bench/Calls.hpp"
@@ -18,8 +16,6 @@ namespace KavrelCrypto::Bench {
 namespace {
 
 constexpr int keychainSizes[] = {10, 1000, 10'000, 100'000};
-constexpr int mostThreads = 8;
-constexpr int callsAtOnce = 16;  // which the threads share
 
 /// Makes a call on the desktop device. It may be settled on the main queue, so one thread at a time may call
 /// this for "signDigest".
@@ -34,22 +30,15 @@ std::string call(std::string_view method, const JSObject& options, std::string_v
     return value != nullptr ? *value : "";
 }
 
-std::string base64WithOpenSSL(const Bytes& bytes) {
-    std::string base64((bytes.size() + 2) / 3 * 4, '\0');
-    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()), bytes.data(),
-                    static_cast<int>(bytes.size()));
-    return base64;
-}
-
 std::string requestWithOpenSSL(const UserInfo& user, const Bytes& storedKey) {
     const OpenSSL::Key key = OpenSSL::readPrivateKey(storedKey);
     const OpenSSL::Request request = OpenSSL::requestFor(user);
-    OpenSSL::setPublicKey(request.get(), OpenSSL::publicKey(key.get()));
-    return base64WithOpenSSL(OpenSSL::signAndVerify(request.get(), key.get()));
+    OpenSSL::setPublicKey(request, OpenSSL::rsaPublicKey(key));
+    return OpenSSL::base64(OpenSSL::signAndVerify(request, key));
 }
 
 std::string signatureWithOpenSSL(const Bytes& digest, const Bytes& storedKey) {
-    return base64WithOpenSSL(OpenSSL::sign(OpenSSL::readPrivateKey(storedKey).get(), digest));
+    return OpenSSL::base64(OpenSSL::sign(OpenSSL::readPrivateKey(storedKey), digest));
 }
 
 /// Makes the device in `folder` this process's, if another one is.
@@ -62,19 +51,19 @@ void use(const std::filesystem::path& folder) {
 }
 
 /// Puts the key pair of `person` into the keychain, as "ensureKey" would.
-void addKeyPair(const std::string& person, const EVP_PKEY* key) {
+void addKeyPair(const std::string& person, const OpenSSL::Key& key) {
     using namespace Desktop;
     const Item items[] = {
         {ItemKind::rsaPrivateKey, bytesOf("com.solbera.app.privatekey." + person),
          Accessibility::whenUnlockedThisDeviceOnly, OpenSSL::privateKey(key)},
         {ItemKind::rsaPublicKey, bytesOf("com.solbera.app.publickey." + person), Accessibility::whenUnlocked,
-         OpenSSL::publicKeyInfo(key)},
+         OpenSSL::subjectPublicKeyInfo(key)},
     };
     currentKeychain()->add(items);
 }
 
 /// Makes a device in `folder` that has one person.
-void makeDevice(const std::filesystem::path& folder, const EVP_PKEY* key) {
+void makeDevice(const std::filesystem::path& folder, const OpenSSL::Key& key) {
     use(folder);
     addKeyPair(sara().nationalCode, key);
 }
@@ -96,9 +85,9 @@ void copyPersons(const std::filesystem::path& folder, int persons) {
     }
 }
 
-void addComparedCalls(const std::shared_ptr<EVP_PKEY>& key, const std::filesystem::path& folder) {
+void addComparedCalls(const OpenSSL::Key& key, const std::filesystem::path& folder) {
     const UserInfo user = sara();
-    const Bytes storedKey = OpenSSL::privateKey(key.get());
+    const Bytes storedKey = OpenSSL::privateKey(key);
     const Bytes digest = someBytes(32);
     const JSObject request = requestOptions();
     const JSObject signing = digestOptions(user.nationalCode, base64Encode(digest));
@@ -125,11 +114,11 @@ void addComparedCalls(const std::shared_ptr<EVP_PKEY>& key, const std::filesyste
 }
 
 /// The pieces of which a call that signs consists.
-void addParts(const std::shared_ptr<EVP_PKEY>& key, const std::filesystem::path& folder) {
+void addParts(const OpenSSL::Key& key, const std::filesystem::path& folder) {
     const Desktop::ItemQuery query{
         .kinds = {Desktop::ItemKind::rsaPrivateKey, Desktop::ItemKind::rsaPublicKey},
         .name = bytesOf("com.solbera.app.privatekey." + sara().nationalCode)};
-    const Bytes storedKey = OpenSSL::privateKey(key.get());
+    const Bytes storedKey = OpenSSL::privateKey(key);
     const Bytes digest = someBytes(32);
     time("the parts of a signature/looking the key up/KavrelCrypto", [=] {
         use(folder);
@@ -142,17 +131,17 @@ void addParts(const std::shared_ptr<EVP_PKEY>& key, const std::filesystem::path&
     time("the parts of a signature/decoding the key/OpenSSL",
          [=] { return OpenSSL::readPrivateKey(storedKey); });
     time("the parts of a signature/decoding the key and signing/OpenSSL",
-         [=] { return OpenSSL::sign(OpenSSL::readPrivateKey(storedKey).get(), digest); });
+         [=] { return OpenSSL::sign(OpenSSL::readPrivateKey(storedKey), digest); });
     time("the parts of a signature/signing with a key that has signed before/OpenSSL",
-         [=] { return OpenSSL::sign(key.get(), digest); });
+         [=] { return OpenSSL::sign(key, digest); });
 }
 
-void addGrowth(const std::shared_ptr<EVP_PKEY>& key, const std::filesystem::path& folder, int persons) {
+void addGrowth(const OpenSSL::Key& key, const std::filesystem::path& folder, int persons) {
     benchmark::RegisterBenchmark(
         ("hasKey, by the number of persons/" + std::to_string(persons) + "/KavrelCrypto").c_str(),
         [key, folder, persons](benchmark::State& state) {
             if (!std::filesystem::exists(folder)) {  // not before it is needed: the largest one takes a while
-                makeDevice(folder, key.get());
+                makeDevice(folder, key);
                 copyPersons(folder, persons);
             }
             use(folder);
@@ -163,41 +152,14 @@ void addGrowth(const std::shared_ptr<EVP_PKEY>& key, const std::filesystem::path
         });
 }
 
-void addThreads(const std::filesystem::path& folder) {
-    for (int threads = 1; threads <= mostThreads; threads *= 2) {
-        benchmark::RegisterBenchmark(
-            ("createCSR, by the number of threads/" + std::to_string(threads) + "/KavrelCrypto").c_str(),
-            [folder, threads](benchmark::State& state) {
-                use(folder);
-                const auto makeRequests = [threads, request = requestOptions()] {
-                    for (int i = 0; i < callsAtOnce / threads; ++i) {
-                        benchmark::DoNotOptimize(call("createCSR", request, "csrPem"));
-                    }
-                };
-                for ([[maybe_unused]] auto _ : state) {
-                    std::vector<std::future<void>> running;
-                    for (int i = 0; i < threads; ++i) {
-                        running.push_back(std::async(std::launch::async, makeRequests));
-                    }
-                    for (std::future<void>& each : running) {
-                        each.get();
-                    }
-                }
-                state.SetItemsProcessed(state.iterations() * callsAtOnce);
-            })
-            ->UseRealTime();
-    }
-}
-
 }  // namespace
 
 void addDesktopCalls(const std::filesystem::path& folder) {
-    const std::shared_ptr<EVP_PKEY> key = OpenSSL::makeKey();
+    const OpenSSL::Key key = OpenSSL::newRSAKey(2048);
     Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
-    makeDevice(folder / "device", key.get());
+    makeDevice(folder / "device", key);
     addComparedCalls(key, folder / "device");
     addParts(key, folder / "device");
-    addThreads(folder / "device");
     for (const int persons : keychainSizes) {
         addGrowth(key, folder / std::to_string(persons), persons);
     }

@@ -29,7 +29,7 @@ struct Memory {
     SecTrustRef trust = std::make_shared<const SecTrust>();
     SecAccessControlRef accessControl = std::make_shared<const SecAccessControl>();
     LAContextRef context = std::make_shared<LAContext>();
-    Bytes publicKey = Bench::OpenSSL::publicKey(Bench::OpenSSL::makeKey().get());
+    Bytes publicKey = OpenSSL::rsaPublicKey(OpenSSL::newRSAKey(2048));
     Bytes signature = Bytes(256);
     Bytes password = Bytes(1800, 'A');  // as long as a certificate's string
 };

@@ -1,37 +1,13 @@
 #pragma once
 
-#include <memory>
-#include <openssl/evp.h>
-#include <openssl/x509.h>
-#include <optional>
-
 #include "plugin/UserInfo.hpp"
-#include "text/Bytes.hpp"
+#include "tests/plugin/OpenSSL.hpp"
 
 /// The work of the component, done with OpenSSL alone.
-namespace KavrelCrypto::Bench::OpenSSL {
-
-template <auto function>
-struct FreeWith {
-    template <typename T>
-    void operator()(T* object) const {
-        function(object);
-    }
-};
-using Key = std::unique_ptr<EVP_PKEY, FreeWith<EVP_PKEY_free>>;
-using Request = std::unique_ptr<X509_REQ, FreeWith<X509_REQ_free>>;
-
-/// Returns a new RSA key of 2048 bits.
-Key makeKey();
-
-/// Returns the RSAPublicKey (RFC 8017) of `key` in DER.
-Bytes publicKey(const EVP_PKEY* key);
+namespace KavrelCrypto::OpenSSL {
 
 /// Returns the RSAPrivateKey (RFC 8017) of `key` in DER.
-Bytes privateKey(const EVP_PKEY* key);
-
-/// Returns the SubjectPublicKeyInfo (RFC 5280) of `key` in DER.
-Bytes publicKeyInfo(const EVP_PKEY* key);
+Bytes privateKey(const Key& key);
 
 /// Reads an RSA key that privateKey has written.
 Key readPrivateKey(const Bytes& der);
@@ -42,16 +18,16 @@ Request requestFor(const UserInfo& user);
 
 /// Puts the RSAPublicKey `publicKey` into `request`, as it is. This is OpenSSL's fastest way: it neither
 /// reads the key nor makes an object of it.
-void setPublicKey(X509_REQ* request, const Bytes& publicKey);
+void setPublicKey(const Request& request, const Bytes& publicKey);
 
 /// Returns the CertificationRequestInfo of `request` in DER.
-Bytes requestInfo(X509_REQ* request);
+Bytes requestInfo(const Request& request);
 
 /// Returns the RSASSA-PKCS1-v1_5 signature of `data` over SHA-256.
-Bytes sign(EVP_PKEY* key, BytesView data);
+Bytes sign(const Key& key, BytesView data);
 
 /// Signs `request` with RSASSA-PKCS1-v1_5 over SHA-256 and verifies the signature. Returns the
 /// CertificationRequest in DER.
-Bytes signAndVerify(X509_REQ* request, EVP_PKEY* key);
+Bytes signAndVerify(const Request& request, const Key& key);
 
-}  // namespace KavrelCrypto::Bench::OpenSSL
+}  // namespace KavrelCrypto::OpenSSL

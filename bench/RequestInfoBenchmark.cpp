@@ -6,8 +6,6 @@
 #include <botan/x509_dn.h>
 #include <botan/x509_ext.h>
 #include <cstring>
-#include <gnutls/abstract.h>
-#include <gnutls/x509.h>
 #include <mbedtls/asn1write.h>
 #include <mbedtls/oid.h>
 #include <mbedtls/x509.h>
@@ -43,14 +41,14 @@ Bytes writtenByKavrelCrypto(const UserInfo& user, const Bytes& publicKey) {
 
 Bytes writtenByOpenSSL(const UserInfo& user, const Bytes& publicKey) {
     const OpenSSL::Request request = OpenSSL::requestFor(user);
-    OpenSSL::setPublicKey(request.get(), publicKey);
-    return OpenSSL::requestInfo(request.get());
+    OpenSSL::setPublicKey(request, publicKey);
+    return OpenSSL::requestInfo(request);
 }
 
-Bytes writtenByOpenSSL(const UserInfo& user, EVP_PKEY* key) {
+Bytes writtenByOpenSSL(const UserInfo& user, const OpenSSL::Key& key) {
     const OpenSSL::Request request = OpenSSL::requestFor(user);
-    X509_REQ_set_pubkey(request.get(), key);
-    return OpenSSL::requestInfo(request.get());
+    X509_REQ_set_pubkey(request.get(), key.get());
+    return OpenSSL::requestInfo(request);
 }
 
 /// Writes with Botan's encoder what its PKCS10_Request::create does, except that the key is neither read nor
@@ -139,90 +137,18 @@ Bytes writtenByMbedTLS(const UserInfo& user, const Bytes& publicKey) {
     return {p, static_cast<unsigned char*>(buffer) + sizeof buffer};
 }
 
-// GnuTLS writes requests only signed. The stand-in for the private key returns a signature of zeros at once.
-int signAtOnce(gnutls_privkey_t, gnutls_sign_algorithm_t, void*, unsigned, const gnutls_datum_t*,
-               gnutls_datum_t* signature) {
-    signature->data = static_cast<unsigned char*>(gnutls_calloc(1, 256));
-    signature->size = 256;
-    return signature->data == nullptr ? GNUTLS_E_MEMORY_ERROR : 0;
-}
-
-int describeKey(gnutls_privkey_t, unsigned flags, void*) {
-    if ((flags & GNUTLS_PRIVKEY_INFO_PK_ALGO) != 0) {
-        return GNUTLS_PK_RSA;
-    }
-    return (flags & GNUTLS_PRIVKEY_INFO_PK_ALGO_BITS) != 0
-               ? 2048
-               : (flags & GNUTLS_PRIVKEY_INFO_HAVE_SIGN_ALGO) != 0;
-}
-
-/// Returns the first element of the SEQUENCE `der`, both with two length octets.
-Bytes firstElement(const unsigned char* der) {
-    const unsigned char* element = der + 4;
-    return {element, element + 4 + (element[2] << 8 | element[3])};
-}
-
-/// `modulus` and `exponent` are those of the public key: GnuTLS does not take the RSAPublicKey.
-Bytes writtenByGnuTLS(const UserInfo& user, const gnutls_datum_t& modulus, const gnutls_datum_t& exponent) {
-    gnutls_x509_crq_t request = nullptr;
-    gnutls_privkey_t key = nullptr;
-    gnutls_datum_t der{};
-    const auto add = [&](const char* type, const std::string& value) {
-        return gnutls_x509_crq_set_dn_by_oid(request, type, 0, value.data(),
-                                             static_cast<unsigned>(value.size()));
-    };
-    require(gnutls_x509_crq_init(&request) == 0 && gnutls_privkey_init(&key) == 0 &&
-                gnutls_privkey_import_ext4(key, nullptr, signAtOnce, signAtOnce, nullptr, nullptr,
-                                           describeKey, 0) == 0 &&
-                gnutls_x509_crq_set_version(request, 1) == 0 &&
-                add(GNUTLS_OID_X520_STATE_OR_PROVINCE_NAME, user.provinceName) == 0 &&
-                add(GNUTLS_OID_X520_LOCALITY_NAME, user.city) == 0 &&
-                add(GNUTLS_OID_X520_COMMON_NAME, user.nationalCode) == 0 &&
-                add(GNUTLS_OID_X520_SURNAME, user.enLastName) == 0 &&
-                add(GNUTLS_OID_X520_GIVEN_NAME, user.enName) == 0 && add("2.5.4.5", user.nationalCode) == 0 &&
-                add("2.5.4.17", user.postalCode) == 0 &&
-                gnutls_x509_crq_set_key_rsa_raw(request, &modulus, &exponent) == 0 &&
-                gnutls_x509_crq_set_key_purpose_oid(request, "1.3.6.1.4.1.311.10.3.12", 1) == 0 &&
-                gnutls_x509_crq_set_key_purpose_oid(request, GNUTLS_KP_TLS_WWW_CLIENT, 1) == 0 &&
-                gnutls_x509_crq_privkey_sign(request, key, GNUTLS_DIG_SHA256, 0) == 0 &&
-                gnutls_x509_crq_export2(request, GNUTLS_X509_FMT_DER, &der) == 0,
-            "GnuTLS");
-    const Bytes info = firstElement(der.data);
-    gnutls_free(der.data);
-    gnutls_privkey_deinit(key);
-    gnutls_x509_crq_deinit(request);
-    return info;
-}
-
-/// Returns whether two infos are the same but for the types of strings, which GnuTLS chooses itself: a
-/// PrintableString where it can.
-bool isSameButForStringTypes(const Bytes& one, const Bytes& other) {
-    const auto isStringType = [](std::uint8_t byte) { return byte == 0x0C || byte == 0x13; };
-    return std::equal(
-        one.begin(), one.end(), other.begin(), other.end(),
-        [&](std::uint8_t a, std::uint8_t b) { return a == b || (isStringType(a) && isStringType(b)); });
-}
-
 }  // namespace
 
 void addRequestInfo() {
-    const std::shared_ptr<EVP_PKEY> key = OpenSSL::makeKey();
-    const auto publicKey = std::make_shared<const Bytes>(OpenSSL::publicKey(key.get()));
+    const OpenSSL::Key key = OpenSSL::newRSAKey(2048);
+    const auto publicKey = std::make_shared<const Bytes>(OpenSSL::rsaPublicKey(key));
     const UserInfo user = sara();
-    // The modulus follows SEQUENCE and INTEGER, each with two length octets; the exponent is 65537.
-    const gnutls_datum_t modulus{const_cast<unsigned char*>(publicKey->data()) + 8, 257};
-    static unsigned char exponentBytes[] = {0x01, 0x00, 0x01};
-    const gnutls_datum_t exponent{exponentBytes, sizeof exponentBytes};
-
-    const auto ours = [=] { return writtenByKavrelCrypto(user, *publicKey); };
-    compare<Bytes>(
-        "CertificationRequestInfo/one person",
-        {{"KavrelCrypto", ours},
-         {"OpenSSL", [=] { return writtenByOpenSSL(user, *publicKey); }},
-         {"OpenSSL, given a key object", [=] { return writtenByOpenSSL(user, key.get()); }},
-         {"Botan", [=] { return writtenByBotan(user, *publicKey); }},
-         {"mbed TLS", [=] { return writtenByMbedTLS(user, *publicKey); }},
-         {"GnuTLS", [=] { return writtenByGnuTLS(user, modulus, exponent); }, isSameButForStringTypes}});
+    compare<Bytes>("CertificationRequestInfo/one person",
+                   {{"KavrelCrypto", [=] { return writtenByKavrelCrypto(user, *publicKey); }},
+                    {"OpenSSL", [=] { return writtenByOpenSSL(user, *publicKey); }},
+                    {"OpenSSL, given a key object", [=] { return writtenByOpenSSL(user, key); }},
+                    {"Botan", [=] { return writtenByBotan(user, *publicKey); }},
+                    {"mbed TLS", [=] { return writtenByMbedTLS(user, *publicKey); }}});
 }
 
 }  // namespace KavrelCrypto::Bench

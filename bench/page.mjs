@@ -10,7 +10,6 @@ const parts = 'the parts of a signature';
 const digestSizes = 'signDigest, by the size of what is signed';
 const certificateSizes = 'storeCertificate, by the size of the certificate';
 const persons = 'hasKey, by the number of persons';
-const threads = 'createCSR, by the number of threads';
 
 const units = [
   [1e9, 's'],
@@ -170,25 +169,7 @@ function sizes(rows) {
   );
 }
 
-/** The calls on the WebAssembly, beside what was measured of the same natively. */
-function inWebAssembly(rows, measured) {
-  const natively = {
-    hasKey: rows.time(share, 'hasKey'),
-    createCSR: rows.time(share, 'createCSR'),
-    signDigest: rows.time(share, 'signDigest'),
-    'storeCertificate, 1 MiB': rows.time(certificateSizes, '1 MiB'),
-  };
-  return table(
-    ['', 'WebAssembly', 'native, the component’s own share'],
-    measured.map(({ name, milliseconds }) => [
-      name,
-      duration(milliseconds * 1e6),
-      natively[name] ? duration(natively[name]) : '',
-    ]),
-  );
-}
-
-export function page({ repetitions, benchmarks, machine, rows: measured, starts, webAssembly, arm }) {
+export function page({ repetitions, machine, rows: measured, arm }) {
   const rows = new Rows(measured);
   const [text, data] = arm;
   return `# Performance
@@ -197,7 +178,7 @@ export function page({ repetitions, benchmarks, machine, rows: measured, starts,
 
 - Processor: ${machine.processor}, with ${machine.memory} of memory. System: ${machine.system}. Load average when it began: ${machine.loadBefore}.
 - Compiler: ${machine.compiler}.
-- Peers: ${machine.libraries.join(', ')}; Node.js ${machine.node}.
+- Peers: ${machine.libraries.join(', ')}.
 - Each figure is the median of ${repetitions} repetitions. Those of the component and of its peers take turns at random, so that whatever else the
   machine does falls on all of them alike. Before they are timed, their results have to be equal.
 - The figure in parentheses says how many times as long as the component a peer takes.
@@ -217,8 +198,6 @@ ${requestInfo(rows)}
 - OpenSSL takes the public key by \`X509_PUBKEY_set0_param\`, which is its fastest way, and writes with \`i2d_re_X509_REQ_tbs\`. If it is given a
   key object, it encodes that one anew.
 - Botan and mbed TLS have no function for the part that is signed. It is put together with their encoders, and the key's bytes are copied.
-- GnuTLS writes signed requests only, so its time includes a digest, and a signature that a stand-in returns at once. It chooses the types of
-  strings itself: its bytes equal the component's except for a PrintableString where the component writes a UTF8String.
 
 ## Base64
 
@@ -226,7 +205,8 @@ ${compared(rows, encoding, 'encoding')}
 
 ${compared(rows, decoding, 'decoding')}
 
-Botan and mbed TLS take the same time for all characters, because what they decode may be a secret key. The component's base64 is public.
+Botan and mbed TLS are left out: theirs takes the same time for all characters, because what is decoded may be a secret key. The
+component's base64 is public.
 
 ## From the string of a certificate to its bytes
 
@@ -266,24 +246,9 @@ ${table(
   rows.works(persons).map((work) => [count(work), duration(rows.time(persons, work))]),
 )}
 
-${table(
-  ['threads', '`createCSR` on the desktop device'],
-  rows.works(threads).map((work) => [work, `${count(Math.round(rows.find(threads, work).perSecond))} a second`]),
-)}
+## Size
 
-## Size and start
-
-- Compiled for 64-bit Arm at -Os, the component has ${count(text)} bytes of code and constants and ${count(data)} bytes of data (\`script/size\`).
-${starts.map(({ name, milliseconds }) => `- \`${name}\` takes ${duration(milliseconds * 1e6)} from its start to its end.`).join('\n')}
-
-## WebAssembly
-
-The calls are made in Node.js, on the simulator with its items in memory.
-
-${inWebAssembly(rows, webAssembly)}
-
-\`npm run bench\` measures the simulator in Chromium, over IndexedDB.
-
-<!-- SHA-256 of the list of benchmarks, by which a test knows that this page is about the present ones: ${benchmarks} -->
+Compiled for 64-bit Arm at -Os, the component has ${count(text)} bytes of code and constants and ${count(data)} bytes of data (\`script/size\`).
+\`npm run bench\` measures the WebAssembly, in the simulator in Chromium.
 `;
 }

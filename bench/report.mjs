@@ -1,12 +1,10 @@
 // Runs the benchmarks group by group, each one's repetitions among those of the others of its group, and writes
 // build/bench/results.json and docs/performance.md.
 
-import { execFileSync, spawnSync } from 'node:child_process';
-import { createHash } from 'node:crypto';
+import { execFileSync } from 'node:child_process';
 import { mkdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { cpus, release, totalmem } from 'node:os';
 import { join, resolve } from 'node:path';
-import { pathToFileURL } from 'node:url';
 
 import { page } from './page.mjs';
 
@@ -23,8 +21,6 @@ const partsOf = (name) => {
   const [group, work, who] = name.split('/');
   return { group, work, who };
 };
-
-const listOf = (program) => output(program, '--benchmark_list_tests');
 
 /** Runs a group of a program's benchmarks. Returns the results of all their repetitions. */
 function run(program, group, ...options) {
@@ -52,7 +48,6 @@ function measure(program, group, names) {
       ...partsOf(name),
       time: name.includes('/real_time') ? realTime : processorTime,
       processorTime,
-      perSecond: median(timed.map((result) => result.items_per_second ?? 0)),
       allocations: Math.floor(allocations),
       mostBytes,
     };
@@ -64,7 +59,7 @@ const programs = ['component_benchmarks', 'desktop_benchmarks'].map((name) => jo
 function measureAll() {
   const rows = [];
   for (const program of programs) {
-    const names = listOf(program).trim().split('\n');
+    const names = output(program, '--benchmark_list_tests').trim().split('\n');
     for (const group of new Set(names.map((name) => partsOf(name).group))) {
       process.stderr.write(`   ${group}\n`);
       rows.push(
@@ -79,72 +74,10 @@ function measureAll() {
   return rows;
 }
 
-/** Returns the milliseconds that programs take from start to end, as medians over starts in turn. */
-function measureStarts() {
-  process.stderr.write('   starts\n');
-  const device = join(folder, 'device');
-  const commands = {
-    'kavrel --help': [join(build, 'kavrel'), '--help'],
-    'kavrel call hasKey': [
-      join(build, 'kavrel'),
-      '--device',
-      device,
-      'call',
-      'hasKey',
-      '{"nationalCode":"0012345678"}',
-    ],
-    'openssl version': ['openssl', 'version'],
-  };
-  const times = Object.fromEntries(Object.keys(commands).map((name) => [name, []]));
-  for (let round = 0; round < 3 * repetitions; ++round) {
-    for (const [name, [program, ...args]] of Object.entries(commands)) {
-      const begin = performance.now();
-      if (spawnSync(program, args).status !== 0) {
-        throw new Error(`${name} failed`);
-      }
-      times[name].push(performance.now() - begin);
-    }
-  }
-  return Object.entries(times).map(([name, values]) => ({ name, milliseconds: median(values) }));
-}
-
-/** Returns the milliseconds of calls on the WebAssembly in Node.js, beside what WebCrypto takes for a signature there. */
-async function measureWebAssembly() {
-  process.stderr.write('   the WebAssembly\n');
-  const { startSimulator } = await import(pathToFileURL(join(root, 'js/dist/simulator/index.js')));
-  const phone = await startSimulator({ storage: 'memory', prompts: 'match' });
-  const nationalCode = '0012345678';
-  const members = ['identificationId', 'name', 'lastName', 'enName', 'enLastName', 'postalCode', 'phoneNumber',
-    'birthCertificateId', 'birthDate', 'city', 'provinceName', 'gender', 'citizenship']; // prettier-ignore
-  const userInfo = { nationalCode, ...Object.fromEntries(members.map((member) => [member, 'Shiraz'])) };
-  await phone.call('ensureKey', { nationalCode });
-  const { privateKey } = await crypto.subtle.generateKey(
-    { name: 'RSASSA-PKCS1-v1_5', modulusLength: 2048, publicExponent: new Uint8Array([1, 0, 1]), hash: 'SHA-256' }, false, ['sign']); // prettier-ignore
-  const certPem = 'A'.repeat(4 * Math.ceil(2 ** 20 / 3));
-  const work = {
-    'one signature, by WebCrypto alone': () => crypto.subtle.sign('RSASSA-PKCS1-v1_5', privateKey, new Uint8Array(32)),
-    hasKey: () => phone.call('hasKey', { nationalCode }),
-    createCSR: () => phone.call('createCSR', { userInfo }),
-    signDigest: () => phone.call('signDigest', { nationalCode, digestB64: 'AAAA' }),
-    'storeCertificate, 1 MiB': () => phone.call('storeCertificate', { nationalCode, certPem }).catch(() => {}),
-  };
-  const times = Object.fromEntries(Object.keys(work).map((name) => [name, []]));
-  for (let round = 0; round < 10 * repetitions; ++round) {
-    for (const [name, act] of Object.entries(work)) {
-      const begin = performance.now();
-      await act();
-      times[name].push(performance.now() - begin);
-    }
-  }
-  await phone.stop();
-  return Object.entries(times).map(([name, values]) => ({ name, milliseconds: median(values) }));
-}
-
 const versionOf = (package_) => output('dpkg-query', '--show', '--showformat=${Version}', package_);
 
 const measured = {
   repetitions,
-  benchmarks: createHash('sha256').update(programs.map(listOf).join('')).digest('hex'),
   machine: {
     processor: `${cpus().length} × ${cpus()[0].model.trim()}`,
     memory: `${Math.round(totalmem() / 2 ** 30)} GiB`,
@@ -152,18 +85,14 @@ const measured = {
     compiler: `${output('g++', '--version').split('\n')[0]}, the flags of the release preset`,
     libraries: [
       ['OpenSSL', 'libssl-dev'],
-      ['GnuTLS', 'libgnutls28-dev'],
       ['Botan', 'libbotan-2-dev'],
       ['mbed TLS', 'libmbedtls-dev'],
       ['GLib', 'libglib2.0-dev'],
       ['SQLite', 'libsqlite3-dev'],
     ].map(([name, package_]) => `${name} ${versionOf(package_)}`),
-    node: process.version,
     loadBefore: readFileSync('/proc/loadavg', 'utf8').split(' ')[0],
   },
   rows: measureAll(),
-  starts: measureStarts(),
-  webAssembly: await measureWebAssembly(),
   arm: output('script/size').trim().split('\n').at(-1).trim().split(/\s+/).slice(0, 3).map(Number),
 };
 
@@ -172,4 +101,3 @@ writeFileSync(join(folder, 'results.json'), `${JSON.stringify(measured, null, 2)
 const text = page(measured);
 writeFileSync(join(root, 'docs/performance.md'), text);
 process.stdout.write(text);
-process.exit(0);
