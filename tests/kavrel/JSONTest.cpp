@@ -83,6 +83,25 @@ TEST(ParseJSON, CountsLinesAndCharactersToWhereItWentWrong) {
               "expected '[', '{', or a literal");
 }
 
+TEST(ParseJSON, TakesAByteOrderMarkAndAnyWhiteSpace) {
+    EXPECT_EQ(parseJSON("\xEF\xBB\xBF\r\n\t [ 1\n,\t2\r] \n\n"),
+              JSValue(JSArray{std::int64_t{1}, std::int64_t{2}}));
+}
+
+TEST(ParseJSON, JoinsSurrogatesAndRefusesALoneOne) {
+    EXPECT_EQ(parseJSON(R"("\ud83d\ude00")"), JSValue("😀"));
+    for (const char* text : {R"("\ud83d")", R"("\ude00")"}) {
+        EXPECT_NE(errorOf(text).find("surrogate"), std::string::npos) << text;
+    }
+}
+
+TEST(ParseJSON, RefusesBytesThatAreNoUTF8) {
+    for (const char* bytes :
+         {"\xFF", "\xC0\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82", "M\xFCller"}) {
+        EXPECT_TRUE(errorOf('"' + std::string(bytes) + '"').starts_with("line 1, column ")) << bytes;
+    }
+}
+
 TEST(ParseJSON, LeavesAnUnreadableTextOutOfItsReason) {
     EXPECT_EQ(errorOf("\"\x1b[31m\xff; last read: ; expected"),
               "line 1, column 2: syntax error while parsing value - invalid string: control character U+001B "

@@ -8,17 +8,6 @@ load helper
     assert_resolved '{"exists":true}'
 }
 
-@test "ensureKey makes a new key each time" {
-    call ensureKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"ok":true}'
-    call getKeyInfo '{"nationalCode":"0012345678"}'
-    local first
-    first=$(result publicKeyPem)
-    make_key
-    call getKeyInfo '{"nationalCode":"0012345678"}'
-    refute [ "$(result publicKeyPem)" = "$first" ]
-}
-
 @test "ensureKey is rejected with the device's reason when a key cannot be made" {
     kavrel device set locked=true
     call ensureKey '{"nationalCode":"0012345678"}'
@@ -27,81 +16,16 @@ load helper
     refute [ "$(jq -r .reject.code <<<"$output")" = null ]
 }
 
-@test "deleteKey removes the key, and resolves where there was none" {
-    make_key
-    call deleteKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"deleted":true}'
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":false}'
-    call deleteKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"deleted":true}'
-}
-
-@test "getKeyInfo is rejected for a person without a key, and makes none" {
-    call getKeyInfo '{"nationalCode":"0012345678"}'
-    assert_rejected 'not found'
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":false}'
-}
-
-@test "getKeyInfo gives its six members in order" {
-    make_key
-    call getKeyInfo '{"nationalCode":"0012345678"}'
-    assert_equal "$(jq -c '.resolve.publicKeyPem = ""' <<<"$output")" \
-        '{"resolve":{"alias":"0012345678","alg":"RSA_2048","createdAt":"unknown","hardwareBacked":false,"publicKeyPem":"","certificate":null}}'
-}
-
-@test "publicKeyPem has bare line feeds after the header and before the footer, and CR LF between its lines" {
-    make_key
-    call getKeyInfo '{"nationalCode":"0012345678"}'
-    jq -j .resolve.publicKeyPem <<<"$output" >public.pem
-
-    # The same text, made by OpenSSL from the numbers of the key that the request carries.
-    call createCSR "$(person)"
-    result csrPem | base64 -d | openssl req -inform DER -noout -pubkey |
-        openssl rsa -pubin -RSAPublicKey_out -outform DER 2>/dev/null | base64 -w 64 >lines
-    {
-        printf '%s\n' '-----BEGIN PUBLIC KEY-----'
-        head -n -1 lines | sed 's/$/\r/'
-        tail -n 1 lines
-        printf '%s' '-----END PUBLIC KEY-----'
-    } >expected.pem
-    run cmp public.pem expected.pem
+@test "signDigest gives a signature that OpenSSL accepts over SHA-256 of the very bytes" {
+    enrol
+    head -c 1000000 /dev/urandom >signed
+    base64 -w 0 signed | jq -Rc '{nationalCode: "0012345678", digestB64: .}' >arguments
+    call signDigest @arguments --prompt match
     assert_success
-    assert_equal "$(wc -l <lines)" 6
-}
-
-@test "getCertificate gives null where no certificate is kept" {
-    call getCertificate '{"nationalCode":"0012345678"}'
-    assert_resolved '{"certPem":null}'
-}
-
-@test "getBiometricStatus reads no arguments and tells the state of the sensor" {
-    call getBiometricStatus
-    assert_resolved '{"enabled":true,"status":"BIOMETRIC_SUCCESS","type":2}'
-    kavrel device set biometry=touchID
-    call getBiometricStatus '{"nationalCode":5}'
-    assert_resolved '{"enabled":true,"status":"BIOMETRIC_SUCCESS","type":1}'
-}
-
-@test "a method that names a person is rejected where no text names one" {
-    local method arguments
-    for method in hasKey getKeyInfo deleteKey storeCertificate getCertificate signDigest ensureKey; do
-        for arguments in '{}' '{"nationalCode":null}' '{"nationalCode":123}' '{"nationalCode":true}' \
-            '{"nationalCode":1.5}' '{"nationalCode":["1"]}' '{"nationalCode":{"a":"1"}}' '{"NationalCode":"1"}'; do
-            call "$method" "$arguments"
-            assert_rejected 'nationalCode required'
-        done
-    done
-}
-
-@test "the empty text is a person like any other" {
-    call ensureKey '{"nationalCode":""}'
-    assert_resolved '{"ok":true}'
-    call hasKey '{"nationalCode":""}'
-    assert_resolved '{"exists":true}'
-    call hasKey '{"nationalCode":" "}'
-    assert_resolved '{"exists":false}'
+    result signatureB64 | base64 -d >signature
+    openssl x509 -in certificate.pem -noout -pubkey >public.pem
+    run openssl dgst -sha256 -verify public.pem -signature signature signed
+    assert_output 'Verified OK'
 }
 
 @test "setStyle is delivered and never settled: exit status 3, and a sentence" {
@@ -131,16 +55,6 @@ load helper
     assert_success
     run --separate-stderr kavrel --prompt cancel call signDigest --device here '{"nationalCode":"1","digestB64":""}'
     assert_rejected 'sign_failed'
-}
-
-@test "without --device the device is \$KAVREL_DEVICE, then kavrel/device in the XDG data folder" {
-    call hasKey '{"nationalCode":"1"}'
-    assert [ -d "$KAVREL_DEVICE" ]
-    unset KAVREL_DEVICE
-    XDG_DATA_HOME=$PWD/data call hasKey '{"nationalCode":"1"}'
-    assert [ -d data/kavrel/device ]
-    HOME=$PWD/home XDG_DATA_HOME='' call hasKey '{"nationalCode":"1"}'
-    assert [ -d home/.local/share/kavrel/device ]
 }
 
 @test "a method that is not in the table is refused, and the table named" {

@@ -70,21 +70,35 @@ firstUnlock=true'
     assert_refused_saying 'SETTING is required'
 }
 
-@test "getBiometricStatus tells each state of the sensor" {
-    local row
-    while read -r state expected; do
+@test "failed prompts are forgotten with lockedOut=false, and with nothing else that is set" {
+    fail_prompts() {
+        local n
+        for ((n = 0; n < $1; ++n)); do
+            call signDigest '{"nationalCode":"1","digestB64":""}' --prompt no-match
+        done
+    }
+    fail_prompts 4
+    kavrel device set lockedOut=false biometry=touchID
+    fail_prompts 4
+    run kavrel device show
+    assert_line lockedOut=false
+    kavrel device set biometry=faceID
+    fail_prompts 1
+    run kavrel device show
+    assert_line lockedOut=true
+}
+
+@test "settings made by processes at the same time are all kept" {
+    local round
+    for round in 1 2 3; do
         kavrel device reset
-        kavrel device set $(tr , ' ' <<<"$state")
-        call getBiometricStatus
-        assert_resolved "$expected"
-    done <<'END'
-biometry=faceID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":2}
-biometry=touchID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":1}
-biometry=opticID {"enabled":true,"status":"BIOMETRIC_SUCCESS","type":4}
-biometry=none {"enabled":false,"status":"BIOMETRIC_ERROR_NO_HARDWARE","type":0}
-enrolled=false {"enabled":false,"status":"BIOMETRIC_ERROR_NONE_ENROLLED","type":2}
-biometry=touchID,lockedOut=true {"enabled":false,"status":"BIOMETRIC_ERROR_LOCKOUT","type":1}
-END
+        kavrel device set biometry=touchID &
+        kavrel device set enrolled=false &
+        kavrel device set lockedOut=true &
+        kavrel device set locked=true &
+        wait
+        assert_equal "$(state)" 'biometry=touchID enrolled=false lockedOut=true locked=true firstUnlock=true'
+    done
 }
 
 @test "on a locked device no key is found, and none is lost" {
@@ -103,8 +117,7 @@ END
 }
 
 @test "reset makes a new device of it, and leaves the test authority" {
-    make_certificate 0012345678
-    certificate_arguments 0012345678 certificate.pem | kavrel call storeCertificate - >/dev/null
+    enrol
     kavrel device set biometry=none locked=true
     run --separate-stderr kavrel device reset
     assert_success

@@ -82,14 +82,42 @@ assert_expected() {
         fail "If this is how it should be: UPDATE_EXPECTED=1 ctest --preset debug -R '^kavrel'"
 }
 
-# make_key: the person 0012345678 gets a new key.
-make_key() {
-    kavrel call ensureKey '{"nationalCode":"0012345678"}' >/dev/null 2>&1
+# prepare: devices for the tests of a file to copy, since to generate a key takes longer than most of what they do with it.
+# One has a key and the other its certificate too.
+prepare() {
+    [ ! -e "$BATS_FILE_TMPDIR/certificate.pem" ] || return 0
+    cd "$BATS_FILE_TMPDIR"
+    person | kavrel --device key call createCSR - 2>/dev/null | jq -r .resolve.csrPem >request.b64
+    base64 -d request.b64 >request.der
+    openssl req -inform DER -in request.der -out request.pem
+    cp -r key enrolled
+    kavrel --device enrolled issue <request.b64 >certificate.pem
+    certificate_arguments 0012345678 certificate.pem | kavrel --device enrolled call storeCertificate - >/dev/null
+    cd "$BATS_TEST_TMPDIR"
 }
 
-# make_certificate CODE: a certificate for this person's key, in certificate.pem.
-make_certificate() {
-    person "$1" | kavrel call createCSR - 2>/dev/null | jq -r .resolve.csrPem | kavrel issue >certificate.pem
+# make_key: the person 0012345678 gets a new key.
+make_key() {
+    if [ -e "$KAVREL_DEVICE" ]; then
+        kavrel call ensureKey '{"nationalCode":"0012345678"}' >/dev/null 2>&1
+    else
+        prepare
+        cp -r "$BATS_FILE_TMPDIR/key" "$KAVREL_DEVICE"
+    fi
+}
+
+# make_request: a new device has a key of the person, and its request is in request.b64 (one line of base64), request.der and
+# request.pem.
+make_request() {
+    make_key
+    cp "$BATS_FILE_TMPDIR"/request.* .
+}
+
+# enrol: a new device has a key of the person and the certificate for it, which is in certificate.pem.
+enrol() {
+    prepare
+    cp -r "$BATS_FILE_TMPDIR/enrolled/." "$KAVREL_DEVICE"
+    cp "$BATS_FILE_TMPDIR/certificate.pem" .
 }
 
 # certificate_arguments CODE FILE: the arguments of storeCertificate.

@@ -1,12 +1,5 @@
 load helper
 
-# A request of the person 0012345678, in request.b64 (one line of base64), request.der and request.pem.
-make_request() {
-    person | kavrel call createCSR - 2>/dev/null | jq -r .resolve.csrPem >request.b64
-    base64 -d request.b64 >request.der
-    openssl req -inform DER -in request.der -out request.pem
-}
-
 issue() {
     run --separate-stderr kavrel issue
 }
@@ -38,6 +31,13 @@ assert_certifies() {
         issue <request.pem
         assert_certifies
     done
+}
+
+@test "the request, read by OpenSSL, is signed and has its seven attributes in order" {
+    make_request
+    run openssl req -in request.pem -verify -noout -subject -nameopt RFC2253,-dn_rev,show_type
+    assert_output --partial 'verify OK'
+    assert_line 'subject=ST=UTF8STRING:Nowhere,L=UTF8STRING:Sampletown,CN=UTF8STRING:0012345678,SN=UTF8STRING:Example,GN=UTF8STRING:Jane,serialNumber=PRINTABLESTRING:0012345678,postalCode=PRINTABLESTRING:1234567890'
 }
 
 @test "the certificate holds the subject and the key purposes of the request, and what an end entity needs" {

@@ -96,3 +96,9 @@ sign='{"nationalCode":"0012345678","digestB64":""}'
     call hasKey '{"nationalCode":"0012345678"}'
     assert_resolved '{"exists":false}'
 }
+
+@test "without a terminal a prompt is cancelled, and standard error says why" {
+    call signDigest "$sign"
+    assert_rejected sign_failed
+    assert_equal "$stderr" 'kavrel: there is no terminal to show the biometric prompt "Authenticate to sign" on, so it was cancelled. Give --prompt match to answer it.'
+}

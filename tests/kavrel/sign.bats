@@ -1,11 +1,5 @@
 load helper
 
-# enrol [CODE]: the person gets a key, and the slot the certificate for it, in certificate.pem.
-enrol() {
-    make_certificate "${1-0012345678}"
-    certificate_arguments "${1-0012345678}" certificate.pem | kavrel call storeCertificate - >/dev/null
-}
-
 # sign ARGUMENTS: `kavrel sign` with a match, its standard output in $output, its standard error in $stderr.
 sign() {
     run --separate-stderr kavrel sign --prompt match "$@"

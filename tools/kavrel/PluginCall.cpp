@@ -26,7 +26,7 @@ PluginCall::PluginCall(JSObject options, Ended ended)
 
 PluginCall::~PluginCall() {
     if (ended_) {
-        end(std::nullopt);
+        reportEnd(std::nullopt);
     }
 }
 
@@ -35,15 +35,15 @@ const JSObject* PluginCall::options() const {
 }
 
 void PluginCall::resolve(JSObject result) {
-    end(std::move(result));
+    reportEnd(std::move(result));
 }
 
 void PluginCall::reject(std::string message, std::optional<std::string> code, std::optional<NSError>,
                         std::optional<JSObject>) {
-    end(Rejection{std::move(message), std::move(code)});
+    reportEnd(Rejection{std::move(message), std::move(code)});
 }
 
-void PluginCall::end(std::optional<Outcome> outcome) {
+void PluginCall::reportEnd(std::optional<Outcome> outcome) {
     std::exchange(ended_, nullptr)(std::move(outcome));
 }
 

@@ -42,7 +42,7 @@ class PluginCall final : public CAPPluginCall {
                 std::optional<JSObject> data) override;
 
   private:
-    void end(std::optional<Outcome> outcome);
+    void reportEnd(std::optional<Outcome> outcome);
 
     const JSObject options_;
     Ended ended_;

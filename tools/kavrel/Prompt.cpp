@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <memory>
-#include <mutex>
 #include <unistd.h>
 #include <utility>
 
@@ -54,11 +53,9 @@ std::optional<PromptAnswer> answerNamed(const std::string& name) {
     return std::nullopt;
 }
 
+/// There is one prompt at a time, since each command waits for its call to end.
 Desktop::PromptAnswerer askOn(std::shared_ptr<Terminal> terminal) {
-    // Several prompts may come up at the same time. The terminal shows them one after the other.
-    auto oneAtATime = std::make_shared<std::mutex>();
-    return [terminal = std::move(terminal), oneAtATime = std::move(oneAtATime)](const std::string& reason) {
-        const std::lock_guard lock(*oneAtATime);
+    return [terminal = std::move(terminal)](const std::string& reason) {
         std::string question = "Biometric prompt: " + reason + "\n";
         while (true) {
             const auto line = terminal->ask(question + "Type m (match), n (no-match) or c (cancel): ");
