@@ -27,12 +27,12 @@ bool Attributes::flag(SecConstant key) {
 void Attributes::finish() const {
     for (std::size_t i = 0; i < map_.size(); ++i) {
         if (!taken_[i]) {
-            throw wrong(map_[i].key, "does not belong here, or is there twice");
+            throw failureOf(map_[i].key, "does not belong here, or is there twice");
         }
     }
 }
 
-Failure Attributes::wrong(SecConstant key, const std::string& what) {
+Failure Attributes::failureOf(SecConstant key, const std::string& what) {
     return {errSecParam, std::string("The parameter ") + secConstantNames.at(key) + " " + what + "."};
 }
 

@@ -21,7 +21,7 @@ class Attributes {
         const CFValue* value = find(key);
         const T* typed = value == nullptr ? nullptr : std::get_if<T>(value);
         if (value != nullptr && typed == nullptr) {
-            throw wrong(key, "has a value of another type");
+            throw failureOf(key, "has a value of another type");
         }
         return typed;
     }
@@ -31,7 +31,7 @@ class Attributes {
     const T& require(SecConstant key) {
         const T* value = take<T>(key);
         if (value == nullptr) {
-            throw wrong(key, "is missing");
+            throw failureOf(key, "is missing");
         }
         return *value;
     }
@@ -43,7 +43,7 @@ class Attributes {
     void finish() const;
 
     /// Returns the Failure for `key`. `what` completes the sentence that begins with its name.
-    static Failure wrong(SecConstant key, const std::string& what);
+    static Failure failureOf(SecConstant key, const std::string& what);
 
   private:
     const CFValue* find(SecConstant key);

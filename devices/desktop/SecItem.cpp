@@ -14,7 +14,7 @@ bool isAbsentOr(const SecConstant* value, SecConstant wanted) {
 /// Throws unless the value of `key` is one of `first` and `second`.
 void requireOneOf(SecConstant key, const SecConstant* value, SecConstant first, SecConstant second) {
     if (!isAbsentOr(value, first) && !isAbsentOr(value, second)) {
-        throw Attributes::wrong(key, "has an unknown value");
+        throw Attributes::failureOf(key, "has an unknown value");
     }
 }
 
@@ -46,7 +46,7 @@ ItemQuery itemQuery(Attributes& attributes) {
     // No item here asks for authentication, so it does not matter who has been authenticated.
     attributes.take<LAContextRef>(kSecUseAuthenticationContext);
     if (!isAbsentOr(attributes.take<SecConstant>(kSecUseAuthenticationUI), kSecUseAuthenticationUIAllow)) {
-        throw Attributes::wrong(kSecUseAuthenticationUI, "has an unknown value");
+        throw Attributes::failureOf(kSecUseAuthenticationUI, "has an unknown value");
     }
     switch (attributes.require<SecConstant>(kSecClass)) {
         case kSecClassKey:
@@ -54,7 +54,7 @@ ItemQuery itemQuery(Attributes& attributes) {
         case kSecClassGenericPassword:
             return passwordQuery(attributes);
         default:
-            throw Attributes::wrong(kSecClass, "has an unknown value");
+            throw Attributes::failureOf(kSecClass, "has an unknown value");
     }
 }
 
@@ -64,7 +64,7 @@ OSStatus copyMatching(const CFDictionary& map, SecItemResult* result) {
     const bool areKeys = query.kinds.front() != ItemKind::genericPassword;
     const bool wanted = attributes.flag(areKeys ? kSecReturnRef : kSecReturnData);
     if (!isAbsentOr(attributes.take<SecConstant>(kSecMatchLimit), kSecMatchLimitOne)) {
-        throw Attributes::wrong(kSecMatchLimit, "has an unknown value");
+        throw Attributes::failureOf(kSecMatchLimit, "has an unknown value");
     }
     attributes.finish();
 
@@ -92,13 +92,13 @@ OSStatus copyMatching(const CFDictionary& map, SecItemResult* result) {
 OSStatus add(const CFDictionary& map, SecItemResult* result) {
     Attributes attributes(map);
     if (attributes.require<SecConstant>(kSecClass) != kSecClassGenericPassword) {
-        throw Attributes::wrong(kSecClass, "names a class of which items are not added by value");
+        throw Attributes::failureOf(kSecClass, "names a class of which items are not added by value");
     }
     const auto* protection = attributes.take<SecConstant>(kSecAttrAccessible);
     const std::optional<Accessibility> accessibility =
         accessibilityNamed(protection != nullptr ? *protection : kSecAttrAccessibleWhenUnlocked);
     if (!accessibility) {
-        throw Attributes::wrong(kSecAttrAccessible, "has an unknown value");
+        throw Attributes::failureOf(kSecAttrAccessible, "has an unknown value");
     }
     const Item item{.kind = ItemKind::genericPassword,
                     .name = bytesOf(attributes.require<std::string>(kSecAttrAccount)),

@@ -44,13 +44,13 @@ Accessibility readAccessibility(Attributes& attributes) {
     const std::optional<Accessibility> named =
         accessibilityNamed(name != nullptr ? *name : kSecAttrAccessibleWhenUnlocked);
     if (!named) {
-        throw Attributes::wrong(kSecAttrAccessible, "has an unknown value");
+        throw Attributes::failureOf(kSecAttrAccessible, "has an unknown value");
     }
     if (control == nullptr) {
         return *named;
     }
     if (*control == nullptr || (name != nullptr && (*control)->accessibility() != *named)) {
-        throw Attributes::wrong(kSecAttrAccessControl, "is null or contradicts kSecAttrAccessible");
+        throw Attributes::failureOf(kSecAttrAccessControl, "is null or contradicts kSecAttrAccessible");
     }
     return (*control)->accessibility();
 }
@@ -72,12 +72,12 @@ HalfAttributes readHalf(Attributes& parameters, SecConstant key) {
 
 void requireSize(SecConstant keyType, std::int64_t bits) {
     if (keyType == kSecAttrKeyTypeRSA && (bits < 512 || bits > 8192)) {
-        throw Attributes::wrong(kSecAttrKeySizeInBits,
-                                "is " + std::to_string(bits) + ", and RSA takes 512 to 8192 bits");
+        throw Attributes::failureOf(kSecAttrKeySizeInBits,
+                                    "is " + std::to_string(bits) + ", and RSA takes 512 to 8192 bits");
     }
     if (keyType == kSecAttrKeyTypeECSECPrimeRandom && bits != 256) {
-        throw Attributes::wrong(kSecAttrKeySizeInBits,
-                                "is " + std::to_string(bits) + ", and the only curve here is P-256");
+        throw Attributes::failureOf(kSecAttrKeySizeInBits,
+                                    "is " + std::to_string(bits) + ", and the only curve here is P-256");
     }
 }
 
@@ -93,7 +93,7 @@ Parameters readParameters(const CFDictionary& map) {
     attributes.take<bool>(kSecReturnRef);  // the reference is returned anyway
     attributes.finish();
     if (parameters.keyType != kSecAttrKeyTypeRSA && parameters.keyType != kSecAttrKeyTypeECSECPrimeRandom) {
-        throw Attributes::wrong(kSecAttrKeyType, "has an unknown value");
+        throw Attributes::failureOf(kSecAttrKeyType, "has an unknown value");
     }
     requireSize(parameters.keyType, parameters.bits);
     return parameters;

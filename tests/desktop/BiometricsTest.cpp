@@ -59,24 +59,15 @@ class Biometrics : public testing::Test {
         Desktop::answerPromptsWith(nullptr);
     }
 
-    static void failPrompts(int count) {
-        for (int i = 0; i < count; ++i) {
-            EXPECT_EQ(promptAnswered(PromptAnswer::noMatch).code(), -1);
-        }
-    }
-
     const TestDevice device;
 };
 
 TEST_F(Biometrics, OfANewDeviceArePossibleWithFaceID) {
+    EXPECT_EQ(biometryType(*makeLAContext()), LABiometryType::none) << "before they were asked for";
     const Availability found = availability();
     EXPECT_TRUE(found.isPossible);
     EXPECT_EQ(found.error, std::nullopt);
     EXPECT_EQ(found.type, LABiometryType::faceID);
-}
-
-TEST_F(Biometrics, HaveNoKindBeforeTheyWereAskedFor) {
-    EXPECT_EQ(biometryType(*makeLAContext()), LABiometryType::none);
 }
 
 struct Obstacle {
@@ -87,7 +78,7 @@ struct Obstacle {
 
 class UnavailableBiometrics : public Biometrics, public testing::WithParamInterface<Obstacle> {};
 
-TEST_P(UnavailableBiometrics, SayWhyAndKeepTheirKind) {
+TEST_P(UnavailableBiometrics, SayWhyAndFailAPromptWithoutShowingIt) {
     Desktop::setDeviceState(GetParam().state);
     const Availability found = availability();
     EXPECT_FALSE(found.isPossible);
@@ -95,10 +86,6 @@ TEST_P(UnavailableBiometrics, SayWhyAndKeepTheirKind) {
     EXPECT_EQ(found.error.value().code, GetParam().code);
     EXPECT_EQ(found.error.value().localizedDescription(), GetParam().description);
     EXPECT_EQ(found.type, GetParam().state.biometry);
-}
-
-TEST_P(UnavailableBiometrics, FailAPromptWithoutShowingIt) {
-    Desktop::setDeviceState(GetParam().state);
     bool isShown = false;
     Desktop::answerPromptsWith([&](const std::string&) {
         isShown = true;
@@ -118,7 +105,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Obstacle{{.biometry = LABiometryType::touchID, .enrolled = false, .lockedOut = true},
                              LAErrorBiometryNotEnrolled,
                              "No identities are enrolled."},
-                    Obstacle{{.lockedOut = true}, LAErrorBiometryLockout, "Biometry is locked out."}));
+                    Obstacle{{.biometry = LABiometryType::opticID, .lockedOut = true},
+                             LAErrorBiometryLockout,
+                             "Biometry is locked out."}));
 
 TEST_F(Biometrics, ShowTheReasonAndAnswerOnAThreadOfTheirOwn) {
     std::string shown;
@@ -152,69 +141,80 @@ TEST_F(Biometrics, AreCancelledWhereNobodyAnswers) {
     EXPECT_EQ(prompt().code(), -2);
 }
 
-TEST_F(Biometrics, LockThemselvesOutAfterFiveFailuresInARow) {
-    failPrompts(4);
-    EXPECT_FALSE(Desktop::deviceState().lockedOut);
-    failPrompts(1);
-    EXPECT_TRUE(Desktop::deviceState().lockedOut);
-    EXPECT_EQ(promptAnswered(PromptAnswer::match).code(), LAErrorBiometryLockout);
+/// What happens one after the other: a prompt without a match (n), with one (m) or cancelled (c), and the
+/// device opened again (o).
+struct History {
+    const char* events;
+    std::int64_t failedPrompts;
+};
+
+class BiometricFailures : public Biometrics, public testing::WithParamInterface<History> {};
+
+TEST_P(BiometricFailures, AreCountedInARowAndTheFifthLocksTheSensorOut) {
+    for (const char event : std::string(GetParam().events)) {
+        if (event == 'n') {
+            EXPECT_EQ(promptAnswered(PromptAnswer::noMatch).code(), -1);
+        } else if (event == 'm') {
+            EXPECT_EQ(promptAnswered(PromptAnswer::match).code(), 0);
+        } else if (event == 'c') {
+            EXPECT_EQ(promptAnswered(PromptAnswer::cancel).code(), -2);
+        } else {
+            device.reopen();
+        }
+    }
+    const bool isLockedOut = GetParam().failedPrompts == 5;
+    EXPECT_EQ(Desktop::deviceState(),
+              (DeviceState{.lockedOut = isLockedOut, .failedPrompts = GetParam().failedPrompts}));
+    EXPECT_EQ(promptAnswered(PromptAnswer::match).code(), isLockedOut ? LAErrorBiometryLockout : 0);
 }
 
-TEST_F(Biometrics, CountOnWhenTheDeviceIsOpenedAgain) {
-    failPrompts(4);
-    device.reopen();
-    failPrompts(1);
-    EXPECT_TRUE(Desktop::deviceState().lockedOut);
-}
+INSTANTIATE_TEST_SUITE_P(Histories, BiometricFailures,
+                         testing::Values(History{"nnnn", 4}, History{"nnnnn", 5}, History{"nm", 0},
+                                         History{"nnnnmnnnn", 4}, History{"nnnncn", 5},
+                                         History{"nnnnon", 5}));
 
-TEST_F(Biometrics, ForgetFailuresOnceAPersonWasRecognised) {
-    failPrompts(4);
-    promptAnswered(PromptAnswer::match);
-    failPrompts(4);
-    EXPECT_FALSE(Desktop::deviceState().lockedOut);
-}
+/// Something that others do to the state while a prompt is open, and what comes of the answer.
+struct Meanwhile {
+    DeviceState before;
+    DeviceState changed;
+    PromptAnswer answer;
+    std::int64_t code;
+    DeviceState after;
+};
 
-TEST_F(Biometrics, CountACancelledPromptNeitherWay) {
-    failPrompts(4);
-    promptAnswered(PromptAnswer::cancel);
-    EXPECT_FALSE(Desktop::deviceState().lockedOut);
-    failPrompts(1);
-    EXPECT_TRUE(Desktop::deviceState().lockedOut);
-}
-
-TEST_F(Biometrics, StayLockedOutWhenAPromptThatWasOpenFails) {
-    Desktop::answerPromptsWith([](const std::string&) {
-        Desktop::setDeviceState({.lockedOut = true});
-        return PromptAnswer::noMatch;
-    });
-    EXPECT_EQ(prompt().code(), -1);
-    EXPECT_TRUE(Desktop::deviceState().lockedOut);
-}
-
-TEST_F(Biometrics, MatchNobodyAfterALockoutThatOthersCaused) {
-    for (const std::int64_t failedPrompts : {5, 0}) {
-        const DeviceState lockedOut{.lockedOut = true, .failedPrompts = failedPrompts};
-        Desktop::setDeviceState({});
+TEST_F(Biometrics, MayChangeWhileAPromptIsOpen) {
+    const DeviceState fifthFailure{.lockedOut = true, .failedPrompts = 5};
+    for (const Meanwhile& row :
+         {Meanwhile{
+              {}, {.lockedOut = true}, PromptAnswer::noMatch, -1, {.lockedOut = true, .failedPrompts = 1}},
+          Meanwhile{
+              {}, {.lockedOut = true}, PromptAnswer::match, LAErrorBiometryLockout, {.lockedOut = true}},
+          Meanwhile{{}, fifthFailure, PromptAnswer::match, LAErrorBiometryLockout, fifthFailure},
+          Meanwhile{{.failedPrompts = 4}, fifthFailure, PromptAnswer::noMatch, -1, fifthFailure}}) {
+        Desktop::setDeviceState(row.before);
         Desktop::answerPromptsWith([&](const std::string&) {
-            Desktop::setDeviceState(lockedOut);
-            return PromptAnswer::match;
+            Desktop::setDeviceState(row.changed);
+            return row.answer;
         });
         const Reply reply = prompt();
         EXPECT_FALSE(reply.success);
-        EXPECT_EQ(reply.code(), LAErrorBiometryLockout);
-        EXPECT_EQ(Desktop::deviceState(), lockedOut);
+        EXPECT_EQ(reply.code(), row.code);
+        EXPECT_EQ(Desktop::deviceState(), row.after);
     }
 }
 
-TEST_F(Biometrics, CountNoFurtherThanToTheLockout) {
-    failPrompts(5);
-    Desktop::answerPromptsWith([](const std::string&) {
-        Desktop::setDeviceState({.lockedOut = true, .failedPrompts = 5});
-        return PromptAnswer::noMatch;
-    });
-    Desktop::setDeviceState({});
-    EXPECT_EQ(prompt().code(), -1);
-    EXPECT_EQ(Desktop::deviceState().failedPrompts, 5);
+// Another process locks the sensor out after a match, while the device waits for its turn to forget the
+// failures before it.
+TEST_F(Biometrics, MatchNobodyOnceTheyAreLockedOut) {
+    Desktop::setDeviceState({.failedPrompts = 4});
+    std::optional<HeldFolder> held(device.folder());
+    std::future<Reply> reply =
+        std::async(std::launch::async, [] { return promptAnswered(PromptAnswer::match); });
+    held->waitForOthers(1);
+    device.execute("UPDATE state SET lockedOut = 1, failedPrompts = 5");
+    held.reset();
+    EXPECT_EQ(reply.get().code(), LAErrorBiometryLockout);
+    EXPECT_EQ(Desktop::deviceState(), (DeviceState{.lockedOut = true, .failedPrompts = 5}));
 }
 
 TEST_F(Biometrics, CannotBeInAnImpossibleState) {
@@ -223,21 +223,6 @@ TEST_F(Biometrics, CannotBeInAnImpossibleState) {
         EXPECT_THROW(Desktop::setDeviceState(state), Desktop::DeviceError);
     }
     EXPECT_EQ(Desktop::deviceState(), DeviceState());
-}
-
-TEST_F(Biometrics, MayBeOfEachKind) {
-    for (const LABiometryType kind :
-         {LABiometryType::none, LABiometryType::touchID, LABiometryType::faceID, LABiometryType::opticID}) {
-        Desktop::setDeviceState({.biometry = kind});
-        EXPECT_EQ(availability().type, kind);
-    }
-}
-
-TEST_F(Biometrics, ForgetFailuresWhenTheLockoutIsLifted) {
-    failPrompts(5);
-    Desktop::setDeviceState({.lockedOut = false});
-    failPrompts(4);
-    EXPECT_FALSE(Desktop::deviceState().lockedOut);
 }
 
 TEST_F(Biometrics, AnswerManyPromptsAtOnce) {

@@ -103,13 +103,9 @@ TEST_F(DeviceFolder, IsMadeForItsOwnerOnly) {
     EXPECT_EQ(everythingIn(made).size(), 4U);
 }
 
-TEST_F(DeviceFolder, MayBeNamedWithASlashAtTheEnd) {
-    Desktop::openDevice(temporary.path() / "new/");
-    EXPECT_EQ(modeOf(temporary.path() / "new"), 0700U);
-}
-
 TEST_F(DeviceFolder, MayHaveAnyName) {
-    for (const char* name : {"a?b#c%41", "two words", "ä", "file:x?mode=memory", "'"}) {
+    for (const char* name :
+         {"a?b#c%41", "two words", "ä", "file:x?mode=memory", "'", "a slash at the end/"}) {
         Desktop::openDevice(temporary.path() / name);
         EXPECT_TRUE(fs::exists(temporary.path() / name / "keychain.sqlite")) << name;
     }
@@ -139,17 +135,12 @@ TEST_F(DeviceFolder, IsNamedInFullWhenItIsRefused) {
     EXPECT_THAT(reason, HasSubstr(file.string()));
 }
 
-TEST_F(DeviceFolder, ThatIsEmptyIsClosedToOthers) {
-    fs::permissions(folder, fs::perms(0755));
-    Desktop::openDevice(folder);
-    EXPECT_EQ(modeOf(folder), 0700U);
-}
-
-TEST_F(DeviceFolder, ThatIsADeviceIsClosedToOthers) {
-    Desktop::openDevice(folder);
-    fs::permissions(folder, fs::perms(0755));
-    Desktop::openDevice(folder);
-    EXPECT_EQ(modeOf(folder), 0700U);
+TEST_F(DeviceFolder, IsClosedToOthersWhetherItIsEmptyOrADevice) {
+    for (int round = 0; round < 2; ++round) {
+        fs::permissions(folder, fs::perms(0755));
+        Desktop::openDevice(folder);
+        EXPECT_EQ(modeOf(folder), 0700U);
+    }
 }
 
 TEST_F(DeviceFolder, WithOtherFilesIsMadeADeviceOnlyIfItIsClosedToOthers) {
@@ -205,29 +196,27 @@ TEST_F(DeviceFolder, LosesWhatAKilledProcessHasLeft) {
 }
 
 TEST_F(DeviceFolder, WithAForeignDatabaseIsRefused) {
-    makeForeignDatabase("PRAGMA application_id = 7; CREATE TABLE items (id); INSERT INTO items VALUES (1);");
-    writeFile(folder / ".keychain-abcdef", bytesOf("x"));
-    expectRefused("database of another program");
+    for (const char* mode : {"DELETE", "WAL"}) {
+        makeForeignDatabase(
+            std::string("PRAGMA journal_mode = ") + mode +
+            "; PRAGMA application_id = 7; CREATE TABLE items (id); INSERT INTO items VALUES (1);");
+        EXPECT_EQ(fs::exists(file.string() + "-wal"), mode == std::string("WAL"));
+        writeFile(folder / ".keychain-abcdef", bytesOf("x"));
+        expectRefused("database of another program");
+        fs::remove(file);
+    }
 }
 
-TEST_F(DeviceFolder, WithAForeignDatabaseThatHasALogIsRefused) {
-    makeForeignDatabase("PRAGMA journal_mode = WAL; CREATE TABLE items (id); INSERT INTO items VALUES (1);");
-    ASSERT_TRUE(fs::exists(file.string() + "-wal"));
-    expectRefused("database of another program");
-}
-
-TEST_F(DeviceFolder, WithADatabaseOfANewerVersionIsRefused) {
-    Desktop::openDevice(folder);
-    makeForeignDatabase("PRAGMA user_version = 2;");
-    { const TestDevice elsewhere; }
-    expectRefused("newer version");
-}
-
-TEST_F(DeviceFolder, WithADatabaseWithoutAFormatNumberIsRefused) {
-    Desktop::openDevice(folder);
-    makeForeignDatabase("PRAGMA user_version = 0;");
-    { const TestDevice elsewhere; }
-    expectRefused("has no format number");
+TEST_F(DeviceFolder, WithADatabaseOfAnotherVersionIsRefused) {
+    for (const auto& [version, reason] : {std::pair{"2", "newer version"}, {"0", "has no format number"}}) {
+        const TemporaryFolder elsewhere;
+        Desktop::openDevice(folder);
+        makeForeignDatabase(std::string("PRAGMA user_version = ") + version);
+        Desktop::openDevice(elsewhere.path());
+        expectRefused(reason);
+        fs::remove_all(folder);
+        fs::create_directory(folder, temporary.path());
+    }
 }
 
 // The file itself still has the old number.
@@ -238,21 +227,6 @@ TEST_F(DeviceFolder, WithALogThatChangesTheFormatNumberIsRefused) {
     makeForeignDatabase("PRAGMA user_version = 0;");
     ASSERT_EQ(readFile(file), before);
     EXPECT_THAT(refusal(folder), AllOf(HasSubstr("has no format number"), HasSubstr(file.string())));
-}
-
-TEST_F(DeviceFolder, WhoseModeCannotBeChangedIsRefused) {
-    fs::permissions(folder, fs::perms(0755));
-    const Outcome outcome = Worker({"--keep-modes", "open", folder}).finish();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.output, AllOf(HasSubstr(folder.string()), HasSubstr("cannot be closed to them"),
-                                      HasSubstr("permitted")));
-    EXPECT_TRUE(fs::is_empty(folder));
-}
-
-TEST_F(DeviceFolder, WhoseNamesCannotBeReadIsRefused) {
-    const Outcome outcome = Worker({"--no-listing", "open", folder}).finish();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.output, HasSubstr(folder.string() + " cannot be read (Input/output error)"));
 }
 
 TEST_F(DeviceFolder, WithSomethingElseInThePlaceOfTheDatabaseIsRefused) {
@@ -279,41 +253,67 @@ TEST_F(DeviceFolder, RefusedLeavesTheDeviceThatIsOpen) {
     EXPECT_TRUE(pairWorks("p"));
 }
 
-// The worker gives the rights of root up, which would read and write everything.
-class ClosedFolder : public DeviceFolder {
-  protected:
-    ClosedFolder() {
-        fs::permissions(temporary.path(), fs::perms(0777));
-        giveToNobody(folder);  // a worker that is not started by root runs as the user who owns it already
-    }
+struct Refusal {
+    const char* call;  // that the system refuses
+    const char* problem;
+};
 
-    [[nodiscard]] std::string refusalToNobody() const {
+class DeviceFolderOnATroubledSystem : public DeviceFolder, public testing::WithParamInterface<Refusal> {};
+
+TEST_P(DeviceFolderOnATroubledSystem, IsRefusedAndStaysEmpty) {
+    fs::permissions(folder, fs::perms(0755));
+    const Outcome outcome = Worker({"--refuse", GetParam().call, "open", folder}).finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.output, HasSubstr(folder.string() + GetParam().problem));
+    EXPECT_TRUE(fs::is_empty(folder));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, DeviceFolderOnATroubledSystem,
+    testing::Values(
+        Refusal{"chmod", " is open to other people and cannot be closed to them (Operation not permitted)"},
+        Refusal{"fsync file", " cannot be made a device (Input/output error)"},
+        Refusal{"link", "/keychain.sqlite cannot be created (Operation not permitted)"},
+        Refusal{"readdir", " cannot be read (Input/output error)"}));
+
+TEST_F(DeviceFolder, IsMadeEvenWhereItsNamesCannotBeWrittenThrough) {
+    EXPECT_EQ(Worker({"--refuse", "fsync folder", "open", folder}).finish().output, "refused fsync folder\n");
+    EXPECT_EQ(refusal(folder), "(opened)");
+}
+
+TEST_F(DeviceFolder, WithoutRoomForADeviceIsRefusedAndStaysEmpty) {
+    const Outcome outcome = Worker({"--file-limit", "1000", "open", folder}).finish();
+    EXPECT_THAT(outcome.output, HasSubstr(folder.string() + " cannot be made a device (File too large)"));
+    EXPECT_TRUE(fs::is_empty(folder));
+}
+
+// The worker gives the rights of root up, which would read and write everything.
+TEST_F(DeviceFolder, ThatIsClosedToItsUserIsRefused) {
+    fs::permissions(temporary.path(), fs::perms(0777));
+    giveToNobody(folder);  // a worker that is not started by root runs as the user who owns it already
+    const auto refusalToNobody = [&] {
         const Outcome outcome = Worker({"--as-nobody", "open", folder}).finish();
         EXPECT_EQ(outcome.status, 3) << outcome.output;
         return outcome.output;
-    }
-};
-
-TEST_F(ClosedFolder, ThatCannotBeWrittenIsRefused) {
-    fs::permissions(folder, fs::perms(0555));
-    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("ermission")));
-}
-
-TEST_F(ClosedFolder, ThatCannotBeEnteredIsRefused) {
-    fs::permissions(folder, fs::perms(0));
-    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("ermission")));
-}
-
-TEST_F(ClosedFolder, ThatCannotBeMadeIsRefused) {
-    fs::remove(folder);
-    fs::permissions(temporary.path(), fs::perms(0555));
-    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("cannot be created")));
-}
-
-TEST_F(ClosedFolder, WithAKeychainThatCannotBeWrittenIsRefused) {
+    };
     EXPECT_EQ(Worker({"--as-nobody", "open", folder}).finish().status, 0);
     fs::permissions(file, fs::perms(0444));
     EXPECT_THAT(refusalToNobody(), HasSubstr(file.string() + " cannot be written"));
+    fs::permissions(folder, fs::perms(0));
+    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("(Permission denied)")));
+    fs::permissions(folder, fs::perms(0755));
+    fs::remove_all(folder);
+    fs::permissions(temporary.path(), fs::perms(0555));
+    EXPECT_THAT(refusalToNobody(), HasSubstr(folder.string() + " cannot be created (Permission denied)"));
+}
+
+TEST_F(DeviceFolder, ThatCannotBeWrittenIsRefused) {
+    fs::permissions(temporary.path(), fs::perms(0777));
+    giveToNobody(folder);
+    fs::permissions(folder, fs::perms(0555));
+    const Outcome outcome = Worker({"--as-nobody", "open", folder}).finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.output, AllOf(HasSubstr(folder.string()), HasSubstr("(Permission denied)")));
 }
 
 class DefaultDeviceFolder : public testing::Test {

@@ -20,7 +20,6 @@ class DiskFaults : public testing::TestWithParam<std::pair<const char*, Fault>> 
   protected:
     static void SetUpTestSuite() {
         StoredKeys::make(folder().path() / "keys");
-        StoredKeys::use(folder().path() / "keys");
         FailingDisk::install(folder().path() / "device");
         Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
     }
@@ -79,7 +78,7 @@ TEST_P(DiskFaults, EndEveryCallOnceAndTakeNothingThatWasAcknowledged) {
         close();
         FailingDisk::repair();
         ASSERT_TRUE(open());
-        session_.promises().expectKept();
+        session_.acknowledged().expectKept();
         ASSERT_FALSE(HasFailure()) << "after " << count << " operations";
         if (failures == 0) {
             std::cout << "Let each of " << count << " operations of the disk fail (" << GetParam().first

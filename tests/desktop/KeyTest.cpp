@@ -10,7 +10,6 @@ namespace KavrelCrypto {
 namespace {
 
 using testing::HasSubstr;
-using testing::StartsWith;
 
 constexpr SecKeyAlgorithm rsaSHA256 = kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256;
 
@@ -50,6 +49,14 @@ class SecKeys : public testing::Test {
         return SecKeyCreateRandomKey(pairParameters(keyType, bits, "private", "public"), nullptr);
     }
 
+    static void expectWrong(const CFDictionary& parameters, const std::string& reason) {
+        const NSError error = refusal(parameters);
+        EXPECT_EQ(error.domain, "NSOSStatusErrorDomain");
+        EXPECT_EQ(error.code, errSecParam);
+        EXPECT_THAT(error.localizedDescription(), HasSubstr(reason));
+        EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecItemNotFound);
+    }
+
     static NSError refusal(const CFDictionary& parameters) {
         std::optional<NSError> error;
         EXPECT_EQ(SecKeyCreateRandomKey(parameters, &error), nullptr);
@@ -61,14 +68,22 @@ class SecKeys : public testing::Test {
 
 class EverySecKeyAlgorithm : public SecKeys, public testing::WithParamInterface<SigningCase> {};
 
-TEST_P(EverySecKeyAlgorithm, MakesASignatureThatOpenSSLAccepts) {
-    const SecKeyRef key = made(GetParam().keyType, GetParam().bits);
+TEST_P(EverySecKeyAlgorithm, MakesASignatureThatItAndOpenSSLAcceptForThisMessageOnly) {
+    const auto& [algorithm, keyType, bits, digest] = GetParam();
+    const SecKeyRef key = made(keyType, bits);
+    const SecKeyRef publicKey = SecKeyCopyPublicKey(key);
     const Bytes message = bytesOf("a message");
-    const Bytes signature = SecKeyCreateSignature(key, GetParam().algorithm, message, nullptr).value();
-    EXPECT_THAT(judged(SecKeyCopyPublicKey(key), GetParam(), message, signature).output,
-                HasSubstr("Verified OK"));
-    EXPECT_THAT(judged(SecKeyCopyPublicKey(key), GetParam(), bytesOf("another"), signature).output,
-                HasSubstr("Verification failure"));
+    const Bytes another = bytesOf("another");
+    Bytes signature = SecKeyCreateSignature(key, algorithm, message, nullptr).value();
+    EXPECT_THAT(judged(publicKey, GetParam(), message, signature).output, HasSubstr("Verified OK"));
+    EXPECT_THAT(judged(publicKey, GetParam(), another, signature).output, HasSubstr("Verification failure"));
+    std::optional<NSError> error;
+    EXPECT_TRUE(SecKeyVerifySignature(publicKey, algorithm, message, signature, &error));
+    EXPECT_EQ(error, std::nullopt);
+    EXPECT_FALSE(SecKeyVerifySignature(publicKey, algorithm, another, signature, nullptr));
+    signature.back() ^= 1;
+    EXPECT_FALSE(SecKeyVerifySignature(publicKey, algorithm, message, signature, &error));
+    EXPECT_EQ(error.value().code, -67808);
 }
 
 TEST_P(EverySecKeyAlgorithm, SignsWithTheKeyThatTheKeychainGivesBack) {
@@ -78,21 +93,6 @@ TEST_P(EverySecKeyAlgorithm, SignsWithTheKeyThatTheKeychainGivesBack) {
     const Bytes signature =
         SecKeyCreateSignature(findKey("private"), GetParam().algorithm, message, nullptr).value();
     EXPECT_THAT(judged(findKey("public"), GetParam(), message, signature).output, HasSubstr("Verified OK"));
-}
-
-TEST_P(EverySecKeyAlgorithm, VerifiesItsSignatureAndNoOther) {
-    const SecKeyRef key = made(GetParam().keyType, GetParam().bits);
-    const SecKeyRef publicKey = SecKeyCopyPublicKey(key);
-    const Bytes message = bytesOf("a message");
-    Bytes signature = SecKeyCreateSignature(key, GetParam().algorithm, message, nullptr).value();
-    std::optional<NSError> error;
-    EXPECT_TRUE(SecKeyVerifySignature(publicKey, GetParam().algorithm, message, signature, &error));
-    EXPECT_EQ(error, std::nullopt);
-    EXPECT_FALSE(
-        SecKeyVerifySignature(publicKey, GetParam().algorithm, bytesOf("another"), signature, nullptr));
-    signature.back() ^= 1;
-    EXPECT_FALSE(SecKeyVerifySignature(publicKey, GetParam().algorithm, message, signature, &error));
-    EXPECT_EQ(error.value().code, -67808);
 }
 
 INSTANTIATE_TEST_SUITE_P(Algorithms, EverySecKeyAlgorithm,
@@ -147,39 +147,31 @@ TEST_F(SecKeys, LeaveAStoredHalfOutThatIsNotPermanent) {
     EXPECT_EQ(findKey("public"), nullptr);
 }
 
-TEST_F(SecKeys, AreNotExportedByTheirPrivateHalf) {
-    std::optional<NSError> error;
-    EXPECT_EQ(SecKeyCopyExternalRepresentation(made(kSecAttrKeyTypeRSA, 512), &error), std::nullopt);
-    EXPECT_EQ(error.value().code, errSecParam);
+TEST_F(SecKeys, AreExportedByTheirPublicAndSignWithTheirPrivateHalfOnly) {
+    const SecKeyRef key = made(kSecAttrKeyTypeRSA, 512);
+    std::optional<NSError> exporting;
+    EXPECT_EQ(SecKeyCopyExternalRepresentation(key, &exporting), std::nullopt);
+    EXPECT_EQ(exporting.value().code, errSecParam);
+    std::optional<NSError> signing;
+    EXPECT_EQ(SecKeyCreateSignature(SecKeyCopyPublicKey(key), rsaSHA256, bytesOf("x"), &signing),
+              std::nullopt);
+    EXPECT_EQ(signing.value().code, errSecParam);
 }
 
-TEST_F(SecKeys, SignWithTheirPrivateHalfOnly) {
-    std::optional<NSError> error;
-    const SecKeyRef publicKey = SecKeyCopyPublicKey(made(kSecAttrKeyTypeRSA, 512));
-    EXPECT_EQ(SecKeyCreateSignature(publicKey, rsaSHA256, bytesOf("x"), &error), std::nullopt);
-    EXPECT_EQ(error.value().code, errSecParam);
-}
-
-TEST_F(SecKeys, RefuseAnAlgorithmForAnotherType) {
+TEST_F(SecKeys, RefuseAnAlgorithmForAnotherTypeOrForALargerKey) {
     const SecKeyRef rsa = made(kSecAttrKeyTypeRSA, 512);
     const SecKeyRef ec = made(kSecAttrKeyTypeECSECPrimeRandom, 256);
-    std::optional<NSError> error;
-    EXPECT_EQ(
-        SecKeyCreateSignature(rsa, kSecKeyAlgorithmECDSASignatureMessageX962SHA256, bytesOf("x"), &error),
-        std::nullopt);
-    EXPECT_EQ(error.value().code, errSecParam);
-    EXPECT_EQ(SecKeyCreateSignature(ec, rsaSHA256, bytesOf("x"), nullptr), std::nullopt);
+    for (const auto& [key, algorithm, reason] :
+         {std::tuple{rsa, kSecKeyAlgorithmECDSASignatureMessageX962SHA256, "for keys of another type"},
+          {ec, rsaSHA256, "for keys of another type"},
+          {rsa, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512, "cannot make this signature"}}) {
+        std::optional<NSError> error;
+        EXPECT_EQ(SecKeyCreateSignature(key, algorithm, bytesOf("x"), &error), std::nullopt);
+        EXPECT_EQ(error.value().code, errSecParam);
+        EXPECT_THAT(error.value().localizedDescription(), HasSubstr(reason));
+    }
     EXPECT_FALSE(
         SecKeyVerifySignature(SecKeyCopyPublicKey(ec), rsaSHA256, bytesOf("x"), bytesOf("y"), nullptr));
-}
-
-TEST_F(SecKeys, TooSmallForADigestSayThatTheyCannotSign) {
-    std::optional<NSError> error;
-    const SecKeyRef key = made(kSecAttrKeyTypeRSA, 512);
-    EXPECT_EQ(
-        SecKeyCreateSignature(key, kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512, bytesOf("x"), &error),
-        std::nullopt);
-    EXPECT_THAT(error.value().localizedDescription(), HasSubstr("cannot make this signature"));
 }
 
 TEST_F(SecKeys, AreNotMadeInASecureEnclaveSinceThereIsNone) {
@@ -217,109 +209,48 @@ TEST_F(SecKeys, GetAnAccessControlForTheFourAccessibilitiesOnly) {
     EXPECT_EQ(SecAccessControlCreateWithFlags(kSecAttrAccessibleWhenUnlocked, 1, &error), nullptr);
 }
 
-using Change = void (*)(CFDictionary& parameters);
+/// A parameter of a pair by its place, and a value that it cannot have.
+using WrongParameter = std::pair<std::size_t, CFValue>;
 
-class SecKeyCreateRandomKeyWithWrongParameters : public SecKeys,
-                                                 public testing::WithParamInterface<Change> {};
+class SecKeysWithAWrongParameter : public SecKeys, public testing::WithParamInterface<WrongParameter> {};
 
-TEST_P(SecKeyCreateRandomKeyWithWrongParameters, MakesNoKey) {
+TEST_P(SecKeysWithAWrongParameter, AreNotMade) {
     CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
-    ASSERT_NE(SecKeyCreateRandomKey(parameters, nullptr), nullptr);
-    SecItemDelete({{kSecClass, kSecClassKey}});
-    GetParam()(parameters);
-    const NSError error = refusal(parameters);
-    EXPECT_EQ(error.domain, "NSOSStatusErrorDomain");
-    EXPECT_EQ(error.code, errSecParam);
-    EXPECT_THAT(error.localizedDescription(), HasSubstr("kSec"));
-    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecItemNotFound);
+    parameters.at(GetParam().first).value = GetParam().second;
+    expectWrong(parameters, "kSec");
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Parameters, SecKeyCreateRandomKeyWithWrongParameters,
-    testing::Values([](CFDictionary& p) { p[0].value = kSecClassKey; },
-                    [](CFDictionary& p) { p[0].value = true; }, [](CFDictionary& p) { p.erase(p.begin()); },
-                    [](CFDictionary& p) { p.erase(p.begin() + 1); },
-                    [](CFDictionary& p) { p[1].value = std::string("512"); },
-                    [](CFDictionary& p) { p[1].value = std::int64_t{511}; },
-                    [](CFDictionary& p) { p[1].value = std::int64_t{8193}; },
-                    [](CFDictionary& p) { p[1].value = std::int64_t{-1}; },
-                    [](CFDictionary& p) { p[0].value = kSecAttrKeyTypeECSECPrimeRandom; },
-                    [](CFDictionary& p) { p[2].value = true; },
-                    [](CFDictionary& p) {
-                        p[2].value = CFDictionary{{kSecAttrIsPermanent, std::int64_t{1}}};
-                    },
-                    [](CFDictionary& p) {
-                        p[2].value = CFDictionary{{kSecAttrApplicationTag, std::string("tag")}};
-                    },
-                    [](CFDictionary& p) {
-                        p[2].value = CFDictionary{{kSecAttrAccessible, kSecClassKey}};
-                    },
-                    [](CFDictionary& p) {
-                        p[2].value = CFDictionary{{kSecAttrAccessControl, SecAccessControlRef()}};
-                    },
-                    [](CFDictionary& p) {
-                        p[2].value = CFDictionary{
-                            {kSecAttrAccessible, kSecAttrAccessibleWhenUnlocked},
-                            {kSecAttrAccessControl, SecAccessControlCreateWithFlags(
-                                                        kSecAttrAccessibleAfterFirstUnlock, 0, nullptr)}};
-                    },
-                    [](CFDictionary& p) {
-                        p[2].value = CFDictionary{{kSecAttrAccount, std::string("account")}};
-                    },
-                    [](CFDictionary& p) { p.push_back(p[0]); },
-                    [](CFDictionary& p) {
-                        p.push_back({kSecMatchLimit, kSecMatchLimitOne});
-                    }));
+    Parameters, SecKeysWithAWrongParameter,
+    testing::Values(WrongParameter{0, kSecClassKey}, WrongParameter{0, true},
+                    WrongParameter{0, kSecAttrKeyTypeECSECPrimeRandom}, WrongParameter{1, std::string("512")},
+                    WrongParameter{1, std::int64_t{511}}, WrongParameter{1, std::int64_t{8193}},
+                    WrongParameter{1, std::int64_t{-1}}, WrongParameter{2, true},
+                    WrongParameter{2, CFDictionary{{kSecAttrIsPermanent, std::int64_t{1}}}},
+                    WrongParameter{2, CFDictionary{{kSecAttrApplicationTag, std::string("tag")}}},
+                    WrongParameter{2, CFDictionary{{kSecAttrAccessible, kSecClassKey}}},
+                    WrongParameter{2, CFDictionary{{kSecAttrAccessControl, SecAccessControlRef()}}},
+                    WrongParameter{
+                        2, CFDictionary{{kSecAttrAccessible, kSecAttrAccessibleWhenUnlocked},
+                                        {kSecAttrAccessControl,
+                                         SecAccessControlCreateWithFlags(kSecAttrAccessibleAfterFirstUnlock,
+                                                                         0, nullptr)}}},
+                    WrongParameter{2, CFDictionary{{kSecAttrAccount, std::string("account")}}}));
 
-#define NAMED(constant) \
-    { constant, #constant }
-constexpr std::pair<SecConstant, const char*> constants[] = {
-    NAMED(kSecClass),
-    NAMED(kSecClassKey),
-    NAMED(kSecClassGenericPassword),
-    NAMED(kSecAttrApplicationTag),
-    NAMED(kSecAttrKeyType),
-    NAMED(kSecAttrKeyTypeRSA),
-    NAMED(kSecAttrKeyTypeECSECPrimeRandom),
-    NAMED(kSecAttrKeySizeInBits),
-    NAMED(kSecAttrKeyClass),
-    NAMED(kSecAttrKeyClassPrivate),
-    NAMED(kSecAttrKeyClassPublic),
-    NAMED(kSecAttrIsPermanent),
-    NAMED(kSecAttrTokenID),
-    NAMED(kSecAttrTokenIDSecureEnclave),
-    NAMED(kSecAttrAccount),
-    NAMED(kSecAttrAccessControl),
-    NAMED(kSecAttrAccessible),
-    NAMED(kSecAttrAccessibleWhenUnlocked),
-    NAMED(kSecAttrAccessibleWhenUnlockedThisDeviceOnly),
-    NAMED(kSecAttrAccessibleAfterFirstUnlock),
-    NAMED(kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly),
-    NAMED(kSecPrivateKeyAttrs),
-    NAMED(kSecPublicKeyAttrs),
-    NAMED(kSecValueData),
-    NAMED(kSecReturnRef),
-    NAMED(kSecReturnData),
-    NAMED(kSecMatchLimit),
-    NAMED(kSecMatchLimitOne),
-    NAMED(kSecUseAuthenticationContext),
-    NAMED(kSecUseAuthenticationUI),
-    NAMED(kSecUseAuthenticationUIAllow),
-};
-#undef NAMED
-
-TEST_F(SecKeys, AreNotMadeWithASurplusParameterWhichTheMessageNames) {
-    for (const auto& [surplus, name] : constants) {
-        CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
-        // A value of no type that any parameter has, so that those that belong there are at fault, too.
-        parameters[2].value = CFDictionary{{surplus, CFDictionary{}}};
-        EXPECT_THAT(refusal(parameters).localizedDescription(),
-                    StartsWith("The parameter " + std::string(name) + " "));
+TEST_F(SecKeys, AreNotMadeWithAParameterTooFewOrTooMany) {
+    const CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
+    for (const std::size_t missing : {0U, 1U}) {
+        CFDictionary fewer = parameters;
+        fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(missing));
+        expectWrong(fewer, "is missing");
     }
-    CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
-    parameters.push_back({kSecMatchLimit, kSecMatchLimitOne});
-    EXPECT_EQ(refusal(parameters).localizedDescription(),
-              "The parameter kSecMatchLimit does not belong here, or is there twice.");
+    for (const auto& [surplus, name] :
+         {std::pair{parameters[0], "kSecAttrKeyType"},
+          {CFDictionaryEntry{kSecMatchLimit, kSecMatchLimitOne}, "kSecMatchLimit"}}) {
+        CFDictionary more = parameters;
+        more.push_back(surplus);
+        expectWrong(more, "The parameter " + std::string(name) + " does not belong here, or is there twice.");
+    }
 }
 
 TEST_F(SecKeys, FoundBeforeTheyWereDeletedSayThatTheyAreGone) {

@@ -42,24 +42,16 @@ TEST_F(SecItems, AreNotFoundInANewKeychain) {
 }
 
 TEST_F(SecItems, GiveAPasswordBackByteForByte) {
-    const std::string value("a\0b\r\n\xFF", 6);
-    EXPECT_EQ(addPassword("account", value), errSecSuccess);
-    device.reopen();
-    EXPECT_EQ(passwordOf("account"), bytesOf(value));
-}
-
-TEST_F(SecItems, HoldNoBytesAndAMegabyteAlike) {
+    const std::string bytes("a\0b\r\n\xFF", 6);
     const std::string large(1 << 20, 'x');
-    addPassword("empty", "");
-    addPassword(large, large);
+    EXPECT_EQ(addPassword("account", bytes), errSecSuccess);
+    EXPECT_EQ(addPassword("account", "another"), errSecDuplicateItem);
+    EXPECT_EQ(addPassword("empty", ""), errSecSuccess);
+    EXPECT_EQ(addPassword(large, large), errSecSuccess);
+    device.reopen();
+    EXPECT_EQ(passwordOf("account"), bytesOf(bytes));
     EXPECT_EQ(passwordOf("empty"), Bytes());
     EXPECT_EQ(passwordOf(large), bytesOf(large));
-}
-
-TEST_F(SecItems, ArePasswordsOfOneAccountOnlyOnce) {
-    addPassword("account", "first");
-    EXPECT_EQ(addPassword("account", "second"), errSecDuplicateItem);
-    EXPECT_EQ(passwordOf("account"), bytesOf("first"));
 }
 
 TEST_F(SecItems, AreNamedByteForByte) {
@@ -77,15 +69,7 @@ TEST_F(SecItems, AreNamedByteForByte) {
     EXPECT_EQ(lookup(passwordQuery("a")), errSecItemNotFound);
 }
 
-TEST_F(SecItems, GiveNothingBackUnlessAsked) {
-    addPassword("account", "value");
-    SecItemResult result = Bytes();
-    EXPECT_EQ(SecItemCopyMatching({{kSecClass, kSecClassGenericPassword}, {kSecReturnData, false}}, &result),
-              errSecSuccess);
-    EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
-}
-
-TEST_F(SecItems, GiveTheValueBackThatWasAddedWhenAsked) {
+TEST_F(SecItems, GiveTheValueBackOnlyWhenAsked) {
     SecItemResult result;
     CFDictionary attributes{{kSecClass, kSecClassGenericPassword},
                             {kSecAttrAccount, std::string("account")},
@@ -93,6 +77,10 @@ TEST_F(SecItems, GiveTheValueBackThatWasAddedWhenAsked) {
                             {kSecReturnData, true}};
     EXPECT_EQ(SecItemAdd(attributes, &result), errSecSuccess);
     EXPECT_EQ(std::get<Bytes>(result), bytesOf("value"));
+    EXPECT_EQ(SecItemCopyMatching({{kSecClass, kSecClassGenericPassword}, {kSecReturnData, false}}, &result),
+              errSecSuccess);
+    EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
+    result = Bytes();
     attributes[1].value = std::string("another");
     attributes.pop_back();
     EXPECT_EQ(SecItemAdd(attributes, &result), errSecSuccess);
@@ -198,16 +186,6 @@ INSTANTIATE_TEST_SUITE_P(Combinations, EverySecItemQuery,
                                          CFDictionary{isKey, isRSA, isPublic, isOne},
                                          CFDictionary{isKey, isOther, isEC, isPrivate}));
 
-TEST_F(SecItems, OfOneTagAreFoundInTheOrderOfStoringAndDeletedTogether) {
-    const CFDictionary parameters = pairParameters(kSecAttrKeyTypeRSA, 512, "private", "public");
-    const Bytes first = exported(SecKeyCopyPublicKey(SecKeyCreateRandomKey(parameters, nullptr)));
-    SecKeyCreateRandomKey(parameters, nullptr);
-    EXPECT_EQ(exported(SecKeyCopyPublicKey(findKey("private"))), first);
-    EXPECT_EQ(SecItemDelete({isKey, {kSecAttrApplicationTag, bytesOf("private")}}), errSecSuccess);
-    EXPECT_EQ(findKey("private"), nullptr);
-    EXPECT_EQ(exported(findKey("public")), first);
-}
-
 TEST_F(SecItems, OfOneClassAreNotMetByTheOther) {
     addPassword("same", "value");
     SecKeyCreateRandomKey(pairParameters(kSecAttrKeyTypeRSA, 512, "same", "same"), nullptr);
@@ -301,23 +279,17 @@ TEST_F(SecItems, ThatAreLargeGiveTheirSpaceBack) {
     EXPECT_EQ(std::filesystem::file_size(device.file()), before);
 }
 
-TEST_F(SecItems, GoWithAReset) {
+TEST_F(SecItems, GoWithAResetAndAreNotMetByOldReferences) {
     makePair("p");
+    const SecKeyRef old = findKey("p.private");
     addPassword("account", "value");
     Desktop::setDeviceState({.biometry = LABiometryType::touchID, .lockedOut = true});
     Desktop::resetDevice();
     EXPECT_EQ(findKey("p.private"), nullptr);
     EXPECT_EQ(lookup(passwordQuery("account")), errSecItemNotFound);
     EXPECT_EQ(Desktop::deviceState(), Desktop::DeviceState());
-    makePair("q");
-    EXPECT_TRUE(pairWorks("q"));
-}
-
-TEST_F(SecItems, OfBeforeAResetAreNotMetByOldReferences) {
     makePair("p");
-    const SecKeyRef old = findKey("p.private");
-    Desktop::resetDevice();
-    makePair("p");
+    EXPECT_TRUE(pairWorks("p"));
     EXPECT_EQ(SecKeyCopyPublicKey(old), nullptr);
 }
 

@@ -35,7 +35,6 @@ class Kills : public testing::Test {
   protected:
     Kills() {
         StoredKeys::make(keys_);
-        StoredKeys::use(keys_);
         Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
     }
 
@@ -45,14 +44,14 @@ class Kills : public testing::Test {
         for (std::string line; std::getline(lines, line) && !lines.eof();) {
             EXPECT_FALSE(line.starts_with("failure")) << output;
             const std::size_t blank = line.find(' ');
-            promises_.note(line.substr(0, blank), line.substr(blank + 1));
+            acknowledged_.note(line.substr(0, blank), line.substr(blank + 1));
             ++notes_;
         }
     }
 
     void expectKept() {
         Desktop::openDevice(device_);
-        promises_.expectKept();
+        acknowledged_.expectKept();
         for (const auto& entry : std::filesystem::directory_iterator(device_)) {
             EXPECT_TRUE(entry.path().filename().string().starts_with("keychain.sqlite")) << entry.path();
         }
@@ -62,7 +61,7 @@ class Kills : public testing::Test {
     const TemporaryFolder folder_;
     const std::filesystem::path device_ = folder_.path() / "device";
     const std::filesystem::path keys_ = folder_.path() / "keys";
-    Promises promises_;
+    Acknowledged acknowledged_;
     long notes_ = 0;
 };
 

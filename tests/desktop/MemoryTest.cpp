@@ -20,6 +20,17 @@ OSStatus statusOf(bool success, const std::optional<NSError>& error) {
     return success ? errSecSuccess : error ? static_cast<OSStatus>(error->code) : errSecAllocate;
 }
 
+/// Runs what throws if there is no memory, which its caller deals with.
+template <typename Operation>
+OSStatus statusOfHost(const Operation& operation) {
+    try {
+        operation();
+        return errSecSuccess;
+    } catch (const std::bad_alloc&) {
+        return errSecAllocate;
+    }
+}
+
 class Memory : public testing::Test {
   protected:
     static void SetUpTestSuite() {
@@ -121,26 +132,17 @@ TEST_F(Memory, MayLackForSigning) {
         });
 }
 
-TEST_F(Memory, MayLackForVerifyingASignature) {
-    makePair("p");
-    const Bytes message(1000);
-    const Bytes signature = SecKeyCreateSignature(findKey("p.private"), ecSHA256, message, nullptr).value();
-    const SecKeyRef publicKey = findKey("p.public");
-    failEachAllocation(
-        [&] {
-            std::optional<NSError> error;
-            return statusOf(SecKeyVerifySignature(publicKey, ecSHA256, message, signature, &error), error);
-        },
-        [] {});
-}
-
-TEST_F(Memory, MayLackForExportingAKey) {
+TEST_F(Memory, MayLackForVerifyingASignatureAndExportingAKey) {
     const SecKeyRef key = makePair("p");
+    const Bytes message(1000);
+    const Bytes signature = SecKeyCreateSignature(key, ecSHA256, message, nullptr).value();
     failEachAllocation(
         [&] {
             const SecKeyRef publicKey = SecKeyCopyPublicKey(key);
             std::optional<NSError> error;
-            return statusOf(publicKey != nullptr && SecKeyCopyExternalRepresentation(publicKey, &error),
+            return statusOf(publicKey != nullptr &&
+                                SecKeyVerifySignature(publicKey, ecSHA256, message, signature, &error) &&
+                                SecKeyCopyExternalRepresentation(publicKey, &error),
                             error);
         },
         [] {});
@@ -148,14 +150,7 @@ TEST_F(Memory, MayLackForExportingAKey) {
 
 TEST_F(Memory, MayLackForChangingTheDevicesState) {
     failEachAllocation(
-        [&] {
-            try {
-                Desktop::setDeviceState({.biometry = LABiometryType::touchID});
-                return errSecSuccess;
-            } catch (const std::bad_alloc&) {  // the host, which asked for the change, deals with it
-                return errSecAllocate;
-            }
-        },
+        [] { return statusOfHost([] { Desktop::setDeviceState({.biometry = LABiometryType::touchID}); }); },
         [] { Desktop::setDeviceState({}); });
 }
 
@@ -164,31 +159,19 @@ TEST_F(Memory, MayLackForTakingAChangeOfTheStateBack) {
     const Desktop::DeviceState changed{.biometry = LABiometryType::touchID};
     for (long count = 0, failures = 1; failures > 0; ++count) {
         Desktop::setDeviceState({});
-        Desktop::DeviceState expected = changed;
         FailingAllocations::failAfter(count, FailingAllocations::Fault::forGood);
-        try {
-            Desktop::setDeviceState(changed);
-        } catch (const std::bad_alloc&) {
-            expected = {};
-        }
+        const OSStatus status = statusOfHost([&] { Desktop::setDeviceState(changed); });
         failures = FailingAllocations::stop() != FailingAllocations::Failed::nothing;
-        EXPECT_EQ(Desktop::deviceState(), expected) << count;
+        EXPECT_EQ(Desktop::deviceState(), status == errSecSuccess ? changed : Desktop::DeviceState())
+            << count;
     }
 }
 
 TEST_F(Memory, MayLackForOpeningADevice) {
     const std::filesystem::path folder = device.folder();
     const TestDevice elsewhere;
-    failEachAllocation(
-        [&] {
-            try {
-                Desktop::openDevice(folder);
-                return errSecSuccess;
-            } catch (const std::bad_alloc&) {
-                return errSecAllocate;
-            }
-        },
-        [&] { Desktop::openDevice(elsewhere.folder()); });
+    failEachAllocation([&] { return statusOfHost([&] { Desktop::openDevice(folder); }); },
+                       [&] { Desktop::openDevice(elsewhere.folder()); });
 }
 
 TEST_F(Memory, MayLackForAPrompt) {
@@ -199,14 +182,15 @@ TEST_F(Memory, MayLackForAPrompt) {
     std::atomic<OSStatus> status;
     failEachAllocation(
         [&] {
-            try {
+            const OSStatus called = statusOfHost([&] {
                 evaluatePolicy(context, LAPolicy::deviceOwnerAuthenticationWithBiometrics, reason,
                                [&](bool success, const std::optional<NSError>& error) {
                                    status = statusOf(success, error);
                                    isAnswered.release();
                                });
-            } catch (const std::bad_alloc&) {  // the call itself
-                return errSecAllocate;
+            });
+            if (called != errSecSuccess) {
+                return called;
             }
             isAnswered.acquire();
             return status.load();

@@ -2,15 +2,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fcntl.h>
-#include <fstream>
+#include <csignal>
+#include <future>
 #include <gmock/gmock.h>
 #include <random>
-#include <sys/file.h>
-#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 
-#include "devices/desktop/FileDescriptor.hpp"
+#include "devices/desktop/FolderLock.hpp"
 #include "tests/desktop/TestDevice.hpp"
 #include "tests/desktop/TestProcess.hpp"
 
@@ -41,52 +41,35 @@ void waitAtMost(std::chrono::microseconds most, std::mt19937& random) {
     std::this_thread::sleep_for(most * (random() % 1000) / 1000);
 }
 
-/// A folder that is locked as a writer would, and as "flock -x" does.
-class HeldFolder {
-  public:
-    explicit HeldFolder(const std::filesystem::path& folder)
-        : descriptor_(::open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
-        EXPECT_EQ(::flock(descriptor_.number(), LOCK_EX), 0);
-    }
-
-    /// Waits until this many others wait for the lock.
-    void waitForOthers(int count) const {
-        struct stat status {};
-        ASSERT_EQ(::fstat(descriptor_.number(), &status), 0);
-        const std::string inode = ":" + std::to_string(status.st_ino) + " ";
-        for (int found = 0; found < count;) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            found = 0;
-            std::ifstream locks("/proc/locks");
-            for (std::string line; std::getline(locks, line);) {
-                found += line.find("-> FLOCK") != std::string::npos && line.find(inode) != std::string::npos;
-            }
-        }
-    }
-
-  private:
-    Desktop::FileDescriptor descriptor_;
-};
-
 class Processes : public testing::Test {
   protected:
-    /// Lets twelve processes with this option open an empty folder at once, some times.
-    void openEmptyFolders(const std::vector<std::string>& options) const {
-        for (int round = 0; round < 8; ++round) {
-            const std::filesystem::path device = temporary.path() / std::to_string(round);
-            std::filesystem::create_directory(device);
-            std::filesystem::permissions(device, std::filesystem::perms(0755));
-            std::vector<std::string> words = options;
-            words.insert(words.end(), {"open", device});
+    /// Lets eight processes with these options open a device at once, some times. Its folder is made by them,
+    /// or is there and empty.
+    void openAtOnce(bool isFolderThere, const std::vector<std::string>& options) const {
+        for (int round = 0; round < 5; ++round) {
+            const std::filesystem::path device = folder / std::to_string(round);
+            if (isFolderThere) {
+                std::filesystem::create_directories(device);
+                std::filesystem::permissions(device, std::filesystem::perms(0755));
+            }
             std::vector<Worker> workers;
-            for (int i = 0; i < 12; ++i) {
+            for (int i = 0; i < 8; ++i) {
+                std::vector<std::string> words = options;
+                words.insert(words.end(), {"generate", device, "of" + std::to_string(i) + "-", "1"});
                 workers.emplace_back(words);
             }
             expectSuccess(workers);
-            expectIntact(device / "keychain.sqlite");
-            for (const auto& entry : std::filesystem::directory_iterator(device)) {
-                EXPECT_THAT(entry.path().filename().string(), StartsWith("keychain.sqlite"));
+            Desktop::openDevice(device);
+            for (int i = 0; i < 8; ++i) {
+                EXPECT_TRUE(pairWorks("of" + std::to_string(i) + "-0"));
             }
+            expectNothingLeftBehind(device);
+        }
+    }
+
+    static void expectNothingLeftBehind(const std::filesystem::path& device) {
+        for (const auto& entry : std::filesystem::directory_iterator(device)) {
+            EXPECT_THAT(entry.path().filename().string(), StartsWith("keychain.sqlite"));
         }
     }
 
@@ -95,30 +78,33 @@ class Processes : public testing::Test {
     const std::filesystem::path file = folder / "keychain.sqlite";
 };
 
+class LongProcesses : public Processes {};
+
 TEST_F(Processes, ThatOpenANewDeviceAtOnceShareOneKeychain) {
-    for (int round = 0; round < 5; ++round) {
-        const std::filesystem::path device = folder / std::to_string(round);
-        std::vector<Worker> workers;
-        for (int i = 0; i < 8; ++i) {
-            workers.emplace_back(
-                std::vector<std::string>{"generate", device, "of" + std::to_string(i) + "-", "1"});
-        }
-        expectSuccess(workers);
-        Desktop::openDevice(device);
-        for (int i = 0; i < 8; ++i) {
-            EXPECT_TRUE(pairWorks("of" + std::to_string(i) + "-0"));
-        }
-    }
+    openAtOnce(false, {});
 }
 
+TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceShareOneKeychain) {
+    openAtOnce(true, {});
+}
+
+TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceShareOneKeychainWhereItCannotBeLocked) {
+    openAtOnce(true, {"--refuse", "flock"});
+}
+
+// Two of them come and go: the last one to leave moves the log into the file, and who comes meanwhile must
+// not take that for damage.
 TEST_F(Processes, ThatGenerateAndDeleteAtOnceLoseNothing) {
     std::vector<Worker> workers;
     for (int i = 0; i < 4; ++i) {
-        workers.emplace_back(
-            std::vector<std::string>{"generate", folder, "of" + std::to_string(i) + "-", "25"});
+        std::vector<std::string> words{"generate", folder, "of" + std::to_string(i) + "-", "25"};
+        if (i % 2 != 0) {
+            words.push_back(temporary.path() / std::to_string(i));
+        }
+        workers.emplace_back(words);
     }
     for (int i = 0; i < 2; ++i) {
-        workers.emplace_back(std::vector<std::string>{"rivals", folder, "shared", "25"});
+        workers.emplace_back(std::vector<std::string>{"replace", folder, "shared", "25"});
     }
     expectSuccess(workers);
     Desktop::openDevice(folder);
@@ -147,45 +133,49 @@ TEST_F(Processes, ThatWaitToWriteTakeTurns) {
     }
 }
 
-TEST_F(Processes, ThatWaitForOneThatHasStoppedSaySo) {
-    const std::filesystem::path empty = temporary.path() / "empty";
+// A signal ends no wait: whoever went on without the lock would not take turns.
+TEST_F(Processes, ThatWaitToWriteWaitOnAfterASignal) {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};  // and no SA_RESTART
+    ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
     Desktop::openDevice(folder);
+    std::future<Desktop::FolderLock::State> state;
+    {
+        const HeldFolder held(folder);
+        state = std::async(std::launch::async, [&] {
+            return Desktop::FolderLock(Desktop::openFolder(folder), std::chrono::minutes(1)).state();
+        });
+        held.waitForOthers(1);
+        for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+            ::syscall(SYS_tgkill, ::getpid(), std::stoi(thread.path().filename()), SIGUSR1);
+        }
+        EXPECT_EQ(state.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    }
+    EXPECT_EQ(state.get(), Desktop::FolderLock::State::held);
+}
+
+// Its wait takes as long as the device's patience.
+TEST_F(LongProcesses, ThatWaitForOneThatHasStoppedSaySo) {
+    const std::filesystem::path empty = temporary.path() / "empty";
     std::filesystem::create_directory(empty);
-    const HeldFolder held(folder);
     const HeldFolder heldEmpty(empty);
+    Worker stopped({"hold", folder});
+    EXPECT_EQ(stopped.readLines(1), "holding\n");
+    stopped.signal(SIGSTOP);
     Worker writing({"generate", folder, "p", "1"});
     Worker making({"open", empty});
     writing.letGo();
+    making.letGo();
     EXPECT_EQ(Worker({"lookup", folder, "tag"}).finish().output, "-25300\n")
         << "who only reads does not wait";
-    making.letGo();
     const std::string problem =
         "/keychain.sqlite is held by another process (database is locked). Wait until that one has "
         "finished, or end it, and try again.";
     EXPECT_THAT(writing.finish().output, HasSubstr(folder.string() + problem));
     EXPECT_EQ(making.finish().output, empty.string() + problem + "\n");
     EXPECT_TRUE(std::filesystem::is_empty(empty));
-}
-
-// The last one to leave moves the log into the file; who comes meanwhile must not take that for damage.
-TEST_F(Processes, ThatComeAndGoFindAnIntactDevice) {
-    std::vector<Worker> workers;
-    for (int i = 0; i < 4; ++i) {
-        const std::string name = "of" + std::to_string(i) + "-";
-        workers.emplace_back(std::vector<std::string>{"visits", folder, name, "50", temporary.path() / name});
-    }
-    expectSuccess(workers);
-    Desktop::openDevice(folder);
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_TRUE(pairWorks("of" + std::to_string(i) + "-49"));
-    }
-}
-
-TEST_F(Processes, SeeWhatAnotherOneStores) {
-    Desktop::openDevice(folder);
-    EXPECT_EQ(findKey("p0.private"), nullptr);
-    EXPECT_EQ(Worker({"generate", folder, "p", "1"}).finish().status, 0);
-    EXPECT_TRUE(pairWorks("p0"));
+    stopped.kill();  // as the sentence advises
+    EXPECT_EQ(Worker({"generate", folder, "p", "1"}).finish().output, "");
 }
 
 TEST_F(Processes, KilledAtAnyMomentLeaveBothHalvesOrNone) {
@@ -193,24 +183,23 @@ TEST_F(Processes, KilledAtAnyMomentLeaveBothHalvesOrNone) {
     makePair("bystander");
     addPassword("bystander", "value");
     std::mt19937 random(1);
-    for (int round = 0; round < 40; ++round) {
-        const std::string prefix = "round" + std::to_string(round) + "-";
-        Worker worker({"churn", folder, prefix});
-        worker.waitForSign();
-        waitAtMost(std::chrono::milliseconds(60), random);
+    for (int round = 0; round < 20; ++round) {
+        const std::string tag = "round" + std::to_string(round);
+        Worker worker({"replace", folder, tag, "1000000"});
+        worker.letGo();
+        for (int i = 0; i < 10'000 && findKey(tag) == nullptr; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        waitAtMost(std::chrono::milliseconds(30), random);
         worker.kill();
     }
     Desktop::openDevice(folder);
     expectIntact(file);
-    // Both halves of each pair are under one tag.
     EXPECT_EQ(
         select(file,
                "SELECT CAST(name AS TEXT) FROM items WHERE CAST(name AS TEXT) LIKE 'round%' GROUP BY name "
                "HAVING count(*) <> 2 OR count(DISTINCT kind) <> 2"),
         std::vector<std::string>{});
-    EXPECT_NE(select(file, "SELECT count(*) FROM items WHERE CAST(name AS TEXT) LIKE 'round%'"),
-              std::vector<std::string>{"0"})
-        << "no worker lived long enough to store anything";
     EXPECT_TRUE(pairWorks("bystander"));
     EXPECT_EQ(SecItemCopyMatching(passwordQuery("bystander"), nullptr), errSecSuccess);
     EXPECT_NE(makePair("after"), nullptr);
@@ -218,7 +207,7 @@ TEST_F(Processes, KilledAtAnyMomentLeaveBothHalvesOrNone) {
 
 TEST_F(Processes, KilledWhileTheyMakeADeviceLeaveOneThatOpens) {
     std::mt19937 random(2);
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < 20; ++round) {
         const std::filesystem::path device = folder / std::to_string(round);
         Worker worker({"open", device});
         worker.letGo();
@@ -227,18 +216,8 @@ TEST_F(Processes, KilledWhileTheyMakeADeviceLeaveOneThatOpens) {
         Desktop::openDevice(device);
         EXPECT_NE(makePair("p"), nullptr);
         EXPECT_TRUE(pairWorks("p"));
-        for (const auto& entry : std::filesystem::directory_iterator(device)) {
-            EXPECT_THAT(entry.path().filename().string(), StartsWith("keychain.sqlite"));
-        }
+        expectNothingLeftBehind(device);
     }
-}
-
-TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceAreAllAccepted) {
-    openEmptyFolders({});
-}
-
-TEST_F(Processes, ThatOpenAnEmptyFolderAtOnceAreAllAcceptedWhereItCannotBeLocked) {
-    openEmptyFolders({"--no-locks"});
 }
 
 // The file as it is when a process was killed while it moved the log into the file: its first page has
@@ -264,57 +243,34 @@ TEST_F(Processes, KilledWhileTheyMoveTheLogLeaveADeviceThatOpens) {
     expectIntact(file);
 }
 
-class FullDisk : public Processes, public testing::WithParamInterface<const char*> {
-  protected:
-    FullDisk() {
-        Desktop::openDevice(folder);
-        makePair("bystander");
-        outcome = Worker({GetParam(), "100000", "fill", folder, "p"}).finish();
-        EXPECT_EQ(outcome.status, 0);
-        made = std::stoi(outcome.output.substr(outcome.output.rfind("made ") + 5));
-    }
+class FullDisk : public Processes, public testing::WithParamInterface<const char*> {};
 
-    Outcome outcome;
+TEST_P(FullDisk, IsToldWithTheWayOutAndTakesNothingFromWhatWasStored) {
+    Desktop::openDevice(folder);
+    makePair("bystander");
+    const Outcome outcome = Worker({GetParam(), "100000", "generate", folder, "p", "100000"}).finish();
+    const bool isDisk = GetParam() == std::string("--disk-size");
+    const std::string problem =
+        file.string() + (isDisk ? " cannot grow, because its disk is full (database or disk is full). Make "
+                                  "room there and try again."
+                                : " cannot be read or written (disk I/O error). Check the disk that it is "
+                                  "on, and your quota there.");
+    EXPECT_THAT(outcome.output, AllOf(HasSubstr("desktop device: " + problem + "\n"),
+                                      HasSubstr(std::string("Error Domain=NSOSStatusErrorDomain Code=") +
+                                                (isDisk ? "-34" : "-36") + " \"" + problem + "\"")));
     int made = 0;
-};
-
-TEST_P(FullDisk, IsToldWithTheFileAndTheWayOut) {
-    const std::string problem = GetParam() == std::string("--disk-size")
-                                    ? " cannot grow, because its disk is full (database or disk is full). "
-                                      "Make room there and try again."
-                                    : " cannot be read or written (disk I/O error). Check the disk that it "
-                                      "is on, and your quota there.";
-    const std::string code = GetParam() == std::string("--disk-size") ? "-34" : "-36";
-    EXPECT_THAT(outcome.output, HasSubstr("desktop device: " + file.string() + problem + "\n"));
-    EXPECT_THAT(outcome.output, HasSubstr("Error Domain=NSOSStatusErrorDomain Code=" + code + " \"" +
-                                          file.string() + problem + "\""));
-}
-
-TEST_P(FullDisk, TakesNothingFromWhatWasStored) {
-    EXPECT_GT(made, 0);
-    for (int i = 0; i < made; ++i) {
-        EXPECT_TRUE(pairWorks("p" + std::to_string(i))) << i;
+    for (; findKey("p" + std::to_string(made) + ".private") != nullptr; ++made) {
+        EXPECT_TRUE(pairWorks("p" + std::to_string(made))) << made;
     }
+    EXPECT_GT(made, 0);
+    EXPECT_EQ(select(file, "SELECT count(*) FROM items"), std::vector{std::to_string(2 * made + 2)})
+        << "a half was stored";
     EXPECT_TRUE(pairWorks("bystander"));
     expectIntact(file);
-}
-
-TEST_P(FullDisk, LeavesNothingHalfStored) {
-    const std::string person = "p" + std::to_string(made);
-    EXPECT_EQ(findKey(person + ".private"), nullptr);
-    EXPECT_EQ(findKey(person + ".public"), nullptr);
-    EXPECT_NE(makePair(person), nullptr);
+    EXPECT_NE(makePair("p"), nullptr);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, FullDisk, testing::Values("--disk-size", "--file-limit"));
-
-TEST_F(Processes, WithoutRoomForADeviceSaySo) {
-    const Outcome outcome = Worker({"--file-limit", "1000", "open", temporary.path() / "new"}).finish();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.output,
-                AllOf(HasSubstr((temporary.path() / "new").string()), HasSubstr("File too large")));
-    EXPECT_TRUE(std::filesystem::is_empty(temporary.path() / "new"));
-}
 
 }  // namespace
 }  // namespace KavrelCrypto

@@ -140,16 +140,16 @@ void expectUsableKey(const std::string& who, const std::string& known) {
 
 }  // namespace
 
-void Promises::note(const std::string& name, const std::string& value) {
+void Acknowledged::note(const std::string& name, const std::string& value) {
     values_[name] = value;
 }
 
-std::string Promises::known(const std::string& name) const {
+std::string Acknowledged::known(const std::string& name) const {
     const auto found = values_.find(name);
     return found == values_.end() ? "" : found->second;
 }
 
-void Promises::expectKept() const {
+void Acknowledged::expectKept() const {
     for (const auto& [name, value] : values_) {
         if (name == "slot") {
             const std::string found = slotIn(call("getCertificate", person("anybody")));
@@ -178,7 +178,7 @@ bool Session::couldFail() const {
 }
 
 void Session::note(const std::string& name, const std::string& value) {
-    promises_.note(name, value);
+    acknowledged_.note(name, value);
     journal_(name, value);
 }
 
@@ -235,7 +235,7 @@ void Session::deleteKey(const std::string& who) {
 
 void Session::hasKey(const std::string& who) {
     const Outcome outcome = outcomeOfCall("hasKey", person(who));
-    const std::string known = promises_.known(who);
+    const std::string known = acknowledged_.known(who);
     if (!couldFail() && known != "?" && !known.empty()) {
         EXPECT_EQ(outcome, resolved({{"exists", known != "none"}}));
     }
@@ -243,7 +243,7 @@ void Session::hasKey(const std::string& who) {
 
 void Session::getKeyInfo(const std::string& who) {
     const Outcome outcome = outcomeOfCall("getKeyInfo", person(who));
-    const std::string known = promises_.known(who);
+    const std::string known = acknowledged_.known(who);
     if (couldFail() || known == "?") {
         return;
     }
@@ -255,7 +255,7 @@ void Session::getKeyInfo(const std::string& who) {
 }
 
 void Session::createCSR(const std::string& who) {
-    const std::string known = promises_.known(who);
+    const std::string known = acknowledged_.known(who);
     const bool isKnown = known == "?" || known == "some" || isFingerprint(known);
     if (!isKnown) {
         note(who, "?");
@@ -272,7 +272,7 @@ void Session::createCSR(const std::string& who) {
 }
 
 void Session::storeCertificate(const std::string& who) {
-    if (!isFingerprint(promises_.known(who))) {
+    if (!isFingerprint(acknowledged_.known(who))) {
         return;  // it takes a key to issue one
     }
     const OpenSSL::Key key = OpenSSL::publicKey(publicKeys_.at(who));
@@ -290,7 +290,7 @@ void Session::getCertificate(const std::string& who) {
     const Outcome outcome = outcomeOfCall("getCertificate", person(who));
     const std::string found = slotIn(outcome);
     EXPECT_TRUE(found == "none" || isCertificate(found)) << found;
-    const std::string known = promises_.known("slot");
+    const std::string known = acknowledged_.known("slot");
     if (!couldFail() && known != "?") {
         EXPECT_TRUE(known.empty() || known == fingerprint(found)) << known << " became " << found;
         noteSlot(fingerprint(found));
@@ -298,7 +298,7 @@ void Session::getCertificate(const std::string& who) {
 }
 
 void Session::signDigest(const std::string& who) {
-    const std::string known = promises_.known(who);
+    const std::string known = acknowledged_.known(who);
     const std::string digestB64 = OpenSSL::base64(digest);
     const Outcome outcome =
         setting_.isOnMainThread ? sign(who, digestB64) : signElsewhere(digestFor(who, digestB64));

@@ -11,7 +11,7 @@ namespace KavrelCrypto {
 
 /// What a device has acknowledged, and must keep whatever happens: each person's key and the content of the
 /// slot, which goes by the name "slot".
-class Promises {
+class Acknowledged {
   public:
     /// Notes what is known about `name` from now on: nothing, if the value is empty; "none"; "some", which is
     /// a key that nobody has asked for yet; a fingerprint of the public key or of the certificate; or "?"
@@ -57,8 +57,8 @@ class Session {
     /// Makes a call of a random method about a random person.
     void makeAny();
 
-    [[nodiscard]] const Promises& promises() const {
-        return promises_;
+    [[nodiscard]] const Acknowledged& acknowledged() const {
+        return acknowledged_;
     }
 
   private:
@@ -81,7 +81,7 @@ class Session {
     Journal journal_;
     std::function<long()> failures_ = [] { return 0; };
     long failuresBefore_ = 0;  // before the call that is being made
-    Promises promises_;
+    Acknowledged acknowledged_;
     /// The "publicKeyPem" of each person whose key is known.
     std::map<std::string, std::string> publicKeys_;
     int certificates_ = 0;

@@ -52,7 +52,6 @@ TEST(Soak, EightProcessesAndEightThreadsShareADevice) {
     const std::filesystem::path device = folder.path() / "device";
     const std::filesystem::path keys = folder.path() / "keys";
     StoredKeys::make(keys);
-    StoredKeys::use(keys);
     Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
     Desktop::openDevice(device);
     const std::chrono::seconds duration = wantedDuration();
@@ -65,7 +64,7 @@ TEST(Soak, EightProcessesAndEightThreadsShareADevice) {
         workers.back().letGo();
     }
     std::atomic<long> calls = 0;
-    std::vector<Promises> promises(threads);
+    std::vector<Acknowledged> acknowledged(threads);
     const auto end = std::chrono::steady_clock::now() + duration;
     onThreads([&](int i) {
         const std::string name = "thread " + std::to_string(i);
@@ -74,10 +73,10 @@ TEST(Soak, EightProcessesAndEightThreadsShareADevice) {
         for (; std::chrono::steady_clock::now() < end; ++calls) {
             session.makeAny();
         }
-        promises[static_cast<std::size_t>(i)] = session.promises();
+        acknowledged[static_cast<std::size_t>(i)] = session.acknowledged();
     });
-    for (const Promises& promise : promises) {
-        promise.expectKept();
+    for (const Acknowledged& each : acknowledged) {
+        each.expectKept();
     }
     for (Worker& worker : workers) {
         const Outcome outcome = worker.finish();

@@ -6,7 +6,7 @@
 /// the keys come out of a file, one after the other, and then again from the first on.
 namespace KavrelCrypto::StoredKeys {
 
-/// Generates five keys of 2048 bits and writes them to `file`.
+/// Generates five keys of 2048 bits, writes them to `file`, and uses them.
 void make(const std::filesystem::path& file);
 
 /// Takes the keys from `file`, beginning with number `first`. To be called before a key is generated.

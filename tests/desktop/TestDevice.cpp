@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sqlite3.h>
-#include <stdexcept>
 
 namespace KavrelCrypto {
 
@@ -19,14 +18,7 @@ void TestDevice::reopen() const {
 }
 
 void TestDevice::execute(const std::string& sql) const {
-    sqlite3* database = nullptr;
-    sqlite3_open(file().c_str(), &database);
-    const int code = sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr);
-    const std::string reason = sqlite3_errmsg(database);
-    sqlite3_close(database);
-    if (code != SQLITE_OK) {
-        throw std::runtime_error(sql + ": " + reason);
-    }
+    select(file(), sql);
 }
 
 std::vector<std::string> select(const std::filesystem::path& file, const std::string& sql, int column) {

@@ -27,7 +27,7 @@ class TestDevice {
     /// Closes the device and opens it again, as another process would find it.
     void reopen() const;
 
-    /// Changes the database behind the device's back.
+    /// Changes the database behind the device's back. Fails the test if it cannot.
     void execute(const std::string& sql) const;
 
   private:

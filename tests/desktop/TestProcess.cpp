@@ -2,12 +2,17 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <fcntl.h>
+#include <fstream>
 #include <signal.h>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -95,14 +100,6 @@ void Worker::letGo() {
     }
 }
 
-void Worker::waitForSign() {
-    letGo();
-    char first = 0;
-    if (::read(output_, &first, 1) != 1) {
-        throw std::runtime_error("the worker ended without a word");
-    }
-}
-
 std::string Worker::readLines(std::size_t count) {
     letGo();
     std::string output;
@@ -117,8 +114,12 @@ std::string Worker::readLines(std::size_t count) {
     return output;
 }
 
+void Worker::signal(int number) const {
+    ::kill(process_, number);
+}
+
 std::string Worker::kill() {
-    ::kill(process_, SIGKILL);
+    signal(SIGKILL);
     waitForEnd();
     return readAll();
 }
@@ -147,6 +148,27 @@ Outcome Worker::finish() {
     outcome.output = readAll();
     outcome.status = exitStatus(waitForEnd());
     return outcome;
+}
+
+HeldFolder::HeldFolder(const std::filesystem::path& folder)
+    : descriptor_(::open(folder.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (::flock(descriptor_.number(), LOCK_EX) != 0) {
+        throw std::runtime_error("no lock");
+    }
+}
+
+void HeldFolder::waitForOthers(int count) const {
+    struct stat status {};
+    ::fstat(descriptor_.number(), &status);
+    const std::string inode = ":" + std::to_string(status.st_ino) + " ";
+    for (int found = 0; found < count;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        found = 0;
+        std::ifstream locks("/proc/locks");
+        for (std::string line; std::getline(locks, line);) {
+            found += line.find("-> FLOCK") != std::string::npos && line.find(inode) != std::string::npos;
+        }
+    }
 }
 
 }  // namespace KavrelCrypto

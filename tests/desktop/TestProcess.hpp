@@ -1,8 +1,11 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <sys/types.h>
 #include <vector>
+
+#include "devices/desktop/FileDescriptor.hpp"
 
 namespace KavrelCrypto {
 
@@ -29,11 +32,11 @@ class Worker {
 
     void letGo();
 
-    /// Lets it go and waits for its first output.
-    void waitForSign();
-
     /// Lets it go and waits for this many lines of output, which it returns.
     std::string readLines(std::size_t count);
+
+    /// Sends it a signal that does not end it.
+    void signal(int number) const;
 
     /// Kills the process and waits until it is gone. Returns the output that has not been read.
     std::string kill();
@@ -48,6 +51,18 @@ class Worker {
     pid_t process_ = -1;
     int input_ = -1;
     int output_ = -1;
+};
+
+/// A folder that is locked as a writer would, and as "flock -x" does.
+class HeldFolder {
+  public:
+    explicit HeldFolder(const std::filesystem::path& folder);
+
+    /// Waits until this many others wait for the lock.
+    void waitForOthers(int count) const;
+
+  private:
+    Desktop::FileDescriptor descriptor_;
 };
 
 }  // namespace KavrelCrypto

@@ -2,22 +2,24 @@
 //
 //   desktop_device_worker [OPTION…] JOB FOLDER [ARGUMENT…]
 //
-// FOLDER may be empty: then the device is the default one, opened by the first use. The options say what the
-// system refuses to this process: --as-nobody, --keep-modes, --no-listing, --no-locks, --no-threads,
-// --no-working-folder, --file-limit BYTES and --disk-size BYTES.
+// FOLDER may be empty: then the device is the default one, opened by the first use. Of the options, --refuse
+// CALL lets the system refuse a call to this process: "chmod", "flock", "link", "readdir", "fsync file" or
+// "fsync folder". The others are --as-nobody, --no-threads, --no-working-folder, --file-limit BYTES and
+// --disk-size BYTES.
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <dirent.h>
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <grp.h>
 #include <iostream>
+#include <map>
+#include <set>
 #include <sqlite3.h>
 #include <string>
-#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -34,20 +36,27 @@ using namespace KavrelCrypto;
 
 namespace {
 
-using Arguments = std::vector<std::string>;
+using Words = std::vector<std::string>;
 
-std::string folder;
+void require(bool condition, const std::string& what) {
+    if (!condition) {
+        std::cerr << "the worker cannot do this: " << what << std::endl;
+        std::_Exit(2);
+    }
+}
+
+// The jobs. Each takes what follows its name, and returns the exit status.
 
 /// Makes a pair of P-256 keys; says why not on standard output.
-bool generate(const std::string& privateTag, const std::string& publicTag) {
-    const CFDictionary privateHalf{{kSecAttrIsPermanent, true},
-                                   {kSecAttrApplicationTag, bytesOf(privateTag)}};
-    const CFDictionary publicHalf{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf(publicTag)}};
+bool makePair(const std::string& privateTag, const std::string& publicTag) {
+    const auto half = [](const std::string& tag) {
+        return CFDictionary{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf(tag)}};
+    };
     std::optional<NSError> error;
     const SecKeyRef key = SecKeyCreateRandomKey({{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
                                                  {kSecAttrKeySizeInBits, std::int64_t{256}},
-                                                 {kSecPrivateKeyAttrs, privateHalf},
-                                                 {kSecPublicKeyAttrs, publicHalf}},
+                                                 {kSecPrivateKeyAttrs, half(privateTag)},
+                                                 {kSecPublicKeyAttrs, half(publicTag)}},
                                                 &error);
     if (key == nullptr) {
         std::cout << (error ? error->description() : "no error") << std::endl;
@@ -55,51 +64,29 @@ bool generate(const std::string& privateTag, const std::string& publicTag) {
     return key != nullptr;
 }
 
-OSStatus removeKeys(const std::string& tag) {
-    return SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(tag)}});
-}
-
-/// generate FOLDER PREFIX COUNT: pairs under PREFIX0.private, PREFIX0.public, PREFIX1.private, …
-int generateMany(const Arguments& arguments) {
-    for (int i = 0; i < std::stoi(arguments.at(1)); ++i) {
-        const std::string person = arguments.at(0) + std::to_string(i);
-        if (!generate(person + ".private", person + ".public")) {
+/// generate FOLDER PREFIX COUNT [ELSEWHERE]: pairs under PREFIX0.private, PREFIX0.public, PREFIX1.private, …
+/// Turns to the device ELSEWHERE after each of them.
+int generate(const Words& words) {
+    for (int i = 0; i < std::stoi(words.at(3)); ++i) {
+        const std::string person = words.at(2) + std::to_string(i);
+        if (!makePair(person + ".private", person + ".public")) {
             return 1;
+        }
+        if (words.size() > 4) {
+            Desktop::openDevice(words.at(4));
+            Desktop::openDevice(words.at(1));
         }
     }
     return 0;
 }
 
-/// fill FOLDER PREFIX: pairs as above until one fails; tells how many were made.
-int fill(const Arguments& arguments) {
-    int made = 0;
-    while (generate(arguments.at(0) + std::to_string(made) + ".private",
-                    arguments.at(0) + std::to_string(made) + ".public")) {
-        ++made;
-    }
-    std::cout << "made " << made << std::endl;
-    return 0;
-}
-
-/// churn FOLDER PREFIX: for ever a pair, both halves under the tag PREFIX0, PREFIX1, …, and the pair before
-/// it deleted. Says when it begins.
-int churn(const Arguments& arguments) {
-    std::cout << "begun" << std::endl;
-    for (int i = 0;; ++i) {
-        const std::string tag = arguments.at(0) + std::to_string(i);
-        if (!generate(tag, tag) ||
-            (i > 0 && removeKeys(arguments.at(0) + std::to_string(i - 1)) != errSecSuccess)) {
-            return 1;
-        }
-    }
-}
-
-/// rivals FOLDER TAG COUNT: deletes and makes a pair under the same tag as other processes do.
-int rivals(const Arguments& arguments) {
-    for (int i = 0; i < std::stoi(arguments.at(1)); ++i) {
-        const OSStatus status = removeKeys(arguments.at(0));
+/// replace FOLDER TAG COUNT: a pair, both halves under TAG, and then another one in its place, and so on.
+int replace(const Words& words) {
+    for (int i = 0; i < std::stoi(words.at(3)); ++i) {
+        const OSStatus status =
+            SecItemDelete({{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(words.at(2))}});
         if ((status != errSecSuccess && status != errSecItemNotFound) ||
-            !generate(arguments.at(0), arguments.at(0))) {
+            !makePair(words.at(2), words.at(2))) {
             return 1;
         }
     }
@@ -107,35 +94,31 @@ int rivals(const Arguments& arguments) {
 }
 
 /// count FOLDER: adds one to the number of failed prompts, and prints what it was.
-int count(const Arguments&) {
+int count(const Words&) {
     Desktop::changeDeviceState(
         [](Desktop::DeviceState& state) { std::cout << state.failedPrompts++ << std::endl; });
     return 0;
 }
 
-/// visits FOLDER PREFIX COUNT ELSEWHERE: as generate, and turns to the device ELSEWHERE after each pair.
-int visit(const Arguments& arguments) {
-    for (int i = 0; i < std::stoi(arguments.at(1)); ++i) {
-        const std::string person = arguments.at(0) + std::to_string(i);
-        Desktop::openDevice(folder);
-        if (!generate(person + ".private", person + ".public")) {
-            return 1;
-        }
-        Desktop::openDevice(arguments.at(2));
-    }
+/// hold FOLDER: says that it begins to change the state of the device, and takes ten minutes for it.
+int hold(const Words&) {
+    Desktop::changeDeviceState([](Desktop::DeviceState&) {
+        std::cout << "holding" << std::endl;
+        std::this_thread::sleep_for(std::chrono::minutes(10));
+    });
     return 0;
 }
 
 /// lookup FOLDER TAG: the status of looking the key up.
-int lookup(const Arguments& arguments) {
+int lookup(const Words& words) {
     std::cout << SecItemCopyMatching(
-                     {{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(arguments.at(0))}}, nullptr)
+                     {{kSecClass, kSecClassKey}, {kSecAttrApplicationTag, bytesOf(words.at(2))}}, nullptr)
               << std::endl;
     return 0;
 }
 
 /// prompt FOLDER: ends while a prompt is still being answered; the answer must find everything it needs.
-int prompt(const Arguments&) {
+int prompt(const Words&) {
     Desktop::answerPromptsWith([](const std::string&) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         return Desktop::PromptAnswer::noMatch;
@@ -147,11 +130,11 @@ int prompt(const Arguments&) {
 }
 
 /// print FOLDER THREADS LINES: console lines from many threads.
-int printMany(const Arguments& arguments) {
+int printMany(const Words& words) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < std::stoi(arguments.at(0)); ++i) {
+    for (int i = 0; i < std::stoi(words.at(2)); ++i) {
         threads.emplace_back([&, i] {
-            for (int line = 0; line < std::stoi(arguments.at(1)); ++line) {
+            for (int line = 0; line < std::stoi(words.at(3)); ++line) {
                 print(std::string(500, static_cast<char>('a' + i)));
             }
         });
@@ -162,69 +145,44 @@ int printMany(const Arguments& arguments) {
     return 0;
 }
 
-int open(const Arguments&) {
-    return 0;
-}
+const std::map<std::string, int (*)(const Words&)> jobs{
+    {"generate", generate}, {"replace", replace},
+    {"count", count},       {"hold", hold},
+    {"lookup", lookup},     {"prompt", prompt},
+    {"print", printMany},   {"open", [](const Words&) { return 0; }}};
 
-int work(const std::string& job, const Arguments& arguments) {
-    const std::vector<std::pair<std::string, int (*)(const Arguments&)>> jobs{{"generate", generateMany},
-                                                                              {"fill", fill},
-                                                                              {"churn", churn},
-                                                                              {"rivals", rivals},
-                                                                              {"visits", visit},
-                                                                              {"lookup", lookup},
-                                                                              {"prompt", prompt},
-                                                                              {"print", printMany},
-                                                                              {"open", open},
-                                                                              {"count", count}};
-    for (const auto& [name, function] : jobs) {
-        if (name == job) {
-            return function(arguments);
-        }
-    }
-    std::cerr << "no such job: " << job << std::endl;
-    return 2;
+// The options. Each takes the word behind it, which most leave alone.
+
+std::set<std::string>& refused() {
+    static std::set<std::string> calls;
+    return calls;
 }
 
 void becomeNobody() {
     constexpr unsigned nobody = 65534;
-    if (::getuid() == 0 && (::setgroups(0, nullptr) != 0 || ::setgid(nobody) != 0 || ::setuid(nobody) != 0)) {
-        std::cerr << "cannot become nobody" << std::endl;
-        std::exit(2);
-    }
+    require(
+        ::getuid() != 0 || (::setgroups(0, nullptr) == 0 && ::setgid(nobody) == 0 && ::setuid(nobody) == 0),
+        "become nobody");
 }
 
-void setMostThreads(rlim_t count) {
+void setLimit(__rlimit_resource resource, rlim_t most) {
     rlimit limit{};
-    ::getrlimit(RLIMIT_NPROC, &limit);
-    limit.rlim_cur = std::min(count, limit.rlim_max);
-    if (::setrlimit(RLIMIT_NPROC, &limit) != 0) {
-        std::cerr << "cannot limit threads" << std::endl;
-        std::_Exit(2);
-    }
+    ::getrlimit(resource, &limit);
+    limit.rlim_cur = std::min(most, limit.rlim_max);
+    require(::setrlimit(resource, &limit) == 0, "set a limit");
 }
 
 /// Lets the system refuse to make threads until the process ends, when a sanitizer may want one. It never
 /// refuses them to root.
 void forbidThreads() {
-    std::atexit([] { setMostThreads(RLIM_INFINITY); });
-    setMostThreads(0);
+    std::atexit([] { setLimit(RLIMIT_NPROC, RLIM_INFINITY); });
+    setLimit(RLIMIT_NPROC, 0);
 }
 
 void removeWorkingFolder() {
     std::string name = "/tmp/kavrel-test-XXXXXX";
-    if (::mkdtemp(name.data()) == nullptr || ::chdir(name.c_str()) != 0 || ::rmdir(name.c_str()) != 0) {
-        std::cerr << "cannot remove the working folder" << std::endl;
-        std::exit(2);
-    }
-}
-
-void limitFiles(rlim_t bytes) {
-    const rlimit limit{bytes, bytes};
-    if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) {
-        std::cerr << "cannot limit files" << std::endl;
-        std::exit(2);
-    }
+    require(::mkdtemp(name.data()) != nullptr && ::chdir(name.c_str()) == 0 && ::rmdir(name.c_str()) == 0,
+            "remove the working folder");
 }
 
 /// How large a file of the database may become until the disk is full.
@@ -248,92 +206,83 @@ void limitDisk(off_t bytes) {
     }
 }
 
-/// Whether the mode of a file cannot be changed, as on file systems that have none.
-bool keepsModes = false;
+const std::map<std::string, void (*)()> options{{"--as-nobody", becomeNobody},
+                                                {"--no-threads", forbidThreads},
+                                                {"--no-working-folder", removeWorkingFolder}};
+const std::map<std::string, void (*)(const std::string& value)> optionsWithValue{
+    {"--refuse", [](const std::string& call) { refused().insert(call); }},
+    {"--file-limit", [](const std::string& bytes) { setLimit(RLIMIT_FSIZE, std::stoul(bytes)); }},
+    {"--disk-size", [](const std::string& bytes) { limitDisk(std::stol(bytes)); }}};
 
-/// Whether folders cannot be locked, as on network file systems that have no such locks.
-bool hasNoLocks = false;
+/// Takes the options out of `words` and does what they say.
+void obeyOptions(Words& words) {
+    while (words.at(0).starts_with("--")) {
+        if (options.contains(words.at(0))) {
+            options.at(words.at(0))();
+        } else {
+            optionsWithValue.at(words.at(0))(words.at(1));
+            words.erase(words.begin());
+        }
+        words.erase(words.begin());
+    }
+}
 
-/// Whether what is in a folder cannot be read, as on a disk with a fault.
-bool hasNoListing = false;
+/// Whether the system refuses `call`, and with which error.
+bool refuses(const char* call, int error) {
+    if (!refused().contains(call)) {
+        return false;
+    }
+    errno = error;
+    return true;
+}
+
+template <typename Function>
+Function* ofLibrary(Function*, const char* name) {
+    return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
 
 }  // namespace
 
 // In the place of the C library's.
+
 extern "C" int chmod(const char* path, mode_t mode) noexcept {
-    if (keepsModes) {
-        errno = EPERM;
-        return -1;
-    }
-    return ::fchmodat(AT_FDCWD, path, mode, 0);
+    return refuses("chmod", EPERM) ? -1 : ofLibrary(chmod, "chmod")(path, mode);
 }
 
 extern "C" int flock(int file, int operation) noexcept {
-    static const auto system = reinterpret_cast<int (*)(int, int)>(::dlsym(RTLD_NEXT, "flock"));
-    if (hasNoLocks) {
-        errno = ENOLCK;
-        return -1;
-    }
-    return system(file, operation);
+    return refuses("flock", ENOLCK) ? -1 : ofLibrary(flock, "flock")(file, operation);
+}
+
+extern "C" int link(const char* from, const char* to) noexcept {
+    return refuses("link", EPERM) ? -1 : ofLibrary(link, "link")(from, to);
 }
 
 extern "C" dirent* readdir(DIR* directory) {
-    static const auto system = reinterpret_cast<dirent* (*)(DIR*)>(::dlsym(RTLD_NEXT, "readdir"));
-    if (hasNoListing) {
-        errno = EIO;
-        return nullptr;
-    }
-    return system(directory);
+    return refuses("readdir", EIO) ? nullptr : ofLibrary(readdir, "readdir")(directory);
 }
 
-namespace {
-
-/// Takes the first option, with its value, out of `words` and does what it says.
-void obey(Arguments& words) {
-    const auto take = [&] {
-        std::string word = words.at(0);
-        words.erase(words.begin());
-        return word;
-    };
-    const std::string option = take();
-    if (option == "--as-nobody") {
-        becomeNobody();
-    } else if (option == "--keep-modes") {
-        keepsModes = true;
-    } else if (option == "--no-listing") {
-        hasNoListing = true;
-    } else if (option == "--no-locks") {
-        hasNoLocks = true;
-    } else if (option == "--no-threads") {
-        forbidThreads();
-    } else if (option == "--no-working-folder") {
-        removeWorkingFolder();
-    } else if (option == "--file-limit") {
-        limitFiles(std::stoul(take()));
-    } else if (option == "--disk-size") {
-        limitDisk(std::stol(take()));
-    } else {
-        std::cerr << "no such option: " << option << std::endl;
-        std::exit(2);
+extern "C" int fsync(int file) {
+    struct stat status {};
+    ::fstat(file, &status);
+    const char* call = S_ISDIR(status.st_mode) ? "fsync folder" : "fsync file";
+    if (refuses(call, EIO)) {
+        std::cout << "refused " << call << std::endl;
+        return -1;
     }
+    return ofLibrary(fsync, "fsync")(file);
 }
-
-}  // namespace
 
 int main(int argc, char** argv) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);  // no worker outlives its test, however that ends
-    Arguments words(argv + 1, argv + argc);
+    Words words(argv + 1, argv + argc);
     while (std::cin.get() != EOF) {
     }
-    while (words.at(0).starts_with("--")) {
-        obey(words);
-    }
+    obeyOptions(words);
     try {
-        folder = words.at(1);
-        if (!folder.empty()) {
-            Desktop::openDevice(folder);
+        if (!words.at(1).empty()) {
+            Desktop::openDevice(words.at(1));
         }
-        return work(words.at(0), {words.begin() + 2, words.end()});
+        return jobs.at(words.at(0))(words);
     } catch (const Desktop::DeviceError& failure) {
         std::cout << failure.what() << std::endl;
         return 3;
