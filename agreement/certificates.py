@@ -2,15 +2,13 @@
 
 from dataclasses import dataclass
 
+from asn1crypto import core, x509
 from cryptography.exceptions import UnsupportedAlgorithm
 from cryptography.hazmat.primitives.asymmetric import ec, rsa
 from cryptography.hazmat.primitives.serialization import Encoding, PublicFormat, load_der_public_key
 
-from der import OBJECT_IDENTIFIER, children, dotted, element
-
-VERSION = 0xA0
 EC_KEY = "1.2.840.10045.2.1"
-CURVES = {"1.2.840.10045.3.1.7": "P-256", "1.3.132.0.34": "P-384", "1.3.132.0.35": "P-521"}
+CURVES = {"1.2.840.10045.3.1.7", "1.3.132.0.34", "1.3.132.0.35"}  # P-256, P-384 and P-521
 ALGORITHMS = {
     "1.2.840.113549.1.1.1": "RSA",
     "1.2.840.113549.1.1.10": "RSA for RSASSA-PSS only",
@@ -34,21 +32,19 @@ class Certificate:
 
 def certificate_by(maker, der, kind=None):
     """Returns the certificate `der`, which is of the kind of its key unless another is given."""
-    fields = children(children(element(der)[1])[0][1])
-    _, content, key_info = fields[6 if fields[0][0] == VERSION else 5]
-    algorithm, bits = children(content)
-    standing = bits[1][1:]
-    return Certificate(maker, kind or kind_of(algorithm[1], standing), der, standing, exported(key_info))
+    info = x509.Certificate.load(der)["tbs_certificate"]["subject_public_key_info"]
+    standing = core.Sequence.load(info.dump())[1].contents[1:]  # asn1crypto would parse it as a key
+    return Certificate(maker, kind or kind_of(info["algorithm"], standing), der, standing, exported(info.dump()))
 
 
 def kind_of(algorithm, key):
-    (_, identifier, _), *parameters = children(algorithm)
-    if dotted(identifier) != EC_KEY:
-        return ALGORITHMS.get(dotted(identifier), f"key of the type {dotted(identifier)}")
-    tag, curve, _ = parameters[0]
-    if tag != OBJECT_IDENTIFIER:
+    identifier = algorithm["algorithm"].dotted
+    if identifier != EC_KEY:
+        return ALGORITHMS.get(identifier, f"key of the type {identifier}")
+    curve = algorithm["parameters"]
+    if curve.name != "named":
         return "EC, curve written out"
-    if dotted(curve) not in CURVES:
+    if curve.chosen.dotted not in CURVES:
         return "EC on another curve"
     return "EC on P-256, P-384 or P-521" if key[0] == UNCOMPRESSED else "EC, point compressed or hybrid"
 

@@ -24,10 +24,9 @@ from asn1crypto.cms import ContentInfo
 from component import KAVREL, ROOT, Desktop
 from console import progress, tell
 from documents.verifiers import ALL, write_programs
+from records import PLAIN
 
 MiB = 1 << 20
-PERSON = {"nationalCode": "0012345678", "name": "جین", "lastName": "نمونه", "enName": "Jane", "enLastName": "Example"}
-REST = ("identificationId", "postalCode", "phoneNumber", "birthCertificateId", "birthDate", "city", "provinceName", "gender")
 SIZES = [0, 1, 2, 55, 56, 63, 64, 65, 119, 127, 128, 255, 256, 4095, 65_535, 65_536, MiB]
 TEXTS = {
     "line ends": b"one\r\ntwo\nthree\rfour\r\n\r\n",
@@ -125,7 +124,7 @@ def planned(folder, short):
 
 def made_by_package(folder, short):
     documents, plan = zip(*planned(folder, short), strict=True)
-    (folder.path / "plan.json").write_text(json.dumps(plan))
+    (folder.path / "plan.json").write_text(json.dumps({"record": PLAIN, "documents": plan}))
     subprocess.run(["node", ROOT / "agreement/documents/make.mjs", folder.path], check=True, timeout=1200)
     return list(documents)
 
@@ -133,11 +132,11 @@ def made_by_package(folder, short):
 def made_by_kavrel(folder, short):
     """Returns documents of awkward names, which are signed from the command line."""
     desktop = Desktop(folder.path / "device")
-    request = desktop.call("createCSR", {"userInfo": dict.fromkeys((*REST, "citizenship"), "1") | PERSON})["csrPem"]
+    request = desktop.call("createCSR", {"userInfo": PLAIN})["csrPem"]
     (folder.path / "kavrel.csr").write_bytes(base64.b64decode(request))
     issued = ["-CA", "root.pem", "-CAkey", "root.key", "-days", "9", "-copy_extensions", "copyall", "-out", "kavrel.pem"]
     openssl(folder, "x509", "-req", "-inform", "DER", "-in", "kavrel.csr", *issued)
-    certificate = {"nationalCode": PERSON["nationalCode"], "certPem": (folder.path / "kavrel.pem").read_text()}
+    certificate = {"nationalCode": PLAIN["nationalCode"], "certPem": (folder.path / "kavrel.pem").read_text()}
     desktop.call("storeCertificate", certificate)
 
     texts, _ = contents(False)

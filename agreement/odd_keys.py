@@ -1,11 +1,10 @@
 """Certificates for odd RSA keys, which no library makes, so that each SubjectPublicKeyInfo (RFC 5280) is written by hand."""
 
+from asn1crypto import parser, x509
 from cryptography.hazmat.primitives.asymmetric import ec
 from cryptography.hazmat.primitives.hashes import SHA256
 
-from der import BIT_STRING, SEQUENCE, children, element, enclosed
-
-INTEGER = 0x02
+INTEGER, BIT_STRING, SEQUENCE = 0x02, 0x03, 0x30
 RSA_ENCRYPTION = bytes.fromhex("06092a864886f70d010101")
 NULL = b"\x05\x00"
 USUAL = b"\x01\x00\x01"  # the exponent 65,537
@@ -13,6 +12,11 @@ USUAL = b"\x01\x00\x01"  # the exponent 65,537
 # 2,048 bits, of which the first and the last are set.
 MODULUS = bytes(range(129, 256)) * 2 + b"\xc5\xc7"
 POSITIVE = b"\0" + MODULUS
+
+
+def enclosed(tag, content):
+    """Returns the element of `tag` around `content`."""
+    return parser.emit(tag >> 6, tag >> 5 & 1, tag & 0x1F, content)
 
 
 def rsa_key(modulus, exponent, after=b""):
@@ -66,15 +70,16 @@ class ByHand:
 
     def __init__(self, pattern):
         """Takes all but the key from the certificate `pattern`."""
-        information, self.algorithm, _ = children(element(pattern)[1])
-        self.fields = [encoded for _, _, encoded in children(information[1])]
+        self.pattern = x509.Certificate.load(pattern)
         self.authority = ec.generate_private_key(ec.SECP256R1())
 
     def certificates(self):
         yield from ((kind, self.issue(key)) for kind, key in ODD_KEYS)
 
     def issue(self, key):
-        information = enclosed(SEQUENCE, b"".join([*self.fields[:6], key, *self.fields[7:]]))
+        fields = self.pattern["tbs_certificate"]
+        parts = [key if name == "subject_public_key_info" else fields[name].dump() for name in fields]
+        information = enclosed(SEQUENCE, b"".join(parts))
         signature = self.authority.sign(information, ec.ECDSA(SHA256()))
         bits = enclosed(BIT_STRING, b"\0" + signature)
-        return enclosed(SEQUENCE, information + self.algorithm[2] + bits)
+        return enclosed(SEQUENCE, information + self.pattern["signature_algorithm"].dump() + bits)

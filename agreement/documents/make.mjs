@@ -1,7 +1,7 @@
 // Has people on a simulated phone sign documents with kavrel-crypto/documents: node make.mjs FOLDER
 //
-// The folder has root.pem and root.key, middle.pem and middle.key, and plan.json: a list of {form, person, content, signature,
-// ...options}. "direct" and "second" have certificates by the root, "chained" one by the middle authority.
+// The folder has root.pem and root.key, middle.pem and middle.key, and plan.json: {record, documents}, an identity record and a
+// list of {form, person, content, signature, ...options}. "direct" and "second" have certificates by the root, "chained" one by the middle authority.
 
 import { execFileSync } from 'node:child_process';
 import { readFileSync, writeFileSync } from 'node:fs';
@@ -16,22 +16,13 @@ import { startSimulator } from '../../js/dist/simulator/index.js';
 
 const folder = process.argv[2];
 const at = (name) => join(folder, name);
+const plan = JSON.parse(readFileSync(at('plan.json'), 'utf8'));
 const phone = await startSimulator({ storage: 'memory', prompts: 'match' });
 
 async function enrolled(name, issuer) {
   const nationalCode = `person-${name}`;
-  const text = {
-    name,
-    lastName: 'نمونه',
-    enName: name,
-    enLastName: "O'Neil + Sons, Ltd.",
-    city: 'تهران',
-    provinceName: '👍',
-  };
-  const none = { identificationId: '', postalCode: '1', phoneNumber: '', birthCertificateId: '', birthDate: '' };
-  const { csrPem } = await phone.call('createCSR', {
-    userInfo: { ...text, ...none, nationalCode, gender: '', citizenship: '' },
-  });
+  const own = { nationalCode, enName: name, enLastName: "O'Neil + Sons, Ltd.", provinceName: '👍' };
+  const { csrPem } = await phone.call('createCSR', { userInfo: { ...plan.record, ...own } });
   writeFileSync(at(`${name}.csr`), Buffer.from(csrPem, 'base64'));
   const request = ['-req', '-inform', 'DER', '-in', at(`${name}.csr`), '-days', '9', '-copy_extensions', 'copyall'];
   execFileSync(
@@ -88,9 +79,7 @@ async function signedPDF(content, signer) {
 
 const derOf = (pem) => pem.replace(/-----[A-Z ]+-----|\s/g, '');
 
-for (const { form, person, content, signature, attached, timed, detached } of JSON.parse(
-  readFileSync(at('plan.json'), 'utf8'),
-)) {
+for (const { form, person, content, signature, attached, timed, detached } of plan.documents) {
   const bytes = readFileSync(content);
   const signer = people[person];
   if (form === 'cms') {

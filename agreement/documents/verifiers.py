@@ -12,8 +12,8 @@ from contextlib import redirect_stdout
 from io import BytesIO, TextIOWrapper
 from pathlib import Path
 
+from commands import last_line, output_of, run
 from component import ROOT
-from readers.reading import last_line, run
 
 sys.path.append(str(ROOT / "tests/pages"))
 from run import blocks  # noqa: E402
@@ -27,12 +27,6 @@ def write_programs(folder):
     for _, _, name, text in blocks(PAGE):
         if name:
             (folder / name).write_text(text)
-
-
-def build(*command, **options):
-    ended = run(*command, **options)
-    if ended.returncode != 0:
-        raise RuntimeError(f"{command[0]} cannot compile the programs of {PAGE.name}: {last_line(ended.stderr)}")
 
 
 class Commands:
@@ -86,7 +80,7 @@ class CPlusPlus(Programs):
     def __init__(self, folder):
         super().__init__(folder)
         for program in ("p7s", "token"):
-            build("g++", "-std=c++17", "-O1", folder / f"{program}.cpp", "-o", folder / f"cpp-{program}", "-lcrypto")
+            output_of("g++", "-std=c++17", "-O1", folder / f"{program}.cpp", "-o", folder / f"cpp-{program}", "-lcrypto")
         self.p7s, self.token = folder / "cpp-p7s", folder / "cpp-token"
 
 
@@ -137,7 +131,7 @@ class BouncyCastle(Batch):
         path = ":".join(f"/usr/share/java/{jar}.jar" for jar in ("bcprov", "bcpkix", "bcutil"))
         self.command = ["java", "-cp", f"{path}:{folder}", "Batch"]
         sources = [folder / "P7s.java", folder / "Token.java", HERE / "Batch.java"]
-        build("javac", "-cp", path, "-d", folder, *sources)
+        output_of("javac", "-cp", path, "-d", folder, *sources)
 
 
 class Go(Programs):
@@ -147,7 +141,7 @@ class Go(Programs):
         super().__init__(folder)
         go = {"GO111MODULE": "off", "GOPATH": "/usr/share/gocode", "GOCACHE": str(folder / "go-cache"), "CGO_ENABLED": "0"}
         for program in ("p7s", "token"):
-            build("go", "build", "-o", folder / f"go-{program}", folder / f"{program}.go", env=os.environ | go)
+            output_of("go", "build", "-o", folder / f"go-{program}", folder / f"{program}.go", env=os.environ | go)
         self.p7s, self.token = folder / "go-p7s", folder / "go-token"
 
 

@@ -3,7 +3,7 @@
 from functools import partial
 from pathlib import Path
 
-from makers.making import every, run
+from commands import output_of
 
 RSA_KEYS = [f"rsa:{bits}" for bits in (512, 1024, 1025, 2047, 2049, 3072, 4096)]
 EXPONENTS = [3, 5, 17, 257, 2**32 + 1, 2**64 + 13]
@@ -30,7 +30,7 @@ class OpenSSL:
         self.folder = Path(folder)
         self.key = self.folder / "openssl.key"
         self.same_key = ["-key", self.folder / "openssl-same.key"]
-        run("openssl", "genrsa", "-out", self.same_key[1], "2048")
+        output_of("openssl", "genrsa", "-out", self.same_key[1], "2048")
 
     def certificates(self, step):
         plans = [partial(self.issue, *self.same_key, "-set_serial", serial) for serial in SERIALS]
@@ -41,21 +41,22 @@ class OpenSSL:
         plans += [partial(self.on_curve, "P-256", "-param_enc", "explicit")]
         plans += [partial(self.with_new_key, key) for key in OTHER_KEYS + RSA_KEYS]
         options = [("-pkeyopt", f"rsa_keygen_pubexp:{exponent}") for exponent in EXPONENTS]
-        return every(step, plans + [partial(self.with_new_key, "rsa:2048", *option) for option in options])
+        plans += [partial(self.with_new_key, "rsa:2048", *option) for option in options]
+        return [plan() for plan in plans[::step]]
 
     def issue(self, *options):
         """Returns a certificate that its own key signs."""
-        return run("openssl", "req", "-x509", "-subj", "/CN=Throw-away", *options, "-outform", "DER")
+        return output_of("openssl", "req", "-x509", "-subj", "/CN=Throw-away", *options, "-outform", "DER")
 
     def with_new_key(self, key, *options):
         return self.issue("-newkey", key, "-keyout", self.key, "-noenc", *options)
 
     def on_curve(self, curve, *conversion):
-        run("openssl", "genpkey", "-algorithm", "EC", "-pkeyopt", f"group:{curve}", "-out", self.key)
-        run("openssl", "ec", "-in", self.key, *conversion, "-out", self.key)
+        output_of("openssl", "genpkey", "-algorithm", "EC", "-pkeyopt", f"group:{curve}", "-out", self.key)
+        output_of("openssl", "ec", "-in", self.key, *conversion, "-out", self.key)
         return self.issue("-key", self.key)
 
     def version_1(self):
         request = self.folder / "openssl.csr"
-        run("openssl", "req", "-new", *self.same_key, "-subj", "/CN=Throw-away", "-out", request)
-        return run("openssl", "x509", "-req", "-in", request, "-signkey", self.same_key[1], "-outform", "DER")
+        output_of("openssl", "req", "-new", *self.same_key, "-subj", "/CN=Throw-away", "-out", request)
+        return output_of("openssl", "x509", "-req", "-in", request, "-signkey", self.same_key[1], "-outform", "DER")

@@ -8,7 +8,6 @@ from cryptography.hazmat.primitives.asymmetric import dsa, ec, ed448, ed25519, r
 from cryptography.hazmat.primitives.hashes import SHA256
 from cryptography.hazmat.primitives.serialization import Encoding
 from cryptography.x509.oid import NameOID
-from makers.making import every
 
 # Public keys need not be anybody's: the lengths of their numbers are all that counts here.
 SIZES = [*range(1016, 1034), 2047, 2048, 2049, 4095, 4096, 8192, 16_384]
@@ -44,7 +43,8 @@ class PythonCryptography:
         keys += [partial(self.of_type, type_) for type_ in (ed25519.Ed25519PrivateKey, ed448.Ed448PrivateKey)]
         plans = [partial(self.for_new_key, key) for key in [*keys, self.for_dsa]]
         plans += [partial(self.issue, self.usual_key, serial=serial) for serial in SERIALS]
-        return every(step, plans + [partial(self.issue, self.usual_key, extension=extension) for extension in EXTENSIONS])
+        plans += [partial(self.issue, self.usual_key, extension=extension) for extension in EXTENSIONS]
+        return [plan() for plan in plans[::step]]
 
     def on_curve(self, curve):
         return ec.generate_private_key(curve).public_key()

@@ -2,9 +2,9 @@
 
 import re
 
-from readers.reading import OneByOne, Reading, last_line, run
-
-from der import element
+from asn1crypto.parser import parse
+from commands import last_line, run
+from readers.reading import OneByOne, Reading
 
 TYPES = {
     "ST": "2.5.4.8",
@@ -43,7 +43,7 @@ class GnuTLS(OneByOne):
 
     def value(self, written):
         if written.startswith("#"):
-            return element(bytes.fromhex(written[1:]))[1]
+            return parse(bytes.fromhex(written[1:]))[4]
         return re.sub(r"\\(.)", r"\1", written, flags=re.DOTALL).encode()
 
     def purposes(self, lines):

@@ -2,9 +2,9 @@
 
 import re
 
-from readers.reading import OneByOne, Reading, last_line, run
-
-from der import element
+from asn1crypto.parser import parse
+from commands import last_line, run
+from readers.reading import OneByOne, Reading
 
 PURPOSES = {"TLS Web Client Authentication": "1.3.6.1.5.5.7.3.2"}
 
@@ -31,7 +31,7 @@ class OpenSSL(OneByOne):
 
     def subject(self, line):
         parts = [part.split("=#") for part in line.split(",")]
-        return [(kind, element(bytes.fromhex(value))[1]) for kind, value in parts]
+        return [(kind, parse(bytes.fromhex(value))[4]) for kind, value in parts]
 
     def purposes(self, line):
         return [PURPOSES.get(purpose, purpose) for purpose in line.split(", ")]

@@ -2,12 +2,10 @@
 
 import json
 import os
-import subprocess
 from concurrent.futures import ThreadPoolExecutor
 from dataclasses import dataclass
 
-# The longest that a program is waited for, with all the requests there are and on a busy machine.
-PATIENCE = 300
+from commands import output_of
 
 
 @dataclass
@@ -21,16 +19,6 @@ class Reading:
     public_key: tuple[int, int] | None = None
     # The key purposes that are asked for. All requests ask for them as a critical extension.
     purposes: list[str] | None = None
-
-
-def run(*command, **options):
-    return subprocess.run(command, capture_output=True, timeout=PATIENCE, **options)
-
-
-def last_line(output):
-    """Returns the last line that a program wrote, to be shown as its reason."""
-    lines = [line.strip() for line in output.decode(errors="replace").splitlines() if line.strip()]
-    return lines[-1] if lines else "no message"
 
 
 class OneByOne:
@@ -52,10 +40,7 @@ class OneByOne:
 
 def read_by_program(*command):
     """Returns the readings of a program that writes one line of JSON for each file in its arguments."""
-    ended = run(*command)
-    if ended.returncode != 0:
-        raise RuntimeError(f"{command[0]} ended with {ended.returncode}: {last_line(ended.stderr)}")
-    return [reading_of(json.loads(line)) for line in ended.stdout.splitlines()]
+    return [reading_of(json.loads(line)) for line in output_of(*command).splitlines()]
 
 
 def reading_of(line):
