@@ -136,8 +136,7 @@ export const publicKeyOf = (data: Uint8Array): Uint8Array => {
 };
 
 /** Whether the content of an INTEGER is a number that is not negative, in as few bytes as DER has it. */
-const isNatural = ([first, second = 0x80]: Uint8Array): boolean =>
-  first !== undefined && first < 0x80 && (first > 0 || second >= 0x80);
+const isNatural = ([first, second = 0x80]: Uint8Array): boolean => first < 0x80 && (first > 0 || second >= 0x80);
 
 /** Whether `data` is an RSAPublicKey in DER and nothing else. The library takes numbers and further elements as they come. */
 export function isRSAPublicKey(data: Uint8Array): boolean {
