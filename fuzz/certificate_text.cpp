@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
-#include <openssl/evp.h>
 #include <string>
 #include <string_view>
 
 #include "fuzz/check.hpp"
+#include "tests/plugin/OpenSSL.hpp"
 #include "text/PEM.hpp"
 #include "text/UTF8.hpp"
 
@@ -87,9 +87,7 @@ std::string stepByStep(std::string text) {
 
 /// Writes a public key's PEM as the contract words it.
 std::string publicKeyPEMByOpenSSL(BytesView key) {
-    std::string body((key.size() + 2) / 3 * 4 + 1, '\0');  // OpenSSL writes a NUL behind it
-    body.resize(static_cast<std::size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(body.data()),
-                                                         key.data(), static_cast<int>(key.size()))));
+    std::string body = OpenSSL::base64(key);
     for (std::size_t end = (body.size() - 1) / 64 * 64; !body.empty() && end > 0; end -= 64) {
         body.insert(end, "\r\n");
     }
