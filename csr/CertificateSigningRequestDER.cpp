@@ -66,9 +66,9 @@ BytesView slice(BytesView data, std::int64_t start, std::int64_t endIndex) {
     return data.subspan(static_cast<std::size_t>(start), static_cast<std::size_t>(endIndex - start));
 }
 
-/// Returns whether `what` may be an attribute type of the subject, and prints a line if not. On purpose, only
-/// its size is tested.
-bool isSubjectItem(BytesView what) {
+/// Prints a line if `what` cannot be an attribute type of the subject. Returns whether it can. On purpose,
+/// only its size is tested.
+bool checkAttributeType(BytesView what) {
     if (what.size() == 5 || what.size() == 11) {
         return true;
     }
@@ -128,7 +128,7 @@ void CertificateSigningRequest::appendUTF8String(const std::string& string, Byte
 
 void CertificateSigningRequest::appendSubjectItem(BytesView what, const std::string& value, Bytes& out,
                                                   std::uint8_t tag) {
-    if (isSubjectItem(what)) {
+    if (checkAttributeType(what)) {
         const std::size_t start = out.size();
         append(what, out);
         appendUTF8String(value, out, tag);
@@ -138,7 +138,7 @@ void CertificateSigningRequest::appendSubjectItem(BytesView what, const std::str
 
 void CertificateSigningRequest::appendSubjectItemPrintable(BytesView what, const std::string& value,
                                                            Bytes& out) {
-    if (isSubjectItem(what)) {
+    if (checkAttributeType(what)) {
         const std::size_t start = out.size();
         append(what, out);
         appendPrintableString(value, out);
