@@ -9,38 +9,18 @@
 namespace AppleStandIns {
 namespace {
 
-TEST(AppleStandInsDeathTest, StopAtAReleaseTooMany) {
-    EXPECT_DEATH(
-        {
-            const CFTypeRef object = createObject();
-            CFRelease(object);
-            CFRelease(object);
-        },
-        "does not exist, or no longer");
-}
-
-TEST(AppleStandInsDeathTest, StopWhenAConstantIsReleasedThatNobodyRetained) {
+TEST(AppleStandInsDeathTest, StopWhereTheFrameworksWouldCrashOrCorruptMemory) {
+    const auto releaseTwice = [](CFTypeRef object) {
+        CFRelease(object);
+        CFRelease(object);
+    };
+    EXPECT_DEATH(releaseTwice(createObject()), "does not exist, or no longer");
     EXPECT_DEATH(CFRelease(kSecClass), "a constant was released");
-}
-
-TEST(AppleStandInsDeathTest, StopWhenNullIsRetained) {
     EXPECT_DEATH(CFRetain(nullptr), "null was given");
-}
-
-TEST(AppleStandInsDeathTest, StopWhenNullIsReleased) {
     EXPECT_DEATH(CFRelease(nullptr), "null was given");
-}
-
-TEST(AppleStandInsDeathTest, StopAtAnObjectOfAnotherType) {
     EXPECT_DEATH(CFDataGetLength(static_cast<CFDataRef>(createObject())), "an object of another type");
-}
-
-TEST(AppleStandInsDeathTest, StopWhenAStringIsMadeOfANullBuffer) {
     EXPECT_DEATH(CFStringCreateWithBytes(kCFAllocatorDefault, nullptr, 0, kCFStringEncodingUTF8, false),
                  "a string was made of a null buffer");
-}
-
-TEST(AppleStandInsDeathTest, StopWhenAStringIsToBePutIntoANullBuffer) {
     EXPECT_DEATH(CFStringGetCharacters(createString(u""), CFRangeMake(0, 0), nullptr), "a null buffer");
 }
 

@@ -47,54 +47,33 @@ const ForeignObjects* foreign(CFTypeRef reference) {
     return &*account().foreign;
 }
 
-std::optional<std::u16string> utf16(std::string_view utf8) {
-    const iconv_t converter = iconv_open("UTF-16LE", "UTF-8");
-    std::u16string units(utf8.size(), u'\0');
-    auto* in = const_cast<char*>(utf8.data());
-    auto* out = reinterpret_cast<char*>(units.data());
-    std::size_t inLeft = utf8.size();
-    std::size_t outLeft = units.size() * 2;
-    const bool valid = iconv(converter, &in, &inLeft, &out, &outLeft) != static_cast<std::size_t>(-1);
+/// Converts as much of `text` as its encoding allows, removes that from `text`, and returns it.
+template <typename To, typename From>
+std::basic_string<To> converted(const char* to, const char* from, std::basic_string_view<From>& text) {
+    const iconv_t converter = iconv_open(to, from);
+    std::basic_string<To> result(3 * text.size(), To());
+    auto* in = reinterpret_cast<char*>(const_cast<From*>(text.data()));
+    auto* out = reinterpret_cast<char*>(result.data());
+    std::size_t inLeft = text.size() * sizeof(From);
+    std::size_t outLeft = result.size() * sizeof(To);
+    iconv(converter, &in, &inLeft, &out, &outLeft);
     iconv_close(converter);
-    units.resize(units.size() - outLeft / 2);
-    return valid ? std::optional(units) : std::nullopt;
+    text.remove_prefix(text.size() - inLeft / sizeof(From));
+    result.resize(result.size() - outLeft / sizeof(To));
+    return result;
 }
 
-void appendUTF8(std::uint32_t codePoint, std::string& bytes) {
-    const auto continuation = [&](unsigned shift) {
-        bytes += static_cast<char>(0x80 | ((codePoint >> shift) & 0x3F));
-    };
-    if (codePoint < 0x80) {
-        bytes += static_cast<char>(codePoint);
-    } else if (codePoint < 0x800) {
-        bytes += static_cast<char>(0xC0 | (codePoint >> 6));
-        continuation(0);
-    } else if (codePoint < 0x10000) {
-        bytes += static_cast<char>(0xE0 | (codePoint >> 12));
-        continuation(6);
-        continuation(0);
-    } else {
-        bytes += static_cast<char>(0xF0 | (codePoint >> 18));
-        continuation(12);
-        continuation(6);
-        continuation(0);
-    }
+std::optional<std::u16string> utf16(std::string_view utf8) {
+    auto units = converted<char16_t>("UTF-16LE", "UTF-8", utf8);
+    return utf8.empty() ? std::optional(std::move(units)) : std::nullopt;
 }
 
 /// Returns a string in UTF-8 for the record of calls, with a question mark for each unpaired surrogate.
 std::string utf8(std::u16string_view units) {
-    std::string bytes;
-    for (std::size_t at = 0; at < units.size(); ++at) {
-        const char16_t unit = units[at];
-        const char16_t next = at + 1 < units.size() ? units[at + 1] : u'\0';
-        if ((unit & 0xF800) != 0xD800) {
-            appendUTF8(unit, bytes);
-        } else if ((unit & 0xFC00) == 0xD800 && (next & 0xFC00) == 0xDC00) {
-            appendUTF8(0x10000 + ((unit & 0x3FFU) << 10) + (next & 0x3FFU), bytes);
-            ++at;
-        } else {
-            bytes += '?';
-        }
+    std::string bytes = converted<char>("UTF-8", "UTF-16LE", units);
+    while (!units.empty()) {
+        units.remove_prefix(1);
+        bytes.append(1, '?').append(converted<char>("UTF-8", "UTF-16LE", units));
     }
     return bytes;
 }

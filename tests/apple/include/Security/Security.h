@@ -20,36 +20,50 @@ enum {
     errSecMissingEntitlement = -34018,
 };
 
-extern const CFStringRef kSecClass;
-extern const CFStringRef kSecClassKey;
-extern const CFStringRef kSecClassGenericPassword;
-extern const CFStringRef kSecAttrApplicationTag;
-extern const CFStringRef kSecAttrKeyType;
-extern const CFStringRef kSecAttrKeyTypeRSA;
-extern const CFStringRef kSecAttrKeyTypeECSECPrimeRandom;
-extern const CFStringRef kSecAttrKeySizeInBits;
-extern const CFStringRef kSecAttrKeyClass;
-extern const CFStringRef kSecAttrKeyClassPrivate;
-extern const CFStringRef kSecAttrKeyClassPublic;
-extern const CFStringRef kSecAttrIsPermanent;
-extern const CFStringRef kSecAttrTokenID;
-extern const CFStringRef kSecAttrTokenIDSecureEnclave;
-extern const CFStringRef kSecAttrAccount;
-extern const CFStringRef kSecAttrAccessControl;
-extern const CFStringRef kSecAttrAccessible;
-extern const CFStringRef kSecAttrAccessibleWhenUnlocked;
-extern const CFStringRef kSecAttrAccessibleWhenUnlockedThisDeviceOnly;
-extern const CFStringRef kSecAttrAccessibleAfterFirstUnlock;
-extern const CFStringRef kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly;
-extern const CFStringRef kSecPrivateKeyAttrs;
-extern const CFStringRef kSecPublicKeyAttrs;
-extern const CFStringRef kSecValueData;
-extern const CFStringRef kSecReturnRef;
-extern const CFStringRef kSecReturnData;
-extern const CFStringRef kSecMatchLimit;
-extern const CFStringRef kSecMatchLimitOne;
-extern const CFStringRef kSecUseAuthenticationContext;
-extern const CFStringRef kSecUseAuthenticationUI;
+// The names of the constants, to declare, to define and to compare.
+#define STAND_IN_CONSTANTS(X)                           \
+    X(kSecClass)                                        \
+    X(kSecClassKey)                                     \
+    X(kSecClassGenericPassword)                         \
+    X(kSecAttrApplicationTag)                           \
+    X(kSecAttrKeyType)                                  \
+    X(kSecAttrKeyTypeRSA)                               \
+    X(kSecAttrKeyTypeECSECPrimeRandom)                  \
+    X(kSecAttrKeySizeInBits)                            \
+    X(kSecAttrKeyClass)                                 \
+    X(kSecAttrKeyClassPrivate)                          \
+    X(kSecAttrKeyClassPublic)                           \
+    X(kSecAttrIsPermanent)                              \
+    X(kSecAttrTokenID)                                  \
+    X(kSecAttrTokenIDSecureEnclave)                     \
+    X(kSecAttrAccount)                                  \
+    X(kSecAttrAccessControl)                            \
+    X(kSecAttrAccessible)                               \
+    X(kSecAttrAccessibleWhenUnlocked)                   \
+    X(kSecAttrAccessibleWhenUnlockedThisDeviceOnly)     \
+    X(kSecAttrAccessibleAfterFirstUnlock)               \
+    X(kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly) \
+    X(kSecPrivateKeyAttrs)                              \
+    X(kSecPublicKeyAttrs)                               \
+    X(kSecValueData)                                    \
+    X(kSecReturnRef)                                    \
+    X(kSecReturnData)                                   \
+    X(kSecMatchLimit)                                   \
+    X(kSecMatchLimitOne)                                \
+    X(kSecUseAuthenticationContext)                     \
+    X(kSecUseAuthenticationUI)                          \
+    X(kSecUseAuthenticationUIAllow)
+#define STAND_IN_ALGORITHMS(X)                           \
+    X(kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1)   \
+    X(kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256) \
+    X(kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512) \
+    X(kSecKeyAlgorithmECDSASignatureMessageX962SHA1)     \
+    X(kSecKeyAlgorithmECDSASignatureMessageX962SHA256)   \
+    X(kSecKeyAlgorithmECDSASignatureMessageX962SHA512)
+
+#define STAND_IN_DECLARE(name) extern const CFStringRef name;
+STAND_IN_CONSTANTS(STAND_IN_DECLARE)
+STAND_IN_ALGORITHMS(STAND_IN_DECLARE)
 extern const CFStringRef kSecUseAuthenticationUIAllow __attribute__((deprecated));
 
 OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef* result);
@@ -58,12 +72,6 @@ OSStatus SecItemDelete(CFDictionaryRef query);
 
 typedef struct __SecKey* SecKeyRef;
 typedef CFStringRef SecKeyAlgorithm;
-extern const SecKeyAlgorithm kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1;
-extern const SecKeyAlgorithm kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256;
-extern const SecKeyAlgorithm kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA512;
-extern const SecKeyAlgorithm kSecKeyAlgorithmECDSASignatureMessageX962SHA1;
-extern const SecKeyAlgorithm kSecKeyAlgorithmECDSASignatureMessageX962SHA256;
-extern const SecKeyAlgorithm kSecKeyAlgorithmECDSASignatureMessageX962SHA512;
 
 CFTypeID SecKeyGetTypeID(void);
 SecKeyRef SecKeyCreateRandomKey(CFDictionaryRef parameters, CFErrorRef* error);
