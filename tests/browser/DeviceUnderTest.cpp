@@ -172,8 +172,4 @@ bool deleteKeychainKeys(const std::string& tag) {
     return *ask("deleteKeychainKeys", {{"tag", tag}}).as<bool>();
 }
 
-void addKeychainPassword(const std::string& account, const Bytes& value) {
-    ask("addKeychainPassword", {{"account", account}, {"value", OpenSSL::base64(value)}});
-}
-
 }  // namespace KavrelCrypto::DeviceUnderTest

@@ -116,18 +116,6 @@ const operations = {
   },
 
   deleteKeychainKeys: ({ tag }) => keychain.remove({ classes: ['privateKey', 'publicKey'], name: tag }),
-
-  async addKeychainPassword({ account, value }) {
-    await keychain.add([
-      {
-        class: 'genericPassword',
-        name: account,
-        accessibility: 'afterFirstUnlockThisDeviceOnly',
-        createdAt: new Date(),
-        secret: new Uint8Array(Buffer.from(value, 'base64')),
-      },
-    ]);
-  },
 };
 
 /** Yields the lines of `stream`. They end with a line feed alone: a string may hold any other separator as it is. */

@@ -72,10 +72,5 @@ TEST_F(PluginCreateCSRKeys, AFallbackPairOfHalvesThatDoNotBelongTogetherMakesNoR
     EXPECT_TRUE(DeviceUnderTest::deleteKeychainKeys(fallbackPublicTag(sara)));
 }
 
-TEST_F(PluginCreateCSRKeys, ARequestLeavesTheCertificateSlotAlone) {
-    call("createCSR", request(identity(sara)));
-    EXPECT_EQ(call("getCertificate", person(sara)), resolved({{"certPem", nullptr}}));
-}
-
 }  // namespace
 }  // namespace KavrelCrypto

@@ -46,13 +46,6 @@ TEST_F(PluginCreateCSROddities, APostalCodeInPersianDigitsIsQuestionMarksBehindA
     EXPECT_TRUE(isSigned(request, 4));
 }
 
-TEST_F(PluginCreateCSROddities, OneCharacterOutsideASCIIIsEnoughAndBecomesOneQuestionMark) {
-    const Bytes request = created(with(identity(sara), "postalCode", "1193\u00A0👩365"));
-    const Bytes item = hex("31 12 30 10 06 03 55 04 11 13 00");
-    EXPECT_TRUE(contains(request, item + bytesOf("1193??365")));
-    EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
-}
-
 TEST_F(PluginCreateCSROddities, ANationalCodeInPersianDigitsIsACommonNameAndAMalformedSerialNumber) {
     const Bytes request = created(identity("۰۰۱۲"));
     const Bytes commonName = hex("31 11 30 0F 06 03 55 04 03 0C 08");
@@ -60,14 +53,6 @@ TEST_F(PluginCreateCSROddities, ANationalCodeInPersianDigitsIsACommonNameAndAMal
     EXPECT_TRUE(contains(request, commonName + bytesOf("۰۰۱۲")));
     EXPECT_TRUE(contains(request, serialNumber + bytesOf("????")));
     EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
-}
-
-TEST_F(PluginCreateCSROddities, TheLongestStringThatHasALengthIsWrittenWithIt) {
-    // What encloses the string is too long to be given a length; the string itself is not.
-    const Bytes request = created(with(identity(sara), "provinceName", std::string(32'767, 'p')));
-    const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C 82 7F FF");
-    EXPECT_TRUE(startsWith(request, start + bytesOf(std::string(32'767, 'p'))));
-    EXPECT_TRUE(isSigned(request, 1));
 }
 
 TEST_F(PluginCreateCSROddities, ANameOf40000BytesFollowsTagsWithoutLengths) {

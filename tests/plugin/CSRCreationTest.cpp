@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "tests/plugin/People.hpp"
-#include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -59,29 +58,19 @@ class PluginCreateCSR : public WithSaraUntouched {
     }
 };
 
-TEST_F(PluginCreateCSR, TheResultIsTheRequestAlone) {
+TEST_F(PluginCreateCSR, TheResultIsTheRequestAloneInOneLineOfBase64WithoutHeaderAndFooterEachTimeTheSame) {
     const std::string request = csrPem();
     EXPECT_EQ(call("createCSR", JSObject{{"userInfo", identity(sara)}}), resolved({{"csrPem", request}}));
-}
-
-TEST_F(PluginCreateCSR, ARequestIsOneLineOfBase64WithoutHeaderAndFooter) {
-    const std::string request = csrPem();
     EXPECT_EQ(request, OpenSSL::base64(OpenSSL::fromBase64(request)));
-    EXPECT_TRUE(request.starts_with("MII"));
 }
 
-TEST_F(PluginCreateCSR, ARequestIsSignedByThePersonsKey) {
-    const OpenSSL::Request request = parsed();
-    ASSERT_NE(request, nullptr);
-    EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
-    EXPECT_EQ(X509_REQ_get_signature_nid(request.get()), NID_sha256WithRSAEncryption);
-}
-
-TEST_F(PluginCreateCSR, ARequestIsOfTheFirstVersionAndCarriesThePersonsKey) {
+TEST_F(PluginCreateCSR, ARequestIsOfTheFirstVersionAndCarriesThePersonsKeyWhichSignsIt) {
     const OpenSSL::Request request = parsed();
     ASSERT_NE(request, nullptr);
     EXPECT_EQ(X509_REQ_get_version(request.get()), X509_REQ_VERSION_1);
     EXPECT_EQ(EVP_PKEY_eq(X509_REQ_get0_pubkey(request.get()), saraKey().get()), 1);
+    EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
+    EXPECT_EQ(X509_REQ_get_signature_nid(request.get()), NID_sha256WithRSAEncryption);
 }
 
 TEST_F(PluginCreateCSR, ARequestIsTheDERThatOpenSSLWouldWriteOfIt) {
@@ -109,16 +98,6 @@ TEST_F(PluginCreateCSR, TheSubjectHasSevenAttributesInTheirOrder) {
     EXPECT_EQ(subjectOf(request), subject(sara));
 }
 
-TEST_F(PluginCreateCSR, TheAttributesAreTheRequestForTwoCriticalKeyPurposesByteForByte) {
-    const Bytes attributes =
-        hex("A0 35 30 33 06 09 2A 86 48 86 F7 0D 01 09 0E 31 26 30 24 30 22 06 03 55 1D 25 01 01 FF 04 18 30 "
-            "16 06 0A 2B 06 01 04 01 82 37 0A 03 0C 06 08 2B 06 01 05 05 07 03 02");
-    const Bytes made = OpenSSL::fromBase64(csrPem());
-    // After them come 15 bytes of AlgorithmIdentifier, 5 of the BIT STRING, and 256 of the signature.
-    ASSERT_GT(made.size(), 331U);
-    EXPECT_EQ(Bytes(made.end() - 331, made.end() - 276), attributes);
-}
-
 TEST_F(PluginCreateCSR, OpenSSLFindsDocumentSigningAndClientAuthenticationAskedForAsCritical) {
     const OpenSSL::Request request = parsed();
     ASSERT_NE(request, nullptr);
@@ -141,10 +120,6 @@ TEST_F(PluginCreateCSR, OpenSSLFindsDocumentSigningAndClientAuthenticationAskedF
     EXPECT_EQ(OBJ_obj2nid(sk_ASN1_OBJECT_value(purposes.get(), 1)), NID_client_auth);
 }
 
-TEST_F(PluginCreateCSR, TheSameRecordGivesTheSameRequest) {
-    EXPECT_EQ(csrPem(), csrPem());
-}
-
 TEST_F(PluginCreateCSR, OnlySixOfTheFourteenStringsAppearInTheRequest) {
     const std::string plain = csrPem();
     for (const char* unused : {"identificationId", "name", "lastName", "phoneNumber", "birthCertificateId",
@@ -157,22 +132,11 @@ TEST_F(PluginCreateCSR, OnlySixOfTheFourteenStringsAppearInTheRequest) {
     }
 }
 
-TEST_F(PluginCreateCSR, MembersBeyondTheFourteenChangeNothing) {
-    const JSObject more = with(with(identity(sara), "email", "sara@example.org"), "", std::int64_t{1});
-    EXPECT_EQ(csrPem(more), csrPem());
-}
-
-TEST_F(PluginCreateCSR, TheOrderOfTheMembersChangesNothing) {
+TEST_F(PluginCreateCSR, NeitherTheOrderOfTheMembersNorOneBeyondTheFourteenChangesAnything) {
     std::vector<JSMember> members = identity(sara).members();
     std::reverse(members.begin(), members.end());
+    members.push_back({"email", "sara@example.org"});
     EXPECT_EQ(csrPem(JSObject(members)), csrPem());
-}
-
-TEST_F(PluginCreateCSR, BlanksAroundAStringStayInTheRequest) {
-    const OpenSSL::Request request =
-        parsed(with(with(identity(sara), "city", "  Tehran\t"), "postalCode", " 1193653471 "));
-    ASSERT_NE(request, nullptr);
-    EXPECT_EQ(subjectOf(request), subject(sara, "  Tehran\t", " 1193653471 "));
 }
 
 TEST_F(PluginCreateCSR, AnEmptyStringIsAnEmptyAttribute) {
@@ -192,26 +156,23 @@ TEST_F(PluginCreateCSR, AnEmptyStringIsAnEmptyAttribute) {
     EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
 }
 
-TEST_F(PluginCreateCSR, StringsOfAnyScriptAndEvenZeroBytesAreKept) {
+TEST_F(PluginCreateCSR, StringsAreKeptWhateverTheyHoldAndHoweverLongTheyAre) {
     using namespace std::string_literals;
-    for (const std::string& city : {"שׁלום\u200F"s, "東京"s, "👩🏽‍💻"s, "a\0b"s,
-                                    "'; DROP TABLE items; --"s, "\r\n"s, "\uFFFD"s}) {
-        const OpenSSL::Request request = parsed(with(identity(sara), "city", city));
-        ASSERT_NE(request, nullptr);
-        EXPECT_EQ(subjectOf(request), subject(sara, city));
-        EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
+    std::vector<std::pair<std::string, std::string>> citiesAndPostalCodes = {{"  Tehran\t", " 1193653471 "}};
+    for (const std::string& city :
+         {"שׁלום\u200F"s, "東京"s, "👩🏽‍💻"s, "a\0b"s, "\r\n"s, "\uFFFD"s}) {
+        citiesAndPostalCodes.emplace_back(city, "1193653471");
     }
-}
-
-TEST_F(PluginCreateCSR, StringsAroundEachFormOfALengthAreWrittenInDER) {
-    for (const std::size_t size : {127U, 128U, 200U, 255U, 256U, 10'000U}) {
-        const std::string city(size, 'c');
-        const std::string postalCode(size, '1');
+    for (const std::size_t size : {127U, 128U, 200U, 255U, 256U, 10'000U}) {  // around each form of a length
+        citiesAndPostalCodes.emplace_back(std::string(size, 'c'), std::string(size, '1'));
+    }
+    for (const auto& [city, postalCode] : citiesAndPostalCodes) {
+        SCOPED_TRACE(city.substr(0, 40) + ", " + std::to_string(city.size()));
         const OpenSSL::Request request =
             parsed(with(with(identity(sara), "city", city), "postalCode", postalCode));
-        ASSERT_NE(request, nullptr) << size;
-        EXPECT_EQ(subjectOf(request), subject(sara, city, postalCode)) << size;
-        EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1) << size;
+        ASSERT_NE(request, nullptr);
+        EXPECT_EQ(subjectOf(request), subject(sara, city, postalCode));
+        EXPECT_EQ(X509_REQ_verify(request.get(), saraKey().get()), 1);
     }
 }
 

@@ -5,7 +5,6 @@
 
 #include "tests/plugin/People.hpp"
 #include "tests/support/DeviceUnderTest.hpp"
-#include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -78,11 +77,6 @@ TEST_F(PluginCertificateSlot, KeepsItsCertificateWhenAnotherIsRefused) {
     EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", saras}}));
 }
 
-TEST_F(PluginCertificateSlot, StaysEmptyWhenTheFirstCertificateIsRefused) {
-    EXPECT_EQ(stored("Omid", issuedFor("Sara")), rejected("Certificate is not valid"));
-    EXPECT_EQ(call("getCertificate", person("Omid")), noCertificate);
-}
-
 TEST_F(PluginCertificateSlot, IsEmptiedWhenAnybodysKeyIsDeleted) {
     stored("Sara", issuedFor("Sara"));
     EXPECT_EQ(call("deleteKey", person("nobody")), resolved({{"deleted", true}}));
@@ -112,21 +106,6 @@ TEST_F(PluginCertificateSlotOnANewDevice, KeepsACertificateWhoseKeyIsReplacedTho
     EXPECT_EQ(call("getCertificate", person("Sara")), resolved({{"certPem", certPem}}));
     EXPECT_EQ(text(call("getKeyInfo", person("Sara")), "certificate"), certPem);
     EXPECT_EQ(stored("Sara", certPem), rejected("Certificate is not valid"));
-}
-
-void fillSlot(const Bytes& bytes) {
-    DeviceUnderTest::addKeychainPassword("com.ios.kavrel.cachedCSR", bytes);
-}
-
-TEST_F(PluginCertificateSlotOnANewDevice, IsShownWhateverStringItHolds) {
-    fillSlot(hex("4D 49 49 00 F0 9F 91 A9"));
-    EXPECT_EQ(call("getCertificate", person("Sara")),
-              resolved({{"certPem", std::string("MII\0\U0001F469", 8)}}));
-}
-
-TEST_F(PluginCertificateSlotOnANewDevice, ReadsAsEmptyWhenItsBytesAreNotUTF8) {
-    fillSlot(hex("4D 49 49 C3"));
-    EXPECT_EQ(call("getCertificate", person("Sara")), noCertificate);
 }
 
 }  // namespace

@@ -35,71 +35,17 @@ TEST_F(PluginStoreCertificate, ACertificateForThePersonsKeyIsKeptAsItCame) {
     EXPECT_EQ(text(call("getKeyInfo", person(sara)), "certificate"), issued);
 }
 
-TEST_F(PluginStoreCertificate, LineEndsAndIndentationDoNotMatter) {
+TEST_F(PluginStoreCertificate, WhiteSpaceAndMarkersDoNotMatter) {
     const std::string clean = saraCertificatePem();
     expectStored(replaced(clean, "\n", "\r\n"));
-    expectStored(replaced(clean, "\n", "\r"));
-    expectStored(replaced(clean, "\n", "\n    "));
-    expectStored("\n\n\t" + replaced(clean, "\n", "\n\n") + "  ");
-    expectStored(clean.substr(0, clean.size() - 1));
-}
-
-TEST_F(PluginStoreCertificate, TheBodyMayStandOnOneLine) {
-    const std::string body = OpenSSL::base64(saraCertificate());
-    expectStored("-----BEGIN CERTIFICATE-----\n" + body + "\n-----END CERTIFICATE-----\n");
-    expectStored("-----BEGIN CERTIFICATE-----" + body + "-----END CERTIFICATE-----");
-}
-
-TEST_F(PluginStoreCertificate, TheMarkersMayBeMissing) {
-    const std::string body = OpenSSL::base64(saraCertificate());
-    expectStored(body);
-    expectStored("-----BEGIN CERTIFICATE-----" + body);
-    expectStored(body + "-----END CERTIFICATE-----");
-}
-
-TEST_F(PluginStoreCertificate, MarkersAreTakenOutWhereverTheyStand) {
+    expectStored("\n\t" + replaced(clean, "\n", "\n  \u00A0") + std::string(1'000'000, ' '));
     const std::string begin = "-----BEGIN CERTIFICATE-----";
     const std::string end = "-----END CERTIFICATE-----";
     const std::string body = OpenSSL::base64(saraCertificate());
-    expectStored(begin + begin + body + end + end);
-    expectStored(end + body + begin);
-    expectStored(body.substr(0, 10) + begin + body.substr(10, 10) + end + body.substr(20));
-    // The end marker is taken out second, so it may hold a begin marker.
-    expectStored(body + "-----END " + begin + "CERTIFICATE-----");
-}
-
-TEST_F(PluginStoreCertificate, AllWhiteSpaceOfThePlatformIsSkipped) {
-    const std::vector<std::string> whiteSpace = {
-        "\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\u0085", "\u00A0", "\u1680",
-        "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
-        "\u2009", "\u200A", "\u200B", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000",
-    };
-    ASSERT_EQ(whiteSpace.size(), 26U);
-    const std::string body = OpenSSL::base64(saraCertificate());
-    std::string all;
-    for (const std::string& space : whiteSpace) {
-        expectStored(body.substr(0, 101) + space + body.substr(101));
-        all += space;
-    }
-    expectStored(all + body + all);
-}
-
-TEST_F(PluginStoreCertificate, AMegabyteOfBlanksIsSkipped) {
-    expectStored(std::string(1'000'000, ' ') + saraCertificatePem());
-}
-
-TEST_F(PluginStoreCertificate, BitsBehindTheLastByteAreNotLookedAt) {
-    // A certificate whose base64 ends in "==": the last digit before it carries four bits of no byte.
-    Bytes der = saraCertificate();
-    for (std::string subject = "S"; der.size() % 3 != 1; subject += 'S') {
-        der = OpenSSL::certificate(saraKey(), {.subject = subject});
-    }
-    std::string body = OpenSSL::base64(der);
-    ASSERT_TRUE(body.ends_with("=="));
-    char& last = body[body.size() - 3];
-    last = static_cast<char>(last + 1);
-    ASSERT_EQ(OpenSSL::fromBase64(body), der);
     expectStored(body);
+    expectStored(begin + body);
+    expectStored(body + end);
+    expectStored(body.substr(0, 10) + begin + body.substr(10, 10) + end + body.substr(20));
 }
 
 TEST_F(PluginStoreCertificate, DatesDoNotMatter) {
@@ -180,25 +126,6 @@ TEST_F(PluginStoreCertificateRefusals, ThePersonsModulusAloneIsNotThePersonsKey)
     expectRefused(OpenSSL::pem(OpenSSL::certificate(OpenSSL::forPSSOnly(saraKey()))));
 }
 
-TEST_F(PluginStoreCertificateRefusals, LowerCaseMarkersAreNotRemoved) {
-    const std::string clean = saraCertificatePem();
-    expectRefused(replaced(replaced(clean, "BEGIN CERTIFICATE", "begin certificate"), "END CERTIFICATE",
-                           "end certificate"));
-    expectRefused(replaced(clean, "-----END CERTIFICATE-----", "-----End Certificate-----"));
-}
-
-TEST_F(PluginStoreCertificateRefusals, OtherMarkersAreNotRemoved) {
-    const std::string clean = saraCertificatePem();
-    expectRefused(replaced(clean, "CERTIFICATE", "X509 CERTIFICATE"));
-    expectRefused(replaced(clean, "CERTIFICATE", "TRUSTED CERTIFICATE"));
-    expectRefused(replaced(clean, "-----BEGIN CERTIFICATE-----", "----BEGIN CERTIFICATE----"));
-    expectRefused(replaced(clean, "BEGIN CERTIFICATE", "BEGIN\u00A0CERTIFICATE"));
-    expectRefused(replaced(clean, "-----", "—————"));
-    // A begin marker that shows only once the end marker is out has been passed over.
-    expectRefused(OpenSSL::base64(saraCertificate()) +
-                  "-----BEGIN -----END CERTIFICATE-----CERTIFICATE-----");
-}
-
 TEST_F(PluginStoreCertificateRefusals, CommentsAroundACertificateMakeItInvalid) {
     const std::string clean = saraCertificatePem();
     expectRefused("subject=CN = 0012345678\n" + clean);
@@ -208,33 +135,14 @@ TEST_F(PluginStoreCertificateRefusals, CommentsAroundACertificateMakeItInvalid) 
                            "-----BEGIN CERTIFICATE-----\nComment: the certificate of Sara\n\n"));
 }
 
-TEST_F(PluginStoreCertificateRefusals, InvisibleCharactersThatAreNotWhiteSpaceMakeACertificateInvalid) {
-    const std::string body = OpenSSL::base64(saraCertificate());
-    for (const std::string& invisible : {"\u200D"s, "\uFEFF"s, "\u00AD"s, "\u180E"s, "\u200C"s, "\u200F"s,
-                                         "\u2060"s, "\u0000"s, "\u001F"s}) {
-        expectRefused(invisible + body);
-        expectRefused(body.substr(0, 101) + invisible + body.substr(101));
-        expectRefused(body + invisible);
-    }
-}
-
 TEST_F(PluginStoreCertificateRefusals, StringsThatAreNotACertificateAreNotValid) {
     const Bytes key = OpenSSL::rsaPublicKey(saraKey());
     const std::string texts[] = {
         " ",
-        "\n",
         "A",
         "AAAA",
-        "=",
-        "====",
-        "null",
-        "{}",
-        "0",
         "\0"s,
         "👩🏽‍💻",
-        "\u202Eאבג\u202C",
-        "'; DROP TABLE items; --",
-        "-----BEGIN CERTIFICATE-----",
         "-----BEGIN CERTIFICATE----------END CERTIFICATE-----",
         "-----BEGIN CERTIFICATE-----\n-----END CERTIFICATE-----\n",
         publicKeyPem(sara),
@@ -244,10 +152,8 @@ TEST_F(PluginStoreCertificateRefusals, StringsThatAreNotACertificateAreNotValid)
         OpenSSL::pem(Bytes{0x30, 0x80, 0x00, 0x00}),
         OpenSSL::pem(Bytes{0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF}),
         OpenSSL::pem(Bytes(1000, 0x30)),
-        replaced(OpenSSL::base64(saraCertificate()), "+", "-"),
+        replaced(saraCertificatePem(), "CERTIFICATE", "TRUSTED CERTIFICATE"),
         std::string(1'000'000, 'A'),
-        std::string(1'000'001, 'A'),
-        std::string(1'000'000, '\0'),
     };
     for (const std::string& text : texts) {
         expectRefused(text);

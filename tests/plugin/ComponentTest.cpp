@@ -1,12 +1,10 @@
-// Classes of the component over a real keychain, where no method of the plugin leads to what they do.
+// CryptoUtils over a real keychain, where no method of the plugin leads to what it does.
 
 #include <gtest/gtest.h>
 
 #include "csr/CryptoUtils.hpp"
 #include "platform/Security.hpp"
-#include "storage/CSRStorage.hpp"
 #include "tests/plugin/People.hpp"
-#include "tests/support/DeviceUnderTest.hpp"
 #include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
@@ -35,10 +33,6 @@ TEST_F(CryptoUtilsOnADevice, FindsBothHalvesOfThePairThatItGenerated) {
     EXPECT_EQ(exported(utils.loadKey("public")), exported(publicKey));
 }
 
-TEST_F(CryptoUtilsOnADevice, FindsNothingUnderATagThatWasNeverUsed) {
-    EXPECT_EQ(utils.loadKey("private"), nullptr);
-}
-
 TEST_F(CryptoUtilsOnADevice, DoesNotFindAnECKey) {
     const CFDictionary half = {{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf("tag")}};
     ASSERT_NE(SecKeyCreateRandomKey({{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
@@ -53,33 +47,6 @@ TEST_F(CryptoUtilsOnADevice, DoesNotFindAnECKey) {
             &found),
         errSecSuccess);
     EXPECT_EQ(utils.loadKey("tag"), nullptr);
-}
-
-class CSRStorageOnADevice : public OnANewDevice {
-  protected:
-    const CSRStorage& storage = CSRStorage::shared();
-};
-
-TEST_F(CSRStorageOnADevice, IsEmptyAtFirst) {
-    EXPECT_EQ(storage.getCSR(), std::nullopt);
-    EXPECT_FALSE(storage.deleteCSR());
-}
-
-TEST_F(CSRStorageOnADevice, KeepsTheLastTextByteForByteUntilItIsDeleted) {
-    EXPECT_TRUE(storage.saveCSR("first"));
-    EXPECT_TRUE(storage.saveCSR("second\r\né\n"));
-    EXPECT_EQ(storage.getCSR(), "second\r\né\n");
-    EXPECT_TRUE(storage.deleteCSR());
-    EXPECT_EQ(storage.getCSR(), std::nullopt);
-}
-
-using CSRStorageWithACertificate = WithSaraEnrolled;
-
-TEST_F(CSRStorageWithACertificate, MatchesTheExportedKeyAndNotItsSubjectPublicKeyInfo) {
-    EXPECT_TRUE(
-        CSRStorage::verifyCertificateMatchesKey(saraCertificatePem(), OpenSSL::rsaPublicKey(saraKey())));
-    EXPECT_FALSE(CSRStorage::verifyCertificateMatchesKey(saraCertificatePem(),
-                                                         OpenSSL::subjectPublicKeyInfo(saraKey())));
 }
 
 }  // namespace

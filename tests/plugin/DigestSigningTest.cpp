@@ -138,107 +138,16 @@ TEST_F(PluginSignDigest, SeveralCallsArePendingAtOnceAndEachThatIsNotInterrupted
     EXPECT_EQ(promptsShown().size(), 8U);
 }
 
-using PluginSignDigestBase64 = PluginSignDigest;
-
-TEST_F(PluginSignDigestBase64, WhatIsNotWholeBase64IsInvalidAndShowsNoPrompt) {
+TEST_F(PluginSignDigest, WhatIsNotWholeBase64IsInvalidAndShowsNoPrompt) {
     using namespace std::string_literals;
-    const std::string wrong[] = {
-        "A",
-        "AB",
-        "ABC",
-        "ABCDE",
-        "ABCDEF",
-        "ABCDEFG",  // groups that are not whole
-        "=",
-        "==",
-        "===",
-        "====",
-        "A===",
-        "AA=",
-        "AAA==",
-        "AAAA=",  // too much or too little padding
-        "AAAA====",
-        "AAAAAA=",
-        "AAAAA===",
-        "AAAA==",
-        "AAAA===",  //
-        "=AAA",
-        "A=AA",
-        "AA=A",
-        "A=A=",
-        "=AA=",
-        "AA==AA==",
-        "AAA=AAAA",  // padding that is not at the end
-        " AAAA",
-        "AAAA ",
-        "AA AA",
-        "AA A",
-        "    ",
-        "AAAA\n",
-        "\nAAAA",
-        "AA\nAA",
-        "AAA\n",
-        "AAAA\r\nAAAA",
-        "AA\tA",
-        "AAA\u00A0",
-        "AA\u00A0AA",
-        "\uFEFFAAAA",
-        "AAA\u200B",  // white space of all kinds
-        "AA-A",
-        "AA_A",
-        "AA.A",
-        "AA,A",
-        "AA*A",
-        "AA%A",
-        "AA\\A",
-        "AA\"A",
-        "!!!!",
-        "%3D%",  // other alphabets
-        "AAA\0"s,
-        "\0AAA"s,
-        "\0\0\0\0"s,
-        "AAAA\0\0\0\0"s,  // zero bytes
-        "ÄÖ",
-        "АААА",
-        "ＡＡ",
-        "AA\xD7\x90",
-        "👩",
-        "ﻣAA",  // letters that look or weigh the same
-        "data:;base64,AAAA",
-        "\"AAAA\"",
-        digestB64 + "\n",
-        " " + digestB64,
-        digestB64.substr(0, 43),
-        digestB64.substr(0, 42) + "\u00AD",
-        std::string(999'999, 'A'),
-        std::string(1'000'000, '='),
-        std::string(999'999, 'A') + "?",
-    };
-    for (const std::string& text : wrong) {
-        EXPECT_EQ(call("signDigest", digestFor(sara, text)), rejected("invalid digestB64"))
-            << '"' << text.substr(0, 60) << '"';
+    for (const std::string& wrong : {"A"s, "AB"s, "AAA=="s, "AA=A"s, " AAAA"s, "AAAA\n"s, "AA-A"s, "AAA\0"s,
+                                     "👩"s, digestB64.substr(0, 43), std::string(999'999, 'A') + "?"}) {
+        EXPECT_EQ(call("signDigest", digestFor(sara, wrong)), rejected("invalid digestB64"))
+            << '"' << wrong.substr(0, 60) << '"';
     }
     // A prompt of any of them would have come before this one.
     sign(sara, digestB64);
     EXPECT_EQ(promptsShown(), onePrompt);
-}
-
-TEST_F(PluginSignDigestBase64, EveryCharacterOutsideTheAlphabetIsInvalid) {
-    const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    for (int character = 0; character < 0x80; ++character) {
-        const auto c = static_cast<char>(character);
-        if (alphabet.find(c) == std::string::npos) {
-            EXPECT_EQ(call("signDigest", digestFor(sara, std::string("AA") + c + "A")),
-                      rejected("invalid digestB64"))
-                << character;
-        }
-    }
-}
-
-TEST_F(PluginSignDigestBase64, EveryCharacterOfTheAlphabetIsDecoded) {
-    const std::string all = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const Bytes signature = OpenSSL::fromBase64(text(sign(sara, all), "signatureB64"));
-    EXPECT_TRUE(OpenSSL::verifies(saraKey(), OpenSSL::fromBase64(all), signature));
 }
 
 class PluginSignDigestWhileTheKeyChanges : public OnANewDevice {

@@ -19,17 +19,10 @@ const std::string publicTag = "com.solbera.app.publickey.0012345678";
 
 using PluginKeyLifecycle = OnANewDevice;
 
-TEST_F(PluginKeyLifecycle, APersonWithoutAKeyHasNone) {
-    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
-}
-
-TEST_F(PluginKeyLifecycle, APersonWithoutAKeyIsNotFoundAndIsGivenNone) {
+TEST_F(PluginKeyLifecycle, APersonWithoutAKeyHasNoneAndIsGivenNone) {
     EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
-    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
-}
-
-TEST_F(PluginKeyLifecycle, DeletingTheKeyOfAPersonWhoHasNoneIsNotAFailure) {
     EXPECT_EQ(call("deleteKey", person("0012345678")), resolved({{"deleted", true}}));
+    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
 }
 
 TEST_F(PluginKeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
@@ -38,15 +31,6 @@ TEST_F(PluginKeyLifecycle, AKeyIsThereFromEnsureKeyToDeleteKey) {
     EXPECT_EQ(call("deleteKey", person("0012345678")), resolved({{"deleted", true}}));
     EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", false}}));
     EXPECT_EQ(call("getKeyInfo", person("0012345678")), rejected("not found"));
-}
-
-TEST_F(PluginKeyLifecycle, TheEmptyNationalCodeNamesAPersonLikeAnyOther) {
-    call("ensureKey", person("0012345678"));
-    EXPECT_EQ(call("ensureKey", person("")), resolved({{"ok", true}}));
-    EXPECT_EQ(call("hasKey", person("")), resolved({{"exists", true}}));
-    EXPECT_EQ(call("deleteKey", person("")), resolved({{"deleted", true}}));
-    EXPECT_EQ(call("hasKey", person("")), resolved({{"exists", false}}));
-    EXPECT_EQ(call("hasKey", person("0012345678")), resolved({{"exists", true}}));
 }
 
 TEST_F(PluginKeyLifecycle, ADeletionPrintsTheStatusOfEachHalf) {

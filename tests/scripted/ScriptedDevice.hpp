@@ -71,14 +71,9 @@ class Script {
 
 using ScriptedDevice = testing::StrictMock<Script>;
 
-/// An action for SecItemAdd and SecItemCopyMatching: success, with `item` where a result is wanted.
+/// An action for SecItemCopyMatching: success, with `item` as the result.
 inline auto givesBack(SecItemResult item) {
-    return [item = std::move(item)](const CFDictionary&, SecItemResult* result) {
-        if (result != nullptr) {
-            *result = item;
-        }
-        return errSecSuccess;
-    };
+    return testing::DoAll(testing::SetArgPointee<1>(std::move(item)), testing::Return(errSecSuccess));
 }
 
 /// An action for operations whose argument N is the place for an error: sets it and gives `failure` back.

@@ -79,7 +79,4 @@ Bytes addKeychainPair(const std::string& privateTag, const std::string& publicTa
 /// Deletes the keys under `tag`. Returns whether there were any.
 bool deleteKeychainKeys(const std::string& tag);
 
-/// Adds the generic password of `account`, which has none yet.
-void addKeychainPassword(const std::string& account, const Bytes& value);
-
 }  // namespace KavrelCrypto::DeviceUnderTest

@@ -90,13 +90,4 @@ bool deleteKeychainKeys(const std::string& tag) {
     return SecItemDelete(keysUnder(tag)) == errSecSuccess;
 }
 
-void addKeychainPassword(const std::string& account, const Bytes& value) {
-    ASSERT_EQ(SecItemAdd({{kSecClass, kSecClassGenericPassword},
-                          {kSecAttrAccount, account},
-                          {kSecValueData, value},
-                          {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlockThisDeviceOnly}},
-                         nullptr),
-              errSecSuccess);
-}
-
 }  // namespace KavrelCrypto::DeviceUnderTest

@@ -91,7 +91,7 @@ TEST_F(CryptoUtilsGenerateKeys, AsksTheSecureEnclaveForAnECPairWithAccessControl
     privateHalf.push_back({kSecAttrAccessControl, SecAccessControlRef(accessControl)});
     const CFDictionary parameters = {
         {kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
-        {kSecAttrKeySizeInBits, std::int64_t{256}},
+        {kSecAttrKeySizeInBits, std::int64_t{-7}},  // passed on unchecked
         {kSecReturnRef, true},
         {kSecPublicKeyAttrs, half("public")},
         {kSecPrivateKeyAttrs, privateHalf},
@@ -103,15 +103,7 @@ TEST_F(CryptoUtilsGenerateKeys, AsksTheSecureEnclaveForAnECPairWithAccessControl
     EXPECT_CALL(device, SecKeyCreateRandomKey(parameters, NotNull())).WillOnce(Return(privateKey));
     EXPECT_CALL(device, SecItemCopyMatching(publicLookup(kSecAttrKeyTypeECSECPrimeRandom), NotNull()))
         .WillOnce(givesBack(publicKey));
-    EXPECT_THAT(generate(ec, 256), Pair(privateKey, publicKey));
-}
-
-TEST_F(CryptoUtilsGenerateKeys, PassesTheSizeOnUnchecked) {
-    EXPECT_CALL(device,
-                SecKeyCreateRandomKey(
-                    testing::Contains(CFDictionaryEntry{kSecAttrKeySizeInBits, std::int64_t{-7}}), NotNull()))
-        .WillOnce(Return(nullptr));
-    EXPECT_THAT(generate(rsa, -7), Pair(IsNull(), IsNull()));
+    EXPECT_THAT(generate(ec, -7), Pair(privateKey, publicKey));
 }
 
 TEST_F(CryptoUtilsGenerateKeys, StopsTheProcessWhenNoAccessControlCanBeMade) {

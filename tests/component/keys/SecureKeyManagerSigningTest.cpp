@@ -21,11 +21,13 @@ namespace {
 
 using testing::_;
 using testing::ByMove;
+using testing::DoAll;
 using testing::InSequence;
 using testing::NotNull;
 using testing::Ref;
 using testing::Return;
 using testing::SaveArg;
+using testing::SetArgPointee;
 
 constexpr LAPolicy biometrics = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
 const Bytes data = hex("01 02 03");
@@ -41,9 +43,12 @@ class SecureKeyManagerSign : public testing::Test {
     }
 
     void expectPrompt() {
-        EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
-        EXPECT_CALL(device, canEvaluatePolicy(Ref(*context), biometrics, NotNull())).WillOnce(Return(true));
-        EXPECT_CALL(device, evaluatePolicy(LAContextRef(context), biometrics, "Authenticate to sign", _))
+        expectPrompt(context);
+    }
+    void expectPrompt(const std::shared_ptr<LAContext>& made) {
+        EXPECT_CALL(device, makeLAContext()).WillOnce(Return(made));
+        EXPECT_CALL(device, canEvaluatePolicy(Ref(*made), biometrics, NotNull())).WillOnce(Return(true));
+        EXPECT_CALL(device, evaluatePolicy(LAContextRef(made), biometrics, "Authenticate to sign", _))
             .WillOnce(SaveArg<3>(&reply));
     }
 
@@ -62,10 +67,16 @@ class SecureKeyManagerSign : public testing::Test {
         device.runMainQueue();
     }
 
-    void expectFailure(const NSError& error) {
-        ASSERT_EQ(results.size(), 1U);
-        ASSERT_TRUE(std::holds_alternative<NSError>(results[0]));
-        EXPECT_EQ(std::get<NSError>(results[0]), error);
+    /// Expects a request that `fail` lets fail to pass the platform's reason on, or `own` where it has none.
+    void expectFailure(const NSError& own, const std::function<void(std::optional<NSError>)>& fail) {
+        const NSError platforms{.domain = "com.apple.LocalAuthentication", .code = -2};
+        for (const bool hasReason : {true, false}) {
+            results.clear();
+            fail(hasReason ? std::optional(platforms) : std::nullopt);
+            ASSERT_EQ(results.size(), 1U);
+            ASSERT_TRUE(std::holds_alternative<NSError>(results[0]));
+            EXPECT_EQ(std::get<NSError>(results[0]), hasReason ? platforms : own);
+        }
     }
 
     ScriptedDevice device;
@@ -84,57 +95,37 @@ TEST_F(SecureKeyManagerSign, DeliversTheSignatureOnTheMainQueueAfterThePrompt) {
                                               NotNull()))
         .WillOnce(Return(hex("AA BB")));
     answer(true, std::nullopt);
-    ASSERT_EQ(results.size(), 1U);
-    ASSERT_TRUE(std::holds_alternative<Bytes>(results[0]));
-    EXPECT_EQ(std::get<Bytes>(results[0]), hex("AA BB"));
+    EXPECT_EQ(std::get<Bytes>(results.at(0)), hex("AA BB"));
 }
 
 TEST_F(SecureKeyManagerSign, MakesAContextForEachRequest) {
-    const auto second = std::make_shared<LAContext>();
-    LAReply secondReply;
     expectPrompt();
-    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(second));
-    EXPECT_CALL(device, canEvaluatePolicy(Ref(*second), biometrics, NotNull())).WillOnce(Return(true));
-    EXPECT_CALL(device, evaluatePolicy(LAContextRef(second), biometrics, "Authenticate to sign", _))
-        .WillOnce(SaveArg<3>(&secondReply));
+    expectPrompt(std::make_shared<LAContext>());
     sign();
     sign();
-    secondReply(false, std::nullopt);
     reply(false, std::nullopt);
     device.runMainQueue();
-    EXPECT_EQ(results.size(), 2U);
+    EXPECT_EQ(results.size(), 1U);
 }
 
-TEST_F(SecureKeyManagerSign, FailsOnTheCallersThreadWithThePlatformsErrorWhenBiometricsAreUnavailable) {
-    const NSError unavailable{.domain = "com.apple.LocalAuthentication", .code = -7};
-    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
-    EXPECT_CALL(device, canEvaluatePolicy(Ref(*context), biometrics, NotNull()))
-        .WillOnce(failsWith<2>(unavailable, false));
-    sign();
-    expectFailure(unavailable);
-    EXPECT_TRUE(device.mainQueue.empty());
+TEST_F(SecureKeyManagerSign, FailsOnTheCallersThreadWhenBiometricsAreUnavailable) {
+    expectFailure(managerError(-6, "Biometric authentication not available"),
+                  [&](const std::optional<NSError>& reason) {
+                      EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
+                      EXPECT_CALL(device, canEvaluatePolicy(Ref(*context), biometrics, NotNull()))
+                          .WillOnce(DoAll(SetArgPointee<2>(reason), Return(false)));
+                      sign();
+                      EXPECT_TRUE(device.mainQueue.empty());
+                  });
 }
 
-TEST_F(SecureKeyManagerSign, FailsWithItsOwnErrorWhenBiometricsAreUnavailableAndNoErrorSaysWhy) {
-    EXPECT_CALL(device, makeLAContext()).WillOnce(Return(context));
-    EXPECT_CALL(device, canEvaluatePolicy).WillOnce(Return(false));
-    sign();
-    expectFailure(managerError(-6, "Biometric authentication not available"));
-}
-
-TEST_F(SecureKeyManagerSign, PassesThePromptsErrorOnWithoutLookingAKeyUp) {
-    const NSError cancelled{.domain = "com.apple.LocalAuthentication", .code = -2};
-    expectPrompt();
-    sign();
-    answer(false, cancelled);
-    expectFailure(cancelled);
-}
-
-TEST_F(SecureKeyManagerSign, FailsWithItsOwnErrorWhenThePromptFailsWithoutAnError) {
-    expectPrompt();
-    sign();
-    answer(false, std::nullopt);
-    expectFailure(managerError(-7, "Biometric authentication failed"));
+TEST_F(SecureKeyManagerSign, FailsWithoutLookingAKeyUpWhenThePromptFails) {
+    expectFailure(managerError(-7, "Biometric authentication failed"),
+                  [&](const std::optional<NSError>& reason) {
+                      expectPrompt();
+                      sign();
+                      answer(false, reason);
+                  });
 }
 
 TEST_F(SecureKeyManagerSign, FindsOutOnlyAfterThePromptThatThereIsNoKey) {
@@ -142,26 +133,19 @@ TEST_F(SecureKeyManagerSign, FindsOutOnlyAfterThePromptThatThereIsNoKey) {
     sign();
     expectLookup(nullptr);
     answer(true, std::nullopt);
-    expectFailure(managerError(-4, "Private key not found"));
+    EXPECT_EQ(std::get<NSError>(results.at(0)), managerError(-4, "Private key not found"));
 }
 
-TEST_F(SecureKeyManagerSign, PassesTheErrorOfTheSigningCallOn) {
-    const NSError failure{.domain = "NSOSStatusErrorDomain", .code = -50};
-    expectPrompt();
-    sign();
-    expectLookup(key);
-    EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(failsWith<3>(failure, std::optional<Bytes>()));
-    answer(true, std::nullopt);
-    expectFailure(failure);
-}
-
-TEST_F(SecureKeyManagerSign, FailsWithItsOwnErrorWhenTheSigningCallGivesNone) {
-    expectPrompt();
-    sign();
-    expectLookup(key);
-    EXPECT_CALL(device, SecKeyCreateSignature).WillOnce(Return(std::nullopt));
-    answer(true, std::nullopt);
-    expectFailure(managerError(-5, "Unknown error creating signature"));
+TEST_F(SecureKeyManagerSign, FailsWhenTheKeyDoesNotSign) {
+    expectFailure(managerError(-5, "Unknown error creating signature"),
+                  [&](const std::optional<NSError>& reason) {
+                      expectPrompt();
+                      sign();
+                      expectLookup(key);
+                      EXPECT_CALL(device, SecKeyCreateSignature)
+                          .WillOnce(DoAll(SetArgPointee<3>(reason), Return(std::nullopt)));
+                      answer(true, std::nullopt);
+                  });
 }
 
 TEST_F(SecureKeyManagerSign, NeverCallsTheCompletionWhenTheManagerIsGone) {

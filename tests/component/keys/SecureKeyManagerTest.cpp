@@ -11,8 +11,9 @@ using testing::InSequence;
 using testing::NotNull;
 using testing::Return;
 
-const std::string alias = "0012345678";
-const std::string privateTag = "com.solbera.app.privatekey.0012345678";
+// Used byte for byte.
+const std::string alias(" aé\0b", 6);
+const std::string privateTag = "com.solbera.app.privatekey." + alias;
 
 class SecureKeyManagerTest : public testing::Test {
   protected:
@@ -36,16 +37,10 @@ using SecureKeyManagerForceDeleteAllKeys = SecureKeyManagerTest;
 using SecureKeyManagerGetPublicKey = SecureKeyManagerTest;
 using SecureKeyManagerGetOrCreatePrivateKey = SecureKeyManagerTest;
 
-TEST_F(SecureKeyManagerShared, IsOneInstance) {
+TEST_F(SecureKeyManagerShared, IsTheOnlyInstance) {
     EXPECT_EQ(SecureKeyManager::shared().get(), SecureKeyManager::shared().get());
-}
-
-TEST_F(SecureKeyManagerShared, IsTheOnlyWayToAnInstance) {
     EXPECT_FALSE(std::is_default_constructible_v<SecureKeyManager>);
     EXPECT_FALSE(std::is_copy_constructible_v<SecureKeyManager>);
-    EXPECT_FALSE(std::is_move_constructible_v<SecureKeyManager>);
-    EXPECT_FALSE(std::is_copy_assignable_v<SecureKeyManager>);
-    EXPECT_FALSE(std::is_move_assignable_v<SecureKeyManager>);
 }
 
 TEST_F(SecureKeyManagerLoadPrivateKey, LooksTheKeyUpByItsTagAlone) {
@@ -87,21 +82,9 @@ TEST_F(SecureKeyManagerLoadPrivateKey, IgnoresAResultThatCameWithAFailure) {
     EXPECT_EQ(manager.loadPrivateKey(alias, nullptr), nullptr);
 }
 
-TEST_F(SecureKeyManagerLoadPrivateKey, UsesTheAliasByteForByte) {
-    for (const std::string& other : {std::string(), std::string(" a "), std::string("A"), std::string("a"),
-                                     std::string("\xD8\xA7\xF0\x9F\x98\x80"), std::string("a\0b", 3)}) {
-        EXPECT_CALL(device, SecItemCopyMatching(keyLookup("com.solbera.app.privatekey." + other), NotNull()))
-            .WillOnce(Return(errSecItemNotFound));
-        EXPECT_EQ(manager.loadPrivateKey(other, nullptr), nullptr);
-    }
-}
-
-TEST_F(SecureKeyManagerForceDeleteAllKeys, DeletesBothHalvesBeforeItPrintsTheStatuses) {
+TEST_F(SecureKeyManagerForceDeleteAllKeys, DeletesBothHalvesWhateverTheStatusesBeforeItPrintsThem) {
     expectPairDeletion(device, alias, 0, errSecItemNotFound);
     manager.forceDeleteAllKeys(alias);
-}
-
-TEST_F(SecureKeyManagerForceDeleteAllKeys, DeletesThePublicHalfEvenWhenThePrivateOneCannotBeDeleted) {
     expectPairDeletion(device, alias, errSecInteractionNotAllowed, -50);
     manager.forceDeleteAllKeys(alias);
 }
