@@ -364,12 +364,6 @@ TEST_F(DefaultDeviceFolder, IsOpenedByTheFirstUse) {
     EXPECT_TRUE(pairWorks("p0"));
 }
 
-TEST_F(DefaultDeviceFolder, OfARelativePathIsRefusedWithoutAWorkingFolder) {
-    ::setenv("KAVREL_DEVICE", "device", 1);
-    const Outcome outcome = Worker({"--no-working-folder", "lookup", "", "tag"}).finish();
-    EXPECT_THAT(outcome.output, AllOf(HasSubstr("there is no working directory"), HasSubstr("\n-36\n")));
-}
-
 TEST_F(DefaultDeviceFolder, ThatCannotBeUsedIsToldOnStandardError) {
     const Outcome outcome = Worker({"lookup", "", "tag"}).finish();
     EXPECT_THAT(outcome.output, AllOf(HasSubstr("$KAVREL_DEVICE"), HasSubstr("\n-36\n")));

@@ -77,8 +77,10 @@ int remember(File* file) {
     return code;
 }
 
-int closeFile(sqlite3_file* file) {
-    return of(file)->methods()->xClose(of(file)->real());
+/// An operation that never fails of its own.
+template <auto Method, typename... Arguments>
+auto pass(sqlite3_file* file, Arguments... arguments) {
+    return (of(file)->methods()->*Method)(of(file)->real(), arguments...);
 }
 
 int readFile(sqlite3_file* file, void* data, int count, sqlite3_int64 offset) {
@@ -121,66 +123,30 @@ int sizeOfFile(sqlite3_file* file, sqlite3_int64* size) {
                                  : of(file)->methods()->xFileSize(of(file)->real(), size);
 }
 
-int lockFile(sqlite3_file* file, int lock) {
-    return of(file)->methods()->xLock(of(file)->real(), lock);
-}
-
-int unlockFile(sqlite3_file* file, int lock) {
-    return of(file)->methods()->xUnlock(of(file)->real(), lock);
-}
-
-int checkReservedLock(sqlite3_file* file, int* result) {
-    return of(file)->methods()->xCheckReservedLock(of(file)->real(), result);
-}
-
-int controlFile(sqlite3_file* file, int operation, void* argument) {
-    return of(file)->methods()->xFileControl(of(file)->real(), operation, argument);
-}
-
-int sectorSize(sqlite3_file* file) {
-    return of(file)->methods()->xSectorSize(of(file)->real());
-}
-
-int deviceCharacteristics(sqlite3_file* file) {
-    return of(file)->methods()->xDeviceCharacteristics(of(file)->real());
-}
-
 int mapShared(sqlite3_file* file, int page, int size, int extend, void volatile** memory) {
     return fails(of(file)->path, true)
                ? codeOf(SQLITE_IOERR_SHMMAP)
                : of(file)->methods()->xShmMap(of(file)->real(), page, size, extend, memory);
 }
 
-int lockShared(sqlite3_file* file, int offset, int count, int flags) {
-    return of(file)->methods()->xShmLock(of(file)->real(), offset, count, flags);
-}
-
-void barrier(sqlite3_file* file) {
-    of(file)->methods()->xShmBarrier(of(file)->real());
-}
-
-int unmapShared(sqlite3_file* file, int isDeleted) {
-    return of(file)->methods()->xShmUnmap(of(file)->real(), isDeleted);
-}
-
 const sqlite3_io_methods methods = {
     .iVersion = 2,
-    .xClose = closeFile,
+    .xClose = pass<&sqlite3_io_methods::xClose>,
     .xRead = readFile,
     .xWrite = writeFile,
     .xTruncate = truncateFile,
     .xSync = syncFile,
     .xFileSize = sizeOfFile,
-    .xLock = lockFile,
-    .xUnlock = unlockFile,
-    .xCheckReservedLock = checkReservedLock,
-    .xFileControl = controlFile,
-    .xSectorSize = sectorSize,
-    .xDeviceCharacteristics = deviceCharacteristics,
+    .xLock = pass<&sqlite3_io_methods::xLock>,
+    .xUnlock = pass<&sqlite3_io_methods::xUnlock>,
+    .xCheckReservedLock = pass<&sqlite3_io_methods::xCheckReservedLock>,
+    .xFileControl = pass<&sqlite3_io_methods::xFileControl>,
+    .xSectorSize = pass<&sqlite3_io_methods::xSectorSize>,
+    .xDeviceCharacteristics = pass<&sqlite3_io_methods::xDeviceCharacteristics>,
     .xShmMap = mapShared,
-    .xShmLock = lockShared,
-    .xShmBarrier = barrier,
-    .xShmUnmap = unmapShared,
+    .xShmLock = pass<&sqlite3_io_methods::xShmLock>,
+    .xShmBarrier = pass<&sqlite3_io_methods::xShmBarrier>,
+    .xShmUnmap = pass<&sqlite3_io_methods::xShmUnmap>,
     .xFetch = nullptr,
     .xUnfetch = nullptr,
 };

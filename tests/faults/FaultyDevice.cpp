@@ -240,12 +240,12 @@ SecKeyRef SecKeyCreateRandomKey(const CFDictionary& parameters, std::optional<NS
 
 SecKeyRef SecKeyCopyPublicKey(const SecKeyRef& key) {
     return ask("SecKeyCopyPublicKey", Ways<SecKeyRef>{{[] { return SecKeyRef(); }, ""}},
-               [&]() -> SecKeyRef { return std::make_shared<const SecKey>(key->pair(), false); });
+               [&]() -> SecKeyRef { return std::make_shared<const SecKey>(key->pair, false); });
 }
 
 std::optional<Bytes> SecKeyCopyExternalRepresentation(const SecKeyRef& key, std::optional<NSError>* error) {
     return ask("SecKeyCopyExternalRepresentation", errorWays(error, std::optional<Bytes>()),
-               [&] { return std::optional(MemoryPhone::publicKey(key->pair())); });
+               [&] { return std::optional(MemoryPhone::publicKey(key->pair)); });
 }
 
 std::size_t SecKeyGetBlockSize(const SecKeyRef&) {
@@ -256,13 +256,13 @@ std::size_t SecKeyGetBlockSize(const SecKeyRef&) {
 std::optional<Bytes> SecKeyCreateSignature(const SecKeyRef& key, SecKeyAlgorithm, BytesView dataToSign,
                                            std::optional<NSError>* error) {
     return ask("SecKeyCreateSignature", errorWays(error, std::optional<Bytes>()),
-               [&] { return std::optional(MemoryPhone::signature(key->pair(), dataToSign)); });
+               [&] { return std::optional(MemoryPhone::signature(key->pair, dataToSign)); });
 }
 
 bool SecKeyVerifySignature(const SecKeyRef& key, SecKeyAlgorithm, BytesView signedData, BytesView signature,
                            std::optional<NSError>* error) {
     return ask("SecKeyVerifySignature", errorWays(error, false), [&] {
-        const Bytes expected = MemoryPhone::signature(key->pair(), signedData);
+        const Bytes expected = MemoryPhone::signature(key->pair, signedData);
         const bool isGood = std::equal(expected.begin(), expected.end(), signature.begin(), signature.end());
         state().operations.back().hasFailed = !isGood;
         return isGood;
@@ -289,7 +289,7 @@ SecPolicyRef SecPolicyCreateBasicX509() {
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef&,
                                         SecTrustRef* trust) {
     const auto succeed = [=] {
-        *trust = std::make_shared<const SecTrust>(certificate->pair());
+        *trust = std::make_shared<const SecTrust>(certificate->pair);
         return errSecSuccess;
     };
     Ways<OSStatus> ways = failingStatusWays();
@@ -304,7 +304,7 @@ OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, co
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust) {
     return ask("SecTrustCopyKey", Ways<SecKeyRef>{{[] { return nullptr; }, ""}},
-               [&]() -> SecKeyRef { return std::make_shared<const SecKey>(trust->pair(), false); });
+               [&]() -> SecKeyRef { return std::make_shared<const SecKey>(trust->pair, false); });
 }
 
 LAContextRef makeLAContext() {

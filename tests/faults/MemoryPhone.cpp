@@ -25,7 +25,7 @@ bool MemoryPhone::matches(const Item& item, const CFDictionary& query) {
         return false;
     }
     const auto* half = valueIn<SecConstant>(query, kSecAttrKeyClass);
-    return half == nullptr || (*half == kSecAttrKeyClassPrivate) == (*key)->isPrivate();
+    return half == nullptr || (*half == kSecAttrKeyClassPrivate) == (*key)->isPrivate;
 }
 
 OSStatus MemoryPhone::add(const CFDictionary& attributes) {
@@ -79,8 +79,8 @@ std::vector<std::string> MemoryPhone::items() const {
     std::vector<std::string> lines;
     for (const Item& item : items_) {
         if (const auto* key = std::get_if<SecKeyRef>(&item.value)) {
-            lines.push_back(item.name + " = " + ((*key)->isPrivate() ? "private " : "public ") +
-                            std::to_string((*key)->pair()));
+            lines.push_back(item.name + " = " + ((*key)->isPrivate ? "private " : "public ") +
+                            std::to_string((*key)->pair));
         } else {
             const auto& bytes = std::get<Bytes>(item.value);
             lines.push_back(item.name + " = " + std::string(bytes.begin(), bytes.end()));

@@ -12,30 +12,17 @@ namespace KavrelCrypto {
 /// One half of a key pair. A pair is a number, and its public key and its signatures are spelled from it.
 class SecKey {
   public:
-    SecKey(int pair, bool isPrivate) : pair_(pair), isPrivate_(isPrivate) {}
+    SecKey(int ofPair, bool isItsPrivateHalf) : pair(ofPair), isPrivate(isItsPrivateHalf) {}
 
-    [[nodiscard]] int pair() const {
-        return pair_;
-    }
-    [[nodiscard]] bool isPrivate() const {
-        return isPrivate_;
-    }
-
-  private:
-    int pair_;
-    bool isPrivate_;
+    const int pair;
+    const bool isPrivate;
 };
 
 class SecCertificate {
   public:
-    explicit SecCertificate(int pair) : pair_(pair) {}
+    explicit SecCertificate(int ofPair) : pair(ofPair) {}
 
-    [[nodiscard]] int pair() const {
-        return pair_;
-    }
-
-  private:
-    int pair_;
+    const int pair;
 };
 
 class SecTrust : public SecCertificate {
