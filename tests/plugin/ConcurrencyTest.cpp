@@ -1,6 +1,7 @@
-// Many calls at once, on many threads.
+// Many calls at once, on many threads, and which thread finishes a call.
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <gtest/gtest.h>
 #include <string>
@@ -133,6 +134,23 @@ TEST_F(PluginOnManyThreadsWithSara, SignaturesAskedForOnManyThreadsAreAllFinishe
         }
     }
     EXPECT_EQ(promptsShown().size(), calls.size());
+}
+
+TEST_F(PluginOnManyThreadsWithSara, ASignatureThatCannotPromptIsFinishedOnTheThreadThatAskedForIt) {
+    DeviceUnderTest::setBiometrics(LABiometryType::touchID, true, true);
+    onThreads(1, [](std::size_t) {
+        EXPECT_EQ(call("signDigest", digestFor(sara, "AAAA")), rejected("sign_failed"));
+    });
+}
+
+TEST_F(PluginOnManyThreadsWithSara, AFinishedSignatureLetsItsCallGo) {
+    const TestCallRef call = begin("signDigest", digestFor(sara, "AAAA"));
+    finish({call});
+    // The sensor's thread may take a moment to release what it has answered.
+    for (int i = 0; i < 1000 && call.use_count() > 1; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(call.use_count(), 1);
 }
 
 }  // namespace

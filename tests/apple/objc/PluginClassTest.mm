@@ -163,9 +163,11 @@ TEST_F(PluginClass, IsFoundByTheNameThatTheRuntimeIsGiven) {
     EXPECT_TRUE([found isSubclassOfClass:[CAPPlugin class]]);
 }
 
-TEST_F(PluginClass, PassesTheArgumentsOfItsInitialiserOn) {
+TEST_F(PluginClass, HasItsThreeMembersAfterEitherInitialiserAndPassesTheArgumentsOn) {
     Bridge* bridge = [[Bridge alloc] init];
     DigitalSignPlugin* plugin = pluginWithABridge(bridge);
+    expectTheThreeMembers(plugin_);
+    expectTheThreeMembers(plugin);
     EXPECT_TRUE(plugin.bridge == bridge);
     EXPECT_TRUE([plugin.pluginId isEqual:@"an id"]);
     EXPECT_TRUE([plugin.pluginName isEqual:@"a name"]);

@@ -155,14 +155,6 @@ std::string textOf(CFTypeRef reference) {
     return units.has_value() ? quoted(*units) : "an Objective-C object";
 }
 
-std::string BooleanObject::text() const {
-    return value ? "true" : "false";
-}
-
-std::string NumberObject::text() const {
-    return std::to_string(value);
-}
-
 std::string DataObject::text() const {
     constexpr char hexadecimal[] = "0123456789abcdef";
     std::string text(2 * bytes.size() + 2, '<');
@@ -180,10 +172,6 @@ std::string StringObject::text() const {
 }
 
 ConstantObject::ConstantObject(const char* name_) : StringObject(*utf16(name_)), name(name_) {}
-
-std::string ConstantObject::text() const {
-    return name;
-}
 
 DictionaryObject::~DictionaryObject() {
     for (const auto& [key, value] : entries) {

@@ -48,7 +48,9 @@ class Object {
 
 struct BooleanObject final : Object {
     explicit BooleanObject(bool value_) : Object(booleanType), value(value_) {}
-    [[nodiscard]] std::string text() const override;
+    [[nodiscard]] std::string text() const override {
+        return value ? "true" : "false";
+    }
     [[nodiscard]] bool isConstant() const override {
         return true;
     }
@@ -57,7 +59,9 @@ struct BooleanObject final : Object {
 
 struct NumberObject final : Object {
     explicit NumberObject(std::int64_t value_) : Object(numberType), value(value_) {}
-    [[nodiscard]] std::string text() const override;
+    [[nodiscard]] std::string text() const override {
+        return std::to_string(value);
+    }
     const std::int64_t value;
 };
 
@@ -76,7 +80,9 @@ struct StringObject : Object {
 /// A text that a framework exports. It prints as its name.
 struct ConstantObject final : StringObject {
     explicit ConstantObject(const char* name_);
-    [[nodiscard]] std::string text() const override;
+    [[nodiscard]] std::string text() const override {
+        return name;
+    }
     [[nodiscard]] bool isConstant() const override {
         return true;
     }

@@ -71,20 +71,6 @@ TEST_F(CryptoUtilsLoadKey, FindsNothingWhateverElseTheLookupAnswers) {
     EXPECT_EQ(utils.loadKey("tag"), nullptr);
 }
 
-TEST_F(CryptoUtilsGenerateKeys, MakesAnRSAPairWithoutAccessControl) {
-    const CFDictionary parameters = {
-        {kSecAttrKeyType, kSecAttrKeyTypeRSA},
-        {kSecAttrKeySizeInBits, std::int64_t{2048}},
-        {kSecReturnRef, true},
-        {kSecPublicKeyAttrs, half("public")},
-        {kSecPrivateKeyAttrs, half("private")},
-    };
-    EXPECT_CALL(device, SecKeyCreateRandomKey(parameters, NotNull())).WillOnce(Return(privateKey));
-    EXPECT_CALL(device, SecItemCopyMatching(publicLookup(kSecAttrKeyTypeRSA), NotNull()))
-        .WillOnce(givesBack(publicKey));
-    EXPECT_THAT(generate(rsa, 2048), Pair(privateKey, publicKey));
-}
-
 TEST_F(CryptoUtilsGenerateKeys, AsksTheSecureEnclaveForAnECPairWithAccessControl) {
     const auto accessControl = std::make_shared<const SecAccessControl>();
     CFDictionary privateHalf = half("private");
@@ -115,13 +101,10 @@ TEST_F(CryptoUtilsGenerateKeys, StopsTheProcessWhenNoAccessControlCanBeMade) {
         "the platform must make an access control");
 }
 
-TEST_F(CryptoUtilsGenerateKeys, ReturnsNoKeyAndPrintsWhyWhenThePlatformFails) {
+TEST_F(CryptoUtilsGenerateKeys, ReturnsNoKeyAndPrintsWhyIfThePlatformSaysWhyItFails) {
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(failsWith<1>(errorPrintedAsPrinted(), SecKeyRef()));
     EXPECT_CALL(device, print("Error creating keys occurred: printed, keys weren't created"));
     EXPECT_THAT(generate(rsa, 2048), Pair(IsNull(), IsNull()));
-}
-
-TEST_F(CryptoUtilsGenerateKeys, ReturnsNoKeyAndPrintsNothingWhenThePlatformFailsWithoutAnError) {
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(nullptr));
     EXPECT_THAT(generate(rsa, 2048), Pair(IsNull(), IsNull()));
 }
@@ -131,9 +114,6 @@ TEST_F(CryptoUtilsGenerateKeys, ReturnsThePrivateKeyAloneWhenThePublicKeyIsNotFo
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(errSecItemNotFound));
     EXPECT_CALL(device, print("Error getting publicKey from keychain occurred: -25300"));
     EXPECT_THAT(generate(rsa, 2048), Pair(privateKey, IsNull()));
-}
-
-TEST_F(CryptoUtilsGenerateKeys, ReturnsThePrivateKeyAloneWhenALookupSucceedsWithoutAKey) {
     EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(privateKey));
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(std::monostate()));
     EXPECT_THAT(generate(rsa, 2048), Pair(privateKey, IsNull()));

