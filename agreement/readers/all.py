@@ -5,7 +5,7 @@ Each is made with a folder for its files. `read_all(files)` returns a Reading of
 
 from readers.gnutls import GnuTLS
 from readers.openssl import OpenSSL
-from readers.programs import Go, Java, Peculiar
+from readers.programs import Go, Peculiar
 from readers.python import PythonCryptography
 
-ALL = [OpenSSL, GnuTLS, PythonCryptography, Peculiar, Go, Java]
+ALL = [OpenSSL, GnuTLS, PythonCryptography, Peculiar, Go]

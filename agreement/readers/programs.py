@@ -29,18 +29,3 @@ class Go:
 
     def read_all(self, files):
         return read_by_program(self.program, *files)
-
-
-class Java:
-    name = "Java"
-
-    # The packages are the runtime's own, so they have to be opened to the program.
-    packages = ["pkcs10", "util", "x509"]
-
-    def __init__(self, folder):
-        self.folder = folder
-        self.open = [f"--add-exports=java.base/sun.security.{package}=ALL-UNNAMED" for package in self.packages]
-        output_of("javac", "-XDignore.symbol.file", "-nowarn", *self.open, "-d", folder, HERE / "Reader.java")
-
-    def read_all(self, files):
-        return read_by_program("java", *self.open, "-cp", self.folder, "Reader", *files)
