@@ -121,11 +121,10 @@ function requestInfo(rows) {
 
 function ownShare(rows) {
   return table(
-    ['', 'time', 'of a signature', 'allocations', 'most bytes held'],
+    ['', 'time', 'of a signature'],
     rows.calls().map((work) => {
-      const { time, allocations, mostBytes } = rows.find(share, work);
-      const percent = `${((100 * time) / rows.signature()).toFixed(2)} %`;
-      return [`\`${work}\``, duration(time), percent, allocations, count(mostBytes)];
+      const time = rows.time(share, work);
+      return [`\`${work}\``, duration(time), `${((100 * time) / rows.signature()).toFixed(2)} %`];
     }),
   );
 }
@@ -160,12 +159,10 @@ function signatureParts(rows) {
 
 function sizes(rows) {
   return table(
-    ['decoded', '`signDigest` of it', 'most bytes held', '`storeCertificate` of it', 'most bytes held'],
-    rows.works(digestSizes).map((work) => {
-      const signed = rows.find(digestSizes, work);
-      const stored = rows.find(certificateSizes, work);
-      return [work, duration(signed.time), count(signed.mostBytes), duration(stored.time), count(stored.mostBytes)];
-    }),
+    ['decoded', '`signDigest` of it', '`storeCertificate` of it'],
+    rows
+      .works(digestSizes)
+      .map((work) => [work, duration(rows.time(digestSizes, work)), duration(rows.time(certificateSizes, work))]),
   );
 }
 

@@ -22,34 +22,25 @@ const partsOf = (name) => {
   return { group, work, who };
 };
 
-/** Runs a group of a program's benchmarks. Returns the results of all their repetitions. */
-function run(program, group, ...options) {
-  const json = output(program, `--benchmark_filter=^${group}/`, '--benchmark_format=json', ...options);
-  return JSON.parse(json).benchmarks.filter((result) => result.run_type === 'iteration');
-}
-
-/** Measures a group. Returns a row for each benchmark: nanoseconds as medians, allocations, and most bytes held. */
+/** Measures a group. Returns a row for each benchmark: nanoseconds, as medians. */
 function measure(program, group, names) {
-  const turns = [
+  const json = output(
+    program,
+    `--benchmark_filter=^${group}/`,
+    '--benchmark_format=json',
     '--benchmark_min_time=0.005',
     `--benchmark_repetitions=${repetitions}`,
     '--benchmark_enable_random_interleaving',
-  ];
-  const results = run(program, group, ...turns);
-  const once = run(program, group, '--benchmark_min_time=0.001'); // repeated, Google Benchmark mixes up the memory
+  );
+  const results = JSON.parse(json).benchmarks.filter((result) => result.run_type === 'iteration');
   return names.map((name) => {
     const timed = results.filter((result) => result.run_name === name);
-    const { allocs_per_iter: allocations = 0, max_bytes_used: mostBytes = 0 } = once.find(
-      (result) => result.run_name === name,
-    );
     const processorTime = median(timed.map((result) => result.cpu_time));
     const realTime = median(timed.map((result) => result.real_time));
     return {
       ...partsOf(name),
       time: name.includes('/real_time') ? realTime : processorTime,
       processorTime,
-      allocations: Math.floor(allocations),
-      mostBytes,
     };
   });
 }
