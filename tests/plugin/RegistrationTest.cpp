@@ -31,36 +31,27 @@ TEST_F(DigitalSignPluginClass, ListsItsMethodsInTheOrderOfTheTableAndOnlySetStyl
     }
 }
 
-TEST_F(DigitalSignPluginClass, HasTheSameNamesAfterEitherConstruction) {
+TEST_F(DigitalSignPluginClass, HasTheSameNamesAfterEitherConstructionAndHandsItsArgumentsToTheBaseClass) {
+    int runtime = 0;
+    auto* bridge = reinterpret_cast<CAPBridgeProtocol*>(&runtime);
     const DigitalSignPlugin plain;
-    const DigitalSignPlugin bridged(nullptr, "some id", "some name");
+    const DigitalSignPlugin bridged(bridge, "some id", "some name");
     for (const DigitalSignPlugin* plugin : {&plain, &bridged}) {
         EXPECT_EQ(plugin->identifier(), "DigitalSignPlugin");
         EXPECT_EQ(plugin->jsName(), "DigitalSign");
     }
+    EXPECT_EQ(bridged.bridge(), bridge);
+    EXPECT_EQ(bridged.pluginId(), "some id");
+    EXPECT_EQ(bridged.pluginName(), "some name");
 }
 
-TEST_F(DigitalSignPluginClass, HandsTheBridgeAndTheNamesToTheBaseClass) {
-    int runtime = 0;
-    auto* bridge = reinterpret_cast<CAPBridgeProtocol*>(&runtime);
-    const DigitalSignPlugin plugin(bridge, "some id", "some name");
-    EXPECT_EQ(plugin.bridge(), bridge);
-    EXPECT_EQ(plugin.pluginId(), "some id");
-    EXPECT_EQ(plugin.pluginName(), "some name");
-}
-
-TEST_F(DigitalSignPluginClass, RegistersSetStyleAndDoesNotHandleIt) {
-    const auto call = std::make_shared<TestCall>(JSObject{{"style", "DARK"}});
-    EXPECT_FALSE(DigitalSignPlugin().perform("setStyle", call));
-    EXPECT_EQ(call->timesFinished(), 0U);
-    EXPECT_EQ(call.use_count(), 1);
-}
-
-TEST_F(DigitalSignPluginClass, HandlesNoMethodThatIsNotInTheTable) {
-    for (const char* name : {"", "sign", "haskey", "hasKey ", "hasKey:", "hasKeys", "pluginMethods"}) {
+TEST_F(DigitalSignPluginClass, HandlesNeitherSetStyleNorAMethodThatIsNotInTheTable) {
+    for (const char* name :
+         {"setStyle", "", "sign", "haskey", "hasKey ", "hasKey:", "hasKeys", "pluginMethods"}) {
         const auto call = std::make_shared<TestCall>(person("0012345678"));
         EXPECT_FALSE(DigitalSignPlugin().perform(name, call)) << name;
         EXPECT_EQ(call->timesFinished(), 0U) << name;
+        EXPECT_EQ(call.use_count(), 1) << name;
     }
 }
 
