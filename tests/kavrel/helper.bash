@@ -32,9 +32,9 @@ words() {
     printf '%q ' "$@"
 }
 
-# person [CODE]: the arguments of createCSR.
+# person: the arguments of createCSR.
 person() {
-    jq -nc --arg code "${1-0012345678}" '{userInfo: {identificationId: "1", nationalCode: $code,
+    jq -nc '{userInfo: {identificationId: "1", nationalCode: "0012345678",
         name: "جین", lastName: "نمونه", enName: "Jane", enLastName: "Example", postalCode: "1234567890",
         phoneNumber: "0", birthCertificateId: "2", birthDate: "2000-01-01", city: "Sampletown",
         provinceName: "Nowhere", gender: "F", citizenship: "X"}}'
