@@ -17,7 +17,7 @@ struct Row {
     const char* identifier;
 };
 
-const Row rsa[] = {
+const Row rsaRows[] = {
     {KeyAlgorithm::rsa(Signature::sha1), kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA1,
      "30 0D 06 09 2A 86 48 86 F7 0D 01 01 05 05 00"},
     {KeyAlgorithm::rsa(Signature::sha256), kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256,
@@ -27,7 +27,7 @@ const Row rsa[] = {
 };
 
 // The first claims ten bytes for nine.
-const Row ec[] = {
+const Row ecRows[] = {
     {KeyAlgorithm::ec(Signature::sha1), kSecKeyAlgorithmECDSASignatureMessageX962SHA1,
      "30 0A 06 07 2A 86 48 CE 3D 04 01"},
     {KeyAlgorithm::ec(Signature::sha256), kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
@@ -57,8 +57,9 @@ void expectKind(std::span<const Row> rows, const char* type, SecConstant keyType
 }
 
 TEST(KeyAlgorithm, HasItsOwnValuesForEachKindAndDigest) {
-    expectKind(rsa, "RSA", kSecAttrKeyTypeRSA, {512, 1024, 2048}, "06 09 2A 86 48 86 F7 0D 01 01 01 05 00");
-    expectKind(ec, "EC", kSecAttrKeyTypeECSECPrimeRandom, {256},
+    expectKind(rsaRows, "RSA", kSecAttrKeyTypeRSA, {512, 1024, 2048},
+               "06 09 2A 86 48 86 F7 0D 01 01 01 05 00");
+    expectKind(ecRows, "EC", kSecAttrKeyTypeECSECPrimeRandom, {256},
                "06 07 2A 86 48 CE 3D 02 01 06 08 2A 86 48 CE 3D 03 01 07");
 }
 

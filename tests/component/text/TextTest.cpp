@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <random>
 
 #include "tests/support/Hex.hpp"
 #include "text/ASCII.hpp"
