@@ -27,7 +27,7 @@ const cmake = await read(tree, 'CMakeLists.txt');
 const component = [...cmake.matchAll(/add_library\(\w+ STATIC([^)]+)\)/g)].flatMap(
   ([, files]) => files.match(/\S+\.cpp/g) ?? [],
 );
-const apple = trackedFiles.filter((file) => isSource(file) && /^(ios|platform\/apple)\//.test(file));
+const apple = trackedFiles.filter((file) => isSource(file) && /^(ios|devices\/apple)\//.test(file));
 const sources = [...component, ...apple].sort();
 
 const manifest = await read(installed, 'Package.swift');
