@@ -2,12 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <functional>
-#include <future>
 #include <list>
 #include <mutex>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "devices/desktop/CurrentDevice.hpp"
@@ -84,12 +82,10 @@ bool judge(Keychain& keychain, PromptAnswer answer, std::optional<NSError>* erro
     return false;
 }
 
-/// Runs `task` on a thread of its own. Throws a Failure if the system has none.
-std::future<void> startThread(std::function<void()> task) {
+template <typename Task>
+std::thread startThread(Task task) {
     try {
-        // What the task holds goes before the thread counts as finished.
-        return std::async(std::launch::async,
-                          [task = std::move(task)]() mutable { std::exchange(task, nullptr)(); });
+        return std::thread(std::move(task));
     } catch (const std::system_error& problem) {
         throw Failure(errSecInternalComponent,
                       std::string("The system has no thread for a biometric prompt (") + problem.what() +
@@ -101,7 +97,14 @@ std::future<void> startThread(std::function<void()> task) {
 class Sensor {
   public:
     Sensor() {
-        prepareCurrentDevice();  // the prompts that are waited for use it
+        prepareCurrentDevice();  // the prompts that the destructor waits for use it
+    }
+    Sensor(const Sensor&) = delete;
+    Sensor& operator=(const Sensor&) = delete;
+    ~Sensor() {
+        for (Prompt& prompt : prompts_) {
+            prompt.thread.join();
+        }
     }
 
     void setAnswerer(PromptAnswerer answerer) {
@@ -118,21 +121,39 @@ class Sensor {
         return answerer ? answerer(reason) : PromptAnswer::cancel;
     }
 
-    /// As startThread.
+    /// Runs `task` on a thread of its own. Throws a Failure if the system has no thread for it.
     void run(std::function<void()> task) {
         const std::lock_guard lock(mutex_);
-        prompts_.remove_if([](const std::future<void>& prompt) {
-            return prompt.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+        joinFinished();
+        std::list<Prompt> added(1);
+        Prompt& prompt = added.front();
+        prompt.thread = startThread([&prompt, task = std::move(task)]() mutable {
+            task();
+            task = nullptr;  // what it holds goes before the thread counts as finished
+            prompt.isFinished = true;
         });
-        std::list<std::future<void>> added(1);
-        added.front() = startThread(std::move(task));
         prompts_.splice(prompts_.end(), added);  // which throws nothing
     }
 
   private:
+    struct Prompt {
+        std::atomic<bool> isFinished = false;
+        std::thread thread;
+    };
+
+    void joinFinished() {
+        prompts_.remove_if([](Prompt& prompt) {
+            const bool isFinished = prompt.isFinished;
+            if (isFinished) {
+                prompt.thread.join();
+            }
+            return isFinished;
+        });
+    }
+
     std::mutex mutex_;
     PromptAnswerer answerer_;
-    std::list<std::future<void>> prompts_;  // each of which is waited for when it goes; they go first
+    std::list<Prompt> prompts_;
 };
 
 Sensor& sensor() {
