@@ -157,6 +157,21 @@ TEST_F(CSRBuilderBuildCSR, MakesANewUtilityPairInSilenceWhenTheKeyManagerHasNoPu
     expectRequest();
 }
 
+TEST_F(CSRBuilderBuildCSR, FailsWhenTheLastPairIsNotWhole) {
+    for (const bool made : {false, true}) {
+        expectUtilityPair(nullptr, nullptr);
+        expectKeyLookup(device, "com.solbera.app.privatekey.alias", privateKey);
+        EXPECT_CALL(device, SecKeyCopyPublicKey(privateKey)).WillOnce(Return(nullptr));
+        EXPECT_CALL(device, SecKeyCreateRandomKey).WillOnce(Return(made ? privateKey : nullptr));
+        if (made) {
+            EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(errSecItemNotFound));
+            EXPECT_CALL(device, print("Error getting publicKey from keychain occurred: -25300"));
+        }
+        EXPECT_EQ(thrownBy([&] { build(); }),
+                  (NSError{.domain = "KavrelCrypto.CSRCreationError", .code = 2}));
+    }
+}
+
 TEST(CSRCreationError, HasItsPositionAsItsCodeAndTheGenericDescription) {
     EXPECT_EQ(toNSError(CSRCreationError::missingPublicKey).code, 0);
     EXPECT_EQ(toNSError(CSRCreationError::signingFailed).code, 1);
