@@ -1,52 +1,31 @@
 #pragma once
 
 #include <functional>
-#include <memory>
-#include <optional>
 #include <stdexcept>
-#include <string>
-#include <utility>
+#include <string_view>
 
 #include "bench/Inputs.hpp"
-#include "platform/Capacitor.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
+#include "tests/support/TestCall.hpp"
 
 /// Calls of the plugin as a page makes them.
 namespace KavrelCrypto::Bench {
 
-/// A call whose options belong to somebody else.
-class Call final : public CAPPluginCall {
-  public:
-    explicit Call(const JSObject& options) : options_(options) {}
+/// Runs the tasks of the device's main queue until `done` returns true.
+void runMainQueueUntil(const std::function<bool()>& done);
 
-    [[nodiscard]] const JSObject* options() const override {
-        return &options_;
+/// Makes `call`, which may have been made before, and returns its result. It may be settled on the main
+/// queue, so one thread at a time may do this. Throws std::runtime_error if the call is rejected.
+inline JSObject resultOf(std::string_view method, const TestCallRef& call) {
+    static const DigitalSignPlugin plugin;
+    call->results.clear();
+    plugin.perform(method, call);
+    runMainQueueUntil([&] { return call->timesFinished() != 0; });
+    if (!call->rejections.empty()) {
+        throw std::runtime_error("A call was rejected with \"" + call->rejections.front().message + "\".");
     }
-    void resolve(JSObject result) override {
-        result_ = std::move(result);
-    }
-    void reject(std::string message, std::optional<std::string>, std::optional<NSError>,
-                std::optional<JSObject>) override {
-        rejection_ = std::move(message);
-    }
-
-    [[nodiscard]] bool isSettled() const {
-        return result_ || rejection_;
-    }
-
-    /// Returns the result of the settled call. Throws std::runtime_error if it was rejected.
-    [[nodiscard]] const JSObject& result() const {
-        if (!result_) {
-            throw std::runtime_error("A call was rejected with \"" + rejection_.value_or("") + "\".");
-        }
-        return *result_;
-    }
-
-  private:
-    const JSObject& options_;
-    std::optional<JSObject> result_;
-    std::optional<std::string> rejection_;
-};
+    return call->results.front();
+}
 
 inline JSObject personOptions(const std::string& nationalCode) {
     return {{"nationalCode", nationalCode}};
@@ -61,10 +40,6 @@ inline JSObject requestOptions() {
 
 inline JSObject digestOptions(const std::string& nationalCode, const std::string& digestB64) {
     return {{"nationalCode", nationalCode}, {"digestB64", digestB64}};
-}
-
-inline JSObject certificateOptions(const std::string& nationalCode, const std::string& certPem) {
-    return {{"nationalCode", nationalCode}, {"certPem", certPem}};
 }
 
 }  // namespace KavrelCrypto::Bench

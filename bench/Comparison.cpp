@@ -3,12 +3,13 @@
 #include <cstdio>
 #include <exception>
 
-int KavrelCrypto::Bench::run(int argc, char** argv, const std::function<void()>& add) try {
+/// Takes Google Benchmark's options. The exit status is 1 if contenders do not do the same.
+int main(int argc, char** argv) try {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 2;
     }
-    add();
+    KavrelCrypto::Bench::addBenchmarks();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 } catch (const std::exception& problem) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
-#include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <stdexcept>
@@ -46,17 +45,12 @@ std::vector<benchmark::internal::Benchmark*> compare(const std::string& work,
     return timed;
 }
 
-/// Runs the benchmarks that `add` registers, as Google Benchmark's options in `argv` say. Returns the
-/// program's exit status, which is 1 if contenders do not do the same.
-int run(int argc, char** argv, const std::function<void()>& add);
+/// Registers the benchmarks of the program.
+void addBenchmarks();
 
 /// Each registers the benchmarks of one group.
 void addBase64();
 void addCertificateText();
 void addRequestInfo();
-void addCalls();
-
-/// Makes devices in `folder`, which outlives the benchmarks.
-void addDesktopCalls(const std::filesystem::path& folder);
 
 }  // namespace KavrelCrypto::Bench

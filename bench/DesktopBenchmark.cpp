@@ -10,6 +10,7 @@
 #include "devices/desktop/Device.hpp"
 #include "devices/desktop/MainQueue.hpp"
 #include "devices/desktop/Sensor.hpp"
+#include "tests/support/TemporaryFolder.hpp"
 #include "text/Base64.hpp"
 
 namespace KavrelCrypto::Bench {
@@ -17,17 +18,8 @@ namespace {
 
 constexpr int keychainSizes[] = {10, 1000, 10'000, 100'000};
 
-/// Makes a call on the desktop device. It may be settled on the main queue, so one thread at a time may call
-/// this for "signDigest".
-std::string call(std::string_view method, const JSObject& options, std::string_view member) {
-    static const DigitalSignPlugin plugin;
-    const auto pending = std::make_shared<Call>(options);
-    plugin.perform(method, pending);
-    if (!pending->isSettled()) {
-        Desktop::runMainQueueUntil([&] { return pending->isSettled(); });
-    }
-    const std::string* value = pending->result().find(member)->as<std::string>();
-    return value != nullptr ? *value : "";
+std::string stringIn(std::string_view member, const JSObject& result) {
+    return *result.find(member)->as<std::string>();
 }
 
 std::string requestWithOpenSSL(const UserInfo& user, const Bytes& storedKey) {
@@ -89,8 +81,8 @@ void addComparedCalls(const OpenSSL::Key& key, const std::filesystem::path& fold
     const UserInfo user = sara();
     const Bytes storedKey = OpenSSL::privateKey(key);
     const Bytes digest = someBytes(32);
-    const JSObject request = requestOptions();
-    const JSObject signing = digestOptions(user.nationalCode, base64Encode(digest));
+    const auto request = std::make_shared<TestCall>(requestOptions());
+    const auto signing = std::make_shared<TestCall>(digestOptions(user.nationalCode, base64Encode(digest)));
     // A call may wait for other threads, so what counts is the time that passes.
     const auto inRealTime = [](const std::vector<benchmark::internal::Benchmark*>& timed) {
         for (benchmark::internal::Benchmark* const each : timed) {
@@ -101,39 +93,16 @@ void addComparedCalls(const OpenSSL::Key& key, const std::filesystem::path& fold
                                     {{"KavrelCrypto",
                                       [=] {
                                           use(folder);
-                                          return call("createCSR", request, "csrPem");
+                                          return stringIn("csrPem", resultOf("createCSR", request));
                                       }},
                                      {"OpenSSL", [=] { return requestWithOpenSSL(user, storedKey); }}}));
     inRealTime(compare<std::string>("a call on the desktop device/signDigest",
                                     {{"KavrelCrypto",
                                       [=] {
                                           use(folder);
-                                          return call("signDigest", signing, "signatureB64");
+                                          return stringIn("signatureB64", resultOf("signDigest", signing));
                                       }},
                                      {"OpenSSL", [=] { return signatureWithOpenSSL(digest, storedKey); }}}));
-}
-
-/// The pieces of which a call that signs consists.
-void addParts(const OpenSSL::Key& key, const std::filesystem::path& folder) {
-    const Desktop::ItemQuery query{
-        .kinds = {Desktop::ItemKind::rsaPrivateKey, Desktop::ItemKind::rsaPublicKey},
-        .name = bytesOf("com.solbera.app.privatekey." + sara().nationalCode)};
-    const Bytes storedKey = OpenSSL::privateKey(key);
-    const Bytes digest = someBytes(32);
-    time("the parts of a signature/looking the key up/KavrelCrypto", [=] {
-        use(folder);
-        return Desktop::currentKeychain()->find(query);
-    });
-    time("the parts of a signature/reading the item and opening its seal/KavrelCrypto", [=] {
-        use(folder);
-        return Desktop::currentKeychain()->read(1);
-    });
-    time("the parts of a signature/decoding the key/OpenSSL",
-         [=] { return OpenSSL::readPrivateKey(storedKey); });
-    time("the parts of a signature/decoding the key and signing/OpenSSL",
-         [=] { return OpenSSL::sign(OpenSSL::readPrivateKey(storedKey), digest); });
-    time("the parts of a signature/signing with a key that has signed before/OpenSSL",
-         [=] { return OpenSSL::sign(key, digest); });
 }
 
 void addGrowth(const OpenSSL::Key& key, const std::filesystem::path& folder, int persons) {
@@ -145,21 +114,26 @@ void addGrowth(const OpenSSL::Key& key, const std::filesystem::path& folder, int
                 copyPersons(folder, persons);
             }
             use(folder);
-            const JSObject person = personOptions(sara().nationalCode);
+            const auto lookup = std::make_shared<TestCall>(personOptions(sara().nationalCode));
             for ([[maybe_unused]] auto _ : state) {
-                benchmark::DoNotOptimize(call("hasKey", person, "exists"));
+                benchmark::DoNotOptimize(resultOf("hasKey", lookup));
             }
         });
 }
 
 }  // namespace
 
-void addDesktopCalls(const std::filesystem::path& folder) {
+void runMainQueueUntil(const std::function<bool()>& done) {
+    Desktop::runMainQueueUntil(done);
+}
+
+void addBenchmarks() {
+    static const TemporaryFolder temporary;
+    const std::filesystem::path& folder = temporary.path();
     const OpenSSL::Key key = OpenSSL::newRSAKey(2048);
     Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
     makeDevice(folder / "device", key);
     addComparedCalls(key, folder / "device");
-    addParts(key, folder / "device");
     for (const int persons : keychainSizes) {
         addGrowth(key, folder / std::to_string(persons), persons);
     }

@@ -2,11 +2,11 @@
 // own share. It has one key, whose signatures are zeros, and one certificate, which is for that key. Prompts
 // are answered with a match, on the calling thread.
 
-#include "bench/MemoryDevice.hpp"
-
+#include <algorithm>
 #include <deque>
 #include <utility>
 
+#include "bench/Calls.hpp"
 #include "bench/OpenSSL.hpp"
 #include "platform/Dispatch.hpp"
 #include "platform/Security.hpp"
@@ -22,24 +22,21 @@ class LAContext {};
 
 namespace {
 
-struct Memory {
-    SecKeyRef key = std::make_shared<const SecKey>();
-    SecCertificateRef certificate = std::make_shared<const SecCertificate>();
-    SecPolicyRef policy = std::make_shared<const SecPolicy>();
-    SecTrustRef trust = std::make_shared<const SecTrust>();
-    SecAccessControlRef accessControl = std::make_shared<const SecAccessControl>();
-    LAContextRef context = std::make_shared<LAContext>();
-    Bytes publicKey = OpenSSL::rsaPublicKey(OpenSSL::newRSAKey(2048));
-    Bytes signature = Bytes(256);
-    Bytes password = Bytes(1800, 'A');  // as long as a certificate's string
-};
-
-const Memory& memory() {
-    static const Memory instance;
-    return instance;
+/// Returns the one object of a kind that the device has.
+template <typename Handle>
+const std::shared_ptr<Handle>& theOnly() {
+    static const auto handle = std::make_shared<Handle>();
+    return handle;
 }
 
-thread_local std::deque<std::function<void()>> mainQueue;
+const SecKeyRef& key() {
+    return theOnly<const SecKey>();
+}
+
+std::deque<std::function<void()>>& mainQueue() {
+    static std::deque<std::function<void()>> tasks;
+    return tasks;
+}
 
 bool has(const CFDictionary& query, SecConstant key) {
     return std::any_of(query.begin(), query.end(),
@@ -48,16 +45,17 @@ bool has(const CFDictionary& query, SecConstant key) {
 
 }  // namespace
 
-void Bench::runMainQueue() {
-    for (; !mainQueue.empty(); mainQueue.pop_front()) {
-        mainQueue.front()();
+void Bench::runMainQueueUntil(const std::function<bool()>& done) {
+    while (!done()) {
+        mainQueue().front()();
+        mainQueue().pop_front();
     }
 }
 
 void print(const std::string&) {}
 
 void dispatchAsyncMain(std::function<void()> task) {
-    mainQueue.push_back(std::move(task));
+    mainQueue().push_back(std::move(task));
 }
 
 OSStatus SecItemAdd(const CFDictionary&, SecItemResult*) {
@@ -65,11 +63,12 @@ OSStatus SecItemAdd(const CFDictionary&, SecItemResult*) {
 }
 
 OSStatus SecItemCopyMatching(const CFDictionary& query, SecItemResult* result) {
+    static const Bytes password(1800, 'A');  // as long as a certificate's string
     if (result != nullptr) {
         if (has(query, kSecReturnData)) {
-            *result = memory().password;
+            *result = password;
         } else {
-            *result = memory().key;
+            *result = key();
         }
     }
     return errSecSuccess;
@@ -80,7 +79,7 @@ OSStatus SecItemDelete(const CFDictionary&) {
 }
 
 SecKeyRef SecKeyCreateRandomKey(const CFDictionary&, std::optional<NSError>*) {
-    return memory().key;
+    return key();
 }
 
 SecKeyRef SecKeyCopyPublicKey(const SecKeyRef& key) {
@@ -88,16 +87,17 @@ SecKeyRef SecKeyCopyPublicKey(const SecKeyRef& key) {
 }
 
 std::optional<Bytes> SecKeyCopyExternalRepresentation(const SecKeyRef&, std::optional<NSError>*) {
-    return memory().publicKey;
+    static const Bytes publicKey = OpenSSL::rsaPublicKey(OpenSSL::newRSAKey(2048));
+    return publicKey;
 }
 
 std::size_t SecKeyGetBlockSize(const SecKeyRef&) {
-    return memory().signature.size();
+    return 256;
 }
 
 std::optional<Bytes> SecKeyCreateSignature(const SecKeyRef&, SecKeyAlgorithm, BytesView,
                                            std::optional<NSError>*) {
-    return memory().signature;
+    return Bytes(256);
 }
 
 bool SecKeyVerifySignature(const SecKeyRef&, SecKeyAlgorithm, BytesView, BytesView, std::optional<NSError>*) {
@@ -106,28 +106,28 @@ bool SecKeyVerifySignature(const SecKeyRef&, SecKeyAlgorithm, BytesView, BytesVi
 
 SecAccessControlRef SecAccessControlCreateWithFlags(SecConstant, SecAccessControlCreateFlags,
                                                     std::optional<NSError>*) {
-    return memory().accessControl;
+    return theOnly<const SecAccessControl>();
 }
 
 SecCertificateRef SecCertificateCreateWithData(BytesView) {
-    return memory().certificate;
+    return theOnly<const SecCertificate>();
 }
 
 SecPolicyRef SecPolicyCreateBasicX509() {
-    return memory().policy;
+    return theOnly<const SecPolicy>();
 }
 
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef&, const SecPolicyRef&, SecTrustRef* trust) {
-    *trust = memory().trust;
+    *trust = theOnly<const SecTrust>();
     return errSecSuccess;
 }
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef&) {
-    return memory().key;
+    return key();
 }
 
 LAContextRef makeLAContext() {
-    return memory().context;
+    return theOnly<LAContext>();
 }
 
 bool canEvaluatePolicy(LAContext&, LAPolicy, std::optional<NSError>*) {

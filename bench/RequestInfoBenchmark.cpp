@@ -1,10 +1,6 @@
 // The CertificationRequestInfo of a person, from the same strings and the same RSAPublicKey in DER, beside
 // the libraries that people would use instead.
 
-#include <botan/asn1_oid.h>
-#include <botan/der_enc.h>
-#include <botan/x509_dn.h>
-#include <botan/x509_ext.h>
 #include <cstring>
 #include <mbedtls/asn1write.h>
 #include <mbedtls/oid.h>
@@ -49,47 +45,6 @@ Bytes writtenByOpenSSL(const UserInfo& user, const OpenSSL::Key& key) {
     const OpenSSL::Request request = OpenSSL::requestFor(user);
     X509_REQ_set_pubkey(request.get(), key.get());
     return OpenSSL::requestInfo(request);
-}
-
-/// Writes with Botan's encoder what its PKCS10_Request::create does, except that the key is neither read nor
-/// written anew. (That function signs.)
-Bytes writtenByBotan(const UserInfo& user, const Bytes& publicKey) {
-    using Botan::ASN1_String;
-
-    Botan::X509_DN subject;
-    const auto add = [&](const char* type, const std::string& value, Botan::ASN1_Tag tag) {
-        subject.add_attribute(Botan::OID::from_string(type), ASN1_String(value, tag));
-    };
-    add("X520.State", user.provinceName, Botan::UTF8_STRING);
-    add("X520.Locality", user.city, Botan::UTF8_STRING);
-    add("X520.CommonName", user.nationalCode, Botan::UTF8_STRING);
-    add("X520.Surname", user.enLastName, Botan::UTF8_STRING);
-    add("X520.GivenName", user.enName, Botan::UTF8_STRING);
-    add("X520.SerialNumber", user.nationalCode, Botan::PRINTABLE_STRING);
-    subject.add_attribute(Botan::OID("2.5.4.17"), ASN1_String(user.postalCode, Botan::PRINTABLE_STRING));
-
-    Botan::Extensions extensions;
-    extensions.add_new(
-        new Botan::Cert_Extension::Extended_Key_Usage(
-            std::vector{Botan::OID("1.3.6.1.4.1.311.10.3.12"), Botan::OID::from_string("PKIX.ClientAuth")}),
-        true);  // which it deletes
-    Bytes encodedExtensions;
-    Botan::DER_Encoder(encodedExtensions).start_cons(Botan::SEQUENCE).encode(extensions).end_cons();
-
-    Bytes info;
-    Botan::DER_Encoder(info)
-        .start_cons(Botan::SEQUENCE)
-        .encode(std::size_t{0})
-        .encode(subject)
-        .start_cons(Botan::SEQUENCE)
-        .encode(Botan::AlgorithmIdentifier("RSA", Botan::AlgorithmIdentifier::USE_NULL_PARAM))
-        .encode(publicKey, Botan::BIT_STRING)
-        .end_cons()
-        .start_explicit(0)
-        .encode(Botan::Attribute("PKCS9.ExtensionRequest", encodedExtensions))
-        .end_explicit()
-        .end_cons();
-    return info;
 }
 
 /// Writes with mbed TLS's writers what its mbedtls_x509write_csr_der does, except that the key is neither
@@ -147,7 +102,6 @@ void addRequestInfo() {
                    {{"KavrelCrypto", [=] { return writtenByKavrelCrypto(user, *publicKey); }},
                     {"OpenSSL", [=] { return writtenByOpenSSL(user, *publicKey); }},
                     {"OpenSSL, given a key object", [=] { return writtenByOpenSSL(user, key); }},
-                    {"Botan", [=] { return writtenByBotan(user, *publicKey); }},
                     {"mbed TLS", [=] { return writtenByMbedTLS(user, *publicKey); }}});
 }
 

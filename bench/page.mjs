@@ -6,9 +6,6 @@ const decoding = 'base64, decoding';
 const certificate = 'certificate string to bytes';
 const share = "the component's own share";
 const desktop = 'a call on the desktop device';
-const parts = 'the parts of a signature';
-const digestSizes = 'signDigest, by the size of what is signed';
-const certificateSizes = 'storeCertificate, by the size of the certificate';
 const persons = 'hasKey, by the number of persons';
 
 const units = [
@@ -137,35 +134,6 @@ function processorTimes(rows) {
     .join('; ');
 }
 
-function signatureParts(rows) {
-  const decoded = rows.time(parts, 'decoding the key', 'OpenSSL');
-  const signed = rows.time(parts, 'signing with a key that has signed before', 'OpenSSL');
-  const pieces = [
-    ['looking the key up in the keychain', rows.time(parts, 'looking the key up')],
-    ['reading its item and opening the seal', rows.time(parts, 'reading the item and opening its seal')],
-    ['OpenSSL decodes the key', decoded],
-    [
-      'OpenSSL prepares the key for its first signature (blinding, Montgomery forms)',
-      rows.time(parts, 'decoding the key and signing', 'OpenSSL') - decoded - signed,
-    ],
-    ['OpenSSL signs', signed],
-  ];
-  const all = pieces.reduce((sum, [, time]) => sum + time, 0);
-  return table(
-    ['', 'time', 'of all'],
-    pieces.map(([what, time]) => [what, duration(time), `${((100 * time) / all).toFixed(0)} %`]),
-  );
-}
-
-function sizes(rows) {
-  return table(
-    ['decoded', '`signDigest` of it', '`storeCertificate` of it'],
-    rows
-      .works(digestSizes)
-      .map((work) => [work, duration(rows.time(digestSizes, work)), duration(rows.time(certificateSizes, work))]),
-  );
-}
-
 export function page({ repetitions, machine, rows: measured, arm }) {
   const rows = new Rows(measured);
   const [text, data] = arm;
@@ -194,7 +162,7 @@ ${requestInfo(rows)}
 
 - OpenSSL takes the public key by \`X509_PUBKEY_set0_param\`, which is its fastest way, and writes with \`i2d_re_X509_REQ_tbs\`. If it is given a
   key object, it encodes that one anew.
-- Botan and mbed TLS have no function for the part that is signed. It is put together with their encoders, and the key's bytes are copied.
+- mbed TLS has no function for the part that is signed. It is put together with its writers, and the key's bytes are copied.
 
 ## Base64
 
@@ -202,8 +170,8 @@ ${compared(rows, encoding, 'encoding')}
 
 ${compared(rows, decoding, 'decoding')}
 
-Botan and mbed TLS are left out: theirs takes the same time for all characters, because what is decoded may be a secret key. The
-component's base64 is public.
+mbed TLS is left out: its base64 takes the same time for all characters, because what is decoded may be a secret key. The component's is
+public.
 
 ## From the string of a certificate to its bytes
 
@@ -225,18 +193,10 @@ ${compared(rows, desktop)}
 
 The processor time of all threads: ${processorTimes(rows)}.
 
-This is where the time of a signature goes:
-
-${signatureParts(rows)}
-
 The device keeps no private key in memory between two calls, because a key that has been deleted, or that is out of reach while the device is
 locked, must not sign.
 
 ## Growth
-
-The first table shows the component's own share again.
-
-${sizes(rows)}
 
 ${table(
   ['persons in the keychain', '`hasKey` on the desktop device'],

@@ -76,7 +76,6 @@ const measured = {
     compiler: `${output('g++', '--version').split('\n')[0]}, the flags of the release preset`,
     libraries: [
       ['OpenSSL', 'libssl-dev'],
-      ['Botan', 'libbotan-2-dev'],
       ['mbed TLS', 'libmbedtls-dev'],
       ['GLib', 'libglib2.0-dev'],
       ['SQLite', 'libsqlite3-dev'],
