@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <sys/types.h>
 
@@ -19,16 +21,14 @@ class HostProcess {
 
     /// Has the process do the operation that `message` describes, and returns its result. Throws
     /// std::runtime_error if the operation fails, if the process is gone, or if it has not answered within a
-    /// minute; then it is ended too.
+    /// minute.
     JSValue ask(const JSObject& message);
 
   private:
-    std::string answerTo(std::string line);
-    void end();
-
     pid_t process_ = -1;
-    int input_ = -1;
-    int output_ = -1;
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream_{nullptr, &std::fclose};
+    char* line_ = nullptr;  // the last one that was read, which getline allocates
+    std::size_t capacity_ = 0;
 };
 
 }  // namespace KavrelCrypto
