@@ -23,14 +23,9 @@ const std::pair<std::string, std::string> base64Vectors[] = {
     {"foobar", "Zm9vYmFy"},
 };
 
-TEST(Base64, EncodesTheVectorsOfTheStandard) {
+TEST(Base64, EncodesAndDecodesTheVectorsOfTheStandard) {
     for (const auto& [plain, encoded] : base64Vectors) {
         EXPECT_EQ(base64Encode(bytesOf(plain)), encoded);
-    }
-}
-
-TEST(Base64, DecodesTheVectorsOfTheStandard) {
-    for (const auto& [plain, encoded] : base64Vectors) {
         EXPECT_EQ(base64Decode(encoded), bytesOf(plain)) << encoded;
     }
 }
@@ -40,15 +35,6 @@ TEST(Base64, UsesTheStandardAlphabet) {
         base64Encode(hex("00 10 83 10 51 87 20 92 8B 30 D3 8F 41 14 93 51 55 97 61 96 9B 71 D7 9F 82 18 A3 "
                          "92 59 A7 A2 9A AB B2 DB AF C3 1C B3 D3 5D B7 E3 9E BB F3 DF BF")),
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/");
-}
-
-TEST(Base64, DecodesWhatItEncodedForEveryByteInEveryPlace) {
-    for (unsigned byte = 0; byte < 256; ++byte) {
-        for (std::size_t length = 1; length <= 4; ++length) {
-            const Bytes bytes(length, static_cast<std::uint8_t>(byte));
-            EXPECT_EQ(base64Decode(base64Encode(bytes)), bytes);
-        }
-    }
 }
 
 TEST(Base64, IgnoresTheLeftOverBitsOfTheLastGroup) {
@@ -86,10 +72,6 @@ TEST(Base64, DecodesWhatItEncodedForEveryLength) {
         ASSERT_EQ(base64Decode(base64Encode(bytes)), bytes) << length;
         bytes.push_back(static_cast<std::uint8_t>(random()));
     }
-}
-
-TEST(Base64, RefusesANulCharacter) {
-    EXPECT_EQ(base64Decode(std::string("Zm9\0", 4)), std::nullopt);
 }
 
 TEST(PublicKeyPEM, HasBareLineFeedsAroundABodyOfLinesSeparatedByCRLF) {
@@ -185,10 +167,11 @@ TEST(ASCII, ReplacesEachOtherCharacterByOneQuestionMark) {
     EXPECT_EQ(lossyASCII("x\xF0\x9F\x98\x80y"), "x?y");
 }
 
-TEST(UTF8, AcceptsTheFirstAndTheLastSequenceOfEachLength) {
+TEST(UTF8, AcceptsTheFirstAndTheLastSequenceOfEachForm) {
     for (const std::string text :
-         {"", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF",
-          "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF", "a\xC3\xA9z"}) {
+         {"", "\x7F", "\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xE1\x80\x80", "\xEC\xBF\xBF", "\xED\x9F\xBF",
+          "\xEE\x80\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF1\x80\x80\x80", "\xF3\xBF\xBF\xBF",
+          "\xF4\x8F\xBF\xBF", "a\xC3\xA9z"}) {
         EXPECT_TRUE(isUTF8(text));
     }
     EXPECT_TRUE(isUTF8(std::string(1, '\0')));
