@@ -118,17 +118,6 @@ TEST_F(CSRBuilderBuildCSR, HasTheKeyManagerGenerateAPairWhenThereIsNone) {
     expectRequest();
 }
 
-TEST_F(CSRBuilderBuildCSR, IgnoresHalfAUtilityPair) {
-    expectUtilityPair(newKey(), nullptr);
-    expectManagerPair();
-    expectSigning();
-    expectRequest();
-    expectUtilityPair(nullptr, newKey());
-    expectManagerPair();
-    expectSigning();
-    expectRequest();
-}
-
 TEST_F(CSRBuilderBuildCSR, MakesANewUtilityPairInSilenceWhenTheKeyManagerHasNoPublicKey) {
     expectUtilityPair(nullptr, nullptr);
     expectKeyLookup(device, "com.solbera.app.privatekey.alias", privateKey);

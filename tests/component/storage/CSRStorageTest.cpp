@@ -63,13 +63,6 @@ TEST_F(CSRStorageGetCSR, ReturnsTheBytesAsAUTF8StringEvenIfThereAreNone) {
     }
 }
 
-TEST_F(CSRStorageGetCSR, ReturnsNothingWhenTheLookupFails) {
-    for (const OSStatus status : {errSecItemNotFound, errSecInteractionNotAllowed, 1}) {
-        EXPECT_CALL(device, SecItemCopyMatching).WillOnce(Return(status));
-        EXPECT_EQ(storage.getCSR(), std::nullopt);
-    }
-}
-
 TEST_F(CSRStorageGetCSR, ReturnsNothingWhenTheLookupSucceedsWithoutBytes) {
     EXPECT_CALL(device, SecItemCopyMatching).WillOnce(givesBack(std::monostate()));
     EXPECT_EQ(storage.getCSR(), std::nullopt);
