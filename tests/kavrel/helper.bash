@@ -23,7 +23,7 @@ call() {
 # on_terminal TYPED COMMAND: what the shell makes of COMMAND, on a terminal of its own on which TYPED is typed. What
 # the terminal shows is in $output, the exit status in $status.
 on_terminal() {
-    run bash -c 'printf "$1" | timeout 30 script --quiet --return --command "$2" /dev/null' _ "$1" "$2"
+    run bash -c 'printf "$1" | timeout 120 script --quiet --return --command "$2" /dev/null' _ "$1" "$2"
     output=${output//$'\r'/}
 }
 
