@@ -1,5 +1,6 @@
 #include "platform/Security.hpp"
 
+#include "devices/SecTrust.hpp"
 #include "devices/browser/Bridge.hpp"
 
 namespace KavrelCrypto {
@@ -35,20 +36,6 @@ class SecCertificate {
 
   private:
     val certificate_;
-};
-
-class SecPolicy {};
-
-class SecTrust {
-  public:
-    explicit SecTrust(SecCertificateRef certificate) : certificate_(std::move(certificate)) {}
-
-    [[nodiscard]] const SecCertificate& certificate() const {
-        return *certificate_;
-    }
-
-  private:
-    SecCertificateRef certificate_;
 };
 
 /// Nothing here can have one, so none is ever made.
@@ -161,11 +148,7 @@ SecPolicyRef SecPolicyCreateBasicX509() {
 
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef& policy,
                                         SecTrustRef* trust) {
-    if (certificate == nullptr || policy == nullptr || trust == nullptr) {
-        return errSecParam;
-    }
-    *trust = std::make_shared<const SecTrust>(certificate);
-    return errSecSuccess;
+    return SecTrust::create(certificate, policy, trust);
 }
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust) {

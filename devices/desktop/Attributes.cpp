@@ -24,6 +24,15 @@ bool Attributes::flag(SecConstant key) {
     return value != nullptr && *value;
 }
 
+Accessibility Attributes::accessibility() {
+    const auto* name = take<SecConstant>(kSecAttrAccessible);
+    const auto named = accessibilityNamed(name != nullptr ? *name : kSecAttrAccessibleWhenUnlocked);
+    if (!named) {
+        throw failureOf(kSecAttrAccessible, "has an unknown value");
+    }
+    return *named;
+}
+
 void Attributes::finish() const {
     for (std::size_t i = 0; i < map_.size(); ++i) {
         if (!taken_[i]) {

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "devices/desktop/Accessibility.hpp"
 #include "devices/desktop/Failure.hpp"
+#include "devices/desktop/KeychainFile.hpp"
 #include "platform/Security.hpp"
 
 namespace KavrelCrypto::Desktop {
@@ -38,6 +38,9 @@ class Attributes {
 
     /// Returns whether `key` is there and true.
     bool flag(SecConstant key);
+
+    /// Returns what kSecAttrAccessible names, or else what counts for items that name nothing.
+    Accessibility accessibility();
 
     /// Throws if the map holds an entry that was not taken.
     void finish() const;

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <system_error>
 
-#include "devices/desktop/CurrentDevice.hpp"
+#include "devices/desktop/Keychain.hpp"
 
 namespace KavrelCrypto::Desktop {
 namespace {

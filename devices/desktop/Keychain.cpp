@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <string>
 
-#include "devices/desktop/KeychainFile.hpp"
-
 namespace KavrelCrypto::Desktop {
 namespace {
 

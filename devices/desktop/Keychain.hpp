@@ -2,14 +2,15 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
 
-#include "devices/desktop/Accessibility.hpp"
 #include "devices/desktop/Device.hpp"
 #include "devices/desktop/Failure.hpp"
+#include "devices/desktop/KeychainFile.hpp"
 #include "devices/desktop/SQLite.hpp"
 #include "devices/desktop/Sealing.hpp"
 #include "devices/desktop/ThreadSafety.hpp"
@@ -85,5 +86,14 @@ class Keychain {
     std::mutex mutex_;
     Database database_ KAVREL_CRYPTO_GUARDED_BY(mutex_);
 };
+
+/// Returns the keychain of this process's device. Opens the default device if none is open; throws a
+/// DeviceError if that fails. The keychain stays open for its holders even if the process opens another
+/// device.
+std::shared_ptr<Keychain> currentKeychain();
+
+/// Creates the static object that holds the current device. A static object that is created after this call
+/// is destroyed earlier, so its destructor may still use the device.
+void prepareCurrentDevice();
 
 }  // namespace KavrelCrypto::Desktop

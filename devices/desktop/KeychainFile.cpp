@@ -9,7 +9,6 @@
 #include <string_view>
 #include <unistd.h>
 
-#include "devices/desktop/Accessibility.hpp"
 #include "devices/desktop/DeviceFolder.hpp"
 #include "devices/desktop/Failure.hpp"
 #include "devices/desktop/FolderLock.hpp"

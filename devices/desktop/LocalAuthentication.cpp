@@ -8,8 +8,8 @@
 #include <thread>
 #include <utility>
 
-#include "devices/desktop/CurrentDevice.hpp"
 #include "devices/desktop/Failure.hpp"
+#include "devices/desktop/Keychain.hpp"
 #include "devices/desktop/Sensor.hpp"
 
 namespace KavrelCrypto {

@@ -12,7 +12,6 @@
 #include <variant>
 
 #include "devices/desktop/Failure.hpp"
-#include "devices/desktop/FileDescriptor.hpp"
 #include "devices/desktop/FolderLock.hpp"
 #include "devices/desktop/OpenSSL.hpp"
 #include "text/Bytes.hpp"

@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 #include <string_view>
 
+#include "devices/SecTrust.hpp"
 #include "devices/desktop/DER.hpp"
 #include "devices/desktop/Failure.hpp"
 #include "devices/desktop/OpenSSL.hpp"
@@ -21,20 +22,6 @@ class SecCertificate {
 
   private:
     Desktop::X509Certificate certificate_;
-};
-
-class SecPolicy {};
-
-class SecTrust {
-  public:
-    explicit SecTrust(SecCertificateRef certificate) : certificate_(std::move(certificate)) {}
-
-    [[nodiscard]] const SecCertificate& certificate() const {
-        return *certificate_;
-    }
-
-  private:
-    SecCertificateRef certificate_;
 };
 
 namespace {
@@ -107,13 +94,7 @@ SecPolicyRef SecPolicyCreateBasicX509() {
 
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef& policy,
                                         SecTrustRef* trust) {
-    return statusOf([&] {
-        if (certificate == nullptr || policy == nullptr || trust == nullptr) {
-            return errSecParam;
-        }
-        *trust = std::make_shared<const SecTrust>(certificate);
-        return errSecSuccess;
-    });
+    return statusOf([&] { return SecTrust::create(certificate, policy, trust); });
 }
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust) {

@@ -1,5 +1,4 @@
 #include "devices/desktop/Attributes.hpp"
-#include "devices/desktop/CurrentDevice.hpp"
 #include "devices/desktop/SecKey.hpp"
 
 namespace KavrelCrypto {
@@ -94,15 +93,10 @@ OSStatus add(const CFDictionary& map, SecItemResult* result) {
     if (attributes.require<SecConstant>(kSecClass) != kSecClassGenericPassword) {
         throw Attributes::failureOf(kSecClass, "names a class of which items are not added by value");
     }
-    const auto* protection = attributes.take<SecConstant>(kSecAttrAccessible);
-    const std::optional<Accessibility> accessibility =
-        accessibilityNamed(protection != nullptr ? *protection : kSecAttrAccessibleWhenUnlocked);
-    if (!accessibility) {
-        throw Attributes::failureOf(kSecAttrAccessible, "has an unknown value");
-    }
+    const Accessibility accessibility = attributes.accessibility();
     const Item item{.kind = ItemKind::genericPassword,
                     .name = bytesOf(attributes.require<std::string>(kSecAttrAccount)),
-                    .accessibility = *accessibility,
+                    .accessibility = accessibility,
                     .secret = attributes.require<Bytes>(kSecValueData)};
     const bool wanted = attributes.flag(kSecReturnData);
     attributes.finish();

@@ -2,7 +2,6 @@
 #include <openssl/rsa.h>
 
 #include "devices/desktop/Attributes.hpp"
-#include "devices/desktop/CurrentDevice.hpp"
 #include "devices/desktop/SecKey.hpp"
 
 namespace KavrelCrypto {
@@ -39,17 +38,13 @@ struct Parameters {
 };
 
 Accessibility readAccessibility(Attributes& attributes) {
-    const auto* name = attributes.take<SecConstant>(kSecAttrAccessible);
+    const bool isNamed = attributes.take<SecConstant>(kSecAttrAccessible) != nullptr;
+    const Accessibility named = attributes.accessibility();
     const auto* control = attributes.take<SecAccessControlRef>(kSecAttrAccessControl);
-    const std::optional<Accessibility> named =
-        accessibilityNamed(name != nullptr ? *name : kSecAttrAccessibleWhenUnlocked);
-    if (!named) {
-        throw Attributes::failureOf(kSecAttrAccessible, "has an unknown value");
-    }
     if (control == nullptr) {
-        return *named;
+        return named;
     }
-    if (*control == nullptr || (name != nullptr && (*control)->accessibility() != *named)) {
+    if (*control == nullptr || (isNamed && (*control)->accessibility() != named)) {
         throw Attributes::failureOf(kSecAttrAccessControl, "is null or contradicts kSecAttrAccessible");
     }
     return (*control)->accessibility();
