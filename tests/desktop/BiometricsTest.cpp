@@ -1,12 +1,16 @@
 // The simulated sensor: what it says of itself, how its prompts end, and when it locks itself out.
 
+#include <cstdlib>
 #include <future>
 #include <gmock/gmock.h>
+#include <iostream>
 #include <thread>
 
+#include "devices/desktop/FolderLock.hpp"
 #include "devices/desktop/Sensor.hpp"
+#include "platform/Foundation.hpp"
+#include "tests/desktop/SystemTrouble.hpp"
 #include "tests/desktop/TestDevice.hpp"
-#include "tests/desktop/TestProcess.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -33,7 +37,6 @@ Availability availability() {
 struct Reply {
     bool success;
     std::optional<NSError> error;
-    std::thread::id thread;
 
     [[nodiscard]] std::int64_t code() const {
         return error ? error->code : 0;
@@ -43,7 +46,7 @@ struct Reply {
 Reply prompt() {
     std::promise<Reply> promise;
     evaluatePolicy(makeLAContext(), biometrics, "a reason", [&](bool success, std::optional<NSError> error) {
-        promise.set_value({success, std::move(error), std::this_thread::get_id()});
+        promise.set_value({success, std::move(error)});
     });
     return promise.get_future().get();
 }
@@ -108,22 +111,6 @@ INSTANTIATE_TEST_SUITE_P(
                     Obstacle{{.biometry = LABiometryType::opticID, .lockedOut = true},
                              LAErrorBiometryLockout,
                              "Biometry is locked out."}));
-
-TEST_F(Biometrics, ShowTheReasonAndAnswerOnAThreadOfTheirOwn) {
-    std::string shown;
-    std::thread::id answeredOn;
-    Desktop::answerPromptsWith([&](const std::string& reason) {
-        shown = reason;
-        answeredOn = std::this_thread::get_id();
-        return PromptAnswer::match;
-    });
-    const Reply reply = prompt();
-    EXPECT_TRUE(reply.success);
-    EXPECT_EQ(reply.error, std::nullopt);
-    EXPECT_EQ(shown, "a reason");
-    EXPECT_EQ(reply.thread, answeredOn);
-    EXPECT_NE(reply.thread, std::this_thread::get_id());
-}
 
 TEST_F(Biometrics, SayWhyAPersonWasNotRecognised) {
     const Reply failed = promptAnswered(PromptAnswer::noMatch);
@@ -207,10 +194,11 @@ TEST_F(Biometrics, MayChangeWhileAPromptIsOpen) {
 // failures before it.
 TEST_F(Biometrics, MatchNobodyOnceTheyAreLockedOut) {
     Desktop::setDeviceState({.failedPrompts = 4});
-    std::optional<HeldFolder> held(device.folder());
+    std::optional<Desktop::FolderLock> held;
+    held.emplace(Desktop::openFolder(device.folder()), std::chrono::seconds(0));
     std::future<Reply> reply =
         std::async(std::launch::async, [] { return promptAnswered(PromptAnswer::match); });
-    held->waitForOthers(1);
+    waitForWaiters(device.folder(), 1);
     device.execute("UPDATE state SET lockedOut = 1, failedPrompts = 5");
     held.reset();
     EXPECT_EQ(reply.get().code(), LAErrorBiometryLockout);
@@ -218,8 +206,9 @@ TEST_F(Biometrics, MatchNobodyOnceTheyAreLockedOut) {
 }
 
 TEST_F(Biometrics, CannotBeInAnImpossibleState) {
-    for (const DeviceState& state : {DeviceState{.biometry = LABiometryType(3)},
-                                     DeviceState{.failedPrompts = -1}, DeviceState{.failedPrompts = 6}}) {
+    for (const DeviceState& state :
+         {DeviceState{.biometry = LABiometryType(3)}, DeviceState{.firstUnlock = false},
+          DeviceState{.failedPrompts = -1}, DeviceState{.failedPrompts = 6}}) {
         EXPECT_THROW(Desktop::setDeviceState(state), Desktop::DeviceError);
     }
     EXPECT_EQ(Desktop::deviceState(), DeviceState());
@@ -245,27 +234,43 @@ TEST_F(Biometrics, KeepTheContextUntilTheReplyAndNoLonger) {
     EXPECT_TRUE(observed.expired());
 }
 
-// Without a device: the process that is stopped could not clean up after it.
-TEST(BiometricPrompt, StopsTheProcessWhenItHasNoReason) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
+// Without a device of the fixture's, which the processes that these cases start could not clean up.
+class BiometricPrompt : public testing::Test {
+  protected:
+    BiometricPrompt() {
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+    }
+};
+
+TEST_F(BiometricPrompt, StopsTheProcessWhenItHasNoReason) {
     EXPECT_DEATH(evaluatePolicy(makeLAContext(), biometrics, "", [](bool, const std::optional<NSError>&) {}),
                  "a biometric prompt must give a reason");
 }
 
-TEST_F(Biometrics, AnswerAPromptThatIsOpenWhenTheProcessEnds) {
-    const Outcome outcome = Worker({"prompt", device.folder()}).finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "answered -1\n");
+/// Ends the process while a prompt is open. The answer must find everything that it needs.
+[[noreturn]] void endDuringAPrompt() {
+    static const TemporaryFolder folder;
+    Desktop::openDevice(folder.path());
+    Desktop::answerPromptsWith([](const std::string&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        return PromptAnswer::noMatch;
+    });
+    evaluatePolicy(makeLAContext(), biometrics, "a reason", [](bool, const std::optional<NSError>& error) {
+        std::cerr << "answered " << error.value().code;
+    });
+    std::exit(0);
+}
+
+TEST_F(BiometricPrompt, IsAnsweredWhenItIsOpenAsTheProcessEnds) {
+    EXPECT_EXIT(endDuringAPrompt(), testing::ExitedWithCode(0), "answered -1");
 }
 
 TEST_F(Biometrics, FailAPromptForWhichThereIsNoThread) {
-    const TemporaryFolder folder;
-    std::filesystem::permissions(folder.path(), std::filesystem::perms(0777));
-    const Outcome outcome =
-        Worker({"--as-nobody", "--no-threads", "prompt", folder.path() / "device"}).finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.output, testing::AllOf(testing::HasSubstr("no thread for a biometric prompt"),
-                                               testing::EndsWith("answered -2070\n")));
+    testing::internal::CaptureStderr();
+    const SystemTrouble trouble = withoutThreads();
+    EXPECT_EQ(prompt().code(), -2070);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                testing::HasSubstr("no thread for a biometric prompt"));
 }
 
 TEST_F(Biometrics, SayThatTheDeviceCannotBeReadWhenItCannot) {

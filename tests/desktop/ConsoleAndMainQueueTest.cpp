@@ -7,23 +7,29 @@
 
 #include "devices/desktop/MainQueue.hpp"
 #include "platform/Dispatch.hpp"
-#include "tests/desktop/TestDevice.hpp"
-#include "tests/desktop/TestProcess.hpp"
+#include "platform/Foundation.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
-TEST(Console, WritesALineAndItsLineFeedAtOnce) {
+TEST(Console, WritesLinesOfAnyContentAtOnceAndMixesNone) {
     testing::internal::CaptureStdout();
     print("🔑 line");
     print("");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "🔑 line\n\n");
-}
-
-TEST(Console, DoesNotMixTheLinesOfSeveralThreads) {
-    const TemporaryFolder folder;
-    const Outcome outcome = Worker({"print", folder.path(), "8", "500"}).finish();
-    std::istringstream lines(outcome.output);
+    testing::internal::CaptureStdout();
+    std::vector<std::thread> threads;
+    for (char letter = 'a'; letter < 'i'; ++letter) {
+        threads.emplace_back([letter] {
+            for (int i = 0; i < 500; ++i) {
+                print(std::string(500, letter));
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::istringstream lines(testing::internal::GetCapturedStdout());
     int count = 0;
     for (std::string line; std::getline(lines, line); ++count) {
         ASSERT_EQ(line, std::string(500, line.at(0)));
@@ -31,27 +37,22 @@ TEST(Console, DoesNotMixTheLinesOfSeveralThreads) {
     EXPECT_EQ(count, 8 * 500);
 }
 
-TEST(MainQueue, RunsTasksInOrderOnTheCallingThread) {
+TEST(MainQueue, RunsTasksInOrderOnTheCallingThreadAndLeavesSomeForLaterOnceAllIsDone) {
     std::vector<int> ran;
-    for (int i = 0; i < 3; ++i) {
-        dispatchAsyncMain([&ran, i, self = std::this_thread::get_id()] {
+    const auto task = [&ran](int number) {
+        return [&ran, number, self = std::this_thread::get_id()] {
             EXPECT_EQ(std::this_thread::get_id(), self);
-            ran.push_back(i);
-        });
+            ran.push_back(number);
+        };
+    };
+    dispatchAsyncMain([&] { dispatchAsyncMain(task(2)); });
+    dispatchAsyncMain(task(0));
+    dispatchAsyncMain(task(1));
+    for (std::size_t wanted = 0; wanted <= 3; ++wanted) {
+        Desktop::runMainQueueUntil([&] { return ran.size() == wanted; });
+        EXPECT_EQ(ran.size(), wanted);
     }
-    EXPECT_TRUE(ran.empty());
-    Desktop::runMainQueueUntil([&] { return ran.size() == 3; });
     EXPECT_THAT(ran, testing::ElementsAre(0, 1, 2));
-}
-
-TEST(MainQueue, LeavesTasksForLaterOnceAllIsDone) {
-    int ran = 0;
-    dispatchAsyncMain([&ran] { dispatchAsyncMain([&ran] { ++ran; }); });  // one of them by a task
-    dispatchAsyncMain([&ran] { ++ran; });
-    for (int wanted = 0; wanted <= 2; ++wanted) {
-        Desktop::runMainQueueUntil([&] { return ran == wanted; });
-        EXPECT_EQ(ran, wanted);
-    }
 }
 
 TEST(MainQueue, WaitsForTasksOfOtherThreads) {

@@ -3,14 +3,13 @@
 #include <cstdlib>
 #include <gmock/gmock.h>
 #include <map>
-#include <optional>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
+#include "tests/desktop/SystemTrouble.hpp"
 #include "tests/desktop/TestDevice.hpp"
-#include "tests/desktop/TestProcess.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -45,12 +44,15 @@ std::vector<std::string> namesIn(const fs::path& folder) {
 
 /// Returns the message with which opening `folder` fails.
 std::string refusal(const fs::path& folder) {
-    try {
-        Desktop::openDevice(folder);
-    } catch (const Desktop::DeviceError& failure) {
-        return failure.what();
-    }
-    return "(opened)";
+    return messageOf([&] { Desktop::openDevice(folder); });
+}
+
+/// Goes to `folder` and does `work` there.
+void workIn(const fs::path& folder, const std::function<void()>& work) {
+    const fs::path before = fs::current_path();
+    fs::current_path(folder);
+    work();
+    fs::current_path(before);
 }
 
 class DeviceFolder : public testing::Test {
@@ -111,28 +113,20 @@ TEST_F(DeviceFolder, MayHaveAnyName) {
     }
 }
 
-TEST_F(DeviceFolder, StaysTheDeviceWhenTheProcessGoesElsewhere) {
-    const fs::path before = fs::current_path();
-    fs::current_path(temporary.path());
-    Desktop::openDevice("relative");
-    fs::current_path(before);
+TEST_F(DeviceFolder, OfARelativePathStaysTheDeviceWhenTheProcessGoesElsewhere) {
+    workIn(temporary.path(), [] { Desktop::openDevice("relative"); });
     EXPECT_NE(makePair("p"), nullptr);
     EXPECT_TRUE(fs::exists(temporary.path() / "relative/keychain.sqlite"));
 }
 
-TEST_F(DeviceFolder, OfARelativePathIsRefusedWithoutAWorkingFolder) {
-    const Outcome outcome = Worker({"--no-working-folder", "open", "device"}).finish();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.output, HasSubstr("there is no working directory"));
-}
-
-TEST_F(DeviceFolder, IsNamedInFullWhenItIsRefused) {
+TEST_F(DeviceFolder, OfARelativePathIsNamedInFullWhenItIsRefusedAndNeedsAWorkingFolder) {
     writeFile(file, {});
-    const fs::path before = fs::current_path();
-    fs::current_path(temporary.path());
-    const std::string reason = refusal("device");
-    fs::current_path(before);
-    EXPECT_THAT(reason, HasSubstr(file.string()));
+    workIn(temporary.path(), [&] { EXPECT_THAT(refusal("device"), HasSubstr(file.string())); });
+    workIn(temporary.path(), [&] {
+        fs::current_path(folder);
+        fs::remove_all(folder);
+        EXPECT_THAT(refusal("device"), HasSubstr("there is no working directory"));
+    });
 }
 
 TEST_F(DeviceFolder, IsClosedToOthersWhetherItIsEmptyOrADevice) {
@@ -148,7 +142,7 @@ TEST_F(DeviceFolder, WithOtherFilesIsMadeADeviceOnlyIfItIsClosedToOthers) {
     fs::permissions(folder, fs::perms(0755));
     expectRefused("chmod 700");
     fs::permissions(folder, fs::perms(0700));
-    EXPECT_EQ(refusal(folder), "(opened)");
+    EXPECT_EQ(refusal(folder), "(no error)");
 }
 
 TEST_F(DeviceFolder, ThatIsAFileIsRefused) {
@@ -159,19 +153,15 @@ TEST_F(DeviceFolder, ThatIsAFileIsRefused) {
     EXPECT_EQ(readFile(temporary.path() / "letter"), bytesOf("x"));
 }
 
-TEST_F(DeviceFolder, OfAnotherUserIsRefused) {
-    if (!giveToNobody(folder)) {
-        GTEST_SKIP() << "only root can give a folder to another user";
-    }
-    expectRefused("belongs to another user");
-}
-
-TEST_F(DeviceFolder, WithAKeychainOfAnotherUserIsRefused) {
+TEST_F(DeviceFolder, OrKeychainOfAnotherUserIsRefused) {
     Desktop::openDevice(folder);
     { const TestDevice elsewhere; }
     if (!giveToNobody(file)) {
         GTEST_SKIP() << "only root can give a file to another user";
     }
+    expectRefused("belongs to another user");
+    fs::remove(file);
+    giveToNobody(folder);
     expectRefused("belongs to another user");
 }
 
@@ -254,7 +244,7 @@ TEST_F(DeviceFolder, RefusedLeavesTheDeviceThatIsOpen) {
 }
 
 struct Refusal {
-    const char* call;  // that the system refuses
+    SystemTrouble (*begin)();
     const char* problem;
 };
 
@@ -262,111 +252,95 @@ class DeviceFolderOnATroubledSystem : public DeviceFolder, public testing::WithP
 
 TEST_P(DeviceFolderOnATroubledSystem, IsRefusedAndStaysEmpty) {
     fs::permissions(folder, fs::perms(0755));
-    const Outcome outcome = Worker({"--refuse", GetParam().call, "open", folder}).finish();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.output, HasSubstr(folder.string() + GetParam().problem));
+    const auto refusalInTrouble = [&] {
+        const SystemTrouble trouble = GetParam().begin();
+        return refusal(folder);
+    };
+    EXPECT_THAT(refusalInTrouble(), HasSubstr(folder.string() + GetParam().problem));
     EXPECT_TRUE(fs::is_empty(folder));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Calls, DeviceFolderOnATroubledSystem,
+    Troubles, DeviceFolderOnATroubledSystem,
     testing::Values(
-        Refusal{"chmod", " is open to other people and cannot be closed to them (Operation not permitted)"},
-        Refusal{"fsync file", " cannot be made a device (Input/output error)"},
-        Refusal{"link", "/keychain.sqlite cannot be created (Operation not permitted)"},
-        Refusal{"readdir", " cannot be read (Input/output error)"}));
+        Refusal{[] { return refusing("chmod"); },
+                " is open to other people and cannot be closed to them (Operation not permitted)"},
+        Refusal{[] { return refusing("fsync file"); }, " cannot be made a device (Input/output error)"},
+        Refusal{[] { return refusing("link"); },
+                "/keychain.sqlite cannot be created (Operation not permitted)"},
+        Refusal{[] { return refusing("readdir"); }, " cannot be read (Input/output error)"},
+        Refusal{[] { return withFileLimit(1000); }, " cannot be made a device (File too large)"}));
 
 TEST_F(DeviceFolder, IsMadeEvenWhereItsNamesCannotBeWrittenThrough) {
-    EXPECT_EQ(Worker({"--refuse", "fsync folder", "open", folder}).finish().output, "refused fsync folder\n");
-    EXPECT_EQ(refusal(folder), "(opened)");
+    const SystemTrouble trouble = refusing("fsync folder");
+    EXPECT_EQ(refusal(folder), "(no error)");
+    EXPECT_EQ(refusals(), 1);
 }
 
-TEST_F(DeviceFolder, WithoutRoomForADeviceIsRefusedAndStaysEmpty) {
-    const Outcome outcome = Worker({"--file-limit", "1000", "open", folder}).finish();
-    EXPECT_THAT(outcome.output, HasSubstr(folder.string() + " cannot be made a device (File too large)"));
-    EXPECT_TRUE(fs::is_empty(folder));
-}
-
-// The worker gives the rights of root up, which would read and write everything.
 TEST_F(DeviceFolder, ThatIsClosedToItsUserIsRefused) {
     fs::permissions(temporary.path(), fs::perms(0777));
-    giveToNobody(folder);  // a worker that is not started by root runs as the user who owns it already
+    giveToNobody(folder);  // a process that is not started by root runs as the user who owns it already
     const auto refusalToNobody = [&] {
-        const Outcome outcome = Worker({"--as-nobody", "open", folder}).finish();
-        EXPECT_EQ(outcome.status, 3) << outcome.output;
-        return outcome.output;
+        const TestDevice elsewhere;
+        const SystemTrouble trouble = asNobody();
+        return refusal(folder);
     };
-    EXPECT_EQ(Worker({"--as-nobody", "open", folder}).finish().status, 0);
+    EXPECT_EQ(refusalToNobody(), "(no error)");
     fs::permissions(file, fs::perms(0444));
     EXPECT_THAT(refusalToNobody(), HasSubstr(file.string() + " cannot be written"));
-    fs::permissions(folder, fs::perms(0));
-    EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("(Permission denied)")));
-    fs::permissions(folder, fs::perms(0755));
+    fs::remove(file);
+    for (const int mode : {0555, 0}) {
+        fs::permissions(folder, fs::perms(mode));
+        EXPECT_THAT(refusalToNobody(), AllOf(HasSubstr(folder.string()), HasSubstr("(Permission denied)")));
+    }
     fs::remove_all(folder);
     fs::permissions(temporary.path(), fs::perms(0555));
     EXPECT_THAT(refusalToNobody(), HasSubstr(folder.string() + " cannot be created (Permission denied)"));
 }
 
-TEST_F(DeviceFolder, ThatCannotBeWrittenIsRefused) {
-    fs::permissions(temporary.path(), fs::perms(0777));
-    giveToNobody(folder);
-    fs::permissions(folder, fs::perms(0555));
-    const Outcome outcome = Worker({"--as-nobody", "open", folder}).finish();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_THAT(outcome.output, AllOf(HasSubstr(folder.string()), HasSubstr("(Permission denied)")));
-}
-
+/// Starts a process in which no device is open, and none of the variables that name one is set.
 class DefaultDeviceFolder : public testing::Test {
   protected:
-    DefaultDeviceFolder() {
-        for (const char* name : {"KAVREL_DEVICE", "XDG_DATA_HOME", "HOME"}) {
-            const char* value = std::getenv(name);
-            before[name] = value != nullptr ? std::optional<std::string>(value) : std::nullopt;
-            ::unsetenv(name);
-        }
+    static void expect(void (*work)()) {
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
+        const auto workAndExit = [&] {
+            for (const char* name : {"KAVREL_DEVICE", "XDG_DATA_HOME", "HOME"}) {
+                ::unsetenv(name);
+            }
+            work();
+            std::exit(testing::Test::HasFailure() ? 1 : 0);
+        };
+        EXPECT_EXIT(workAndExit(), testing::ExitedWithCode(0), "");
     }
-
-    ~DefaultDeviceFolder() override {
-        for (const auto& [name, value] : before) {
-            value ? ::setenv(name.c_str(), value->c_str(), 1) : ::unsetenv(name.c_str());
-        }
-    }
-
-    std::map<std::string, std::optional<std::string>> before;
 };
 
 TEST_F(DefaultDeviceFolder, IsTheFirstOfThreeThatIsSet) {
-    ::setenv("HOME", "/home", 1);
-    EXPECT_EQ(Desktop::defaultDeviceFolder(), "/home/.local/share/kavrel/device");
-    ::setenv("XDG_DATA_HOME", "/data", 1);
-    EXPECT_EQ(Desktop::defaultDeviceFolder(), "/data/kavrel/device");
-    ::setenv("KAVREL_DEVICE", "device", 1);
-    EXPECT_EQ(Desktop::defaultDeviceFolder(), "device");
+    expect([] {
+        EXPECT_THROW(Desktop::defaultDeviceFolder(), Desktop::DeviceError);
+        ::setenv("HOME", "/home", 1);
+        EXPECT_EQ(Desktop::defaultDeviceFolder(), "/home/.local/share/kavrel/device");
+        ::setenv("XDG_DATA_HOME", "data", 1);
+        ::setenv("KAVREL_DEVICE", "", 1);
+        EXPECT_EQ(Desktop::defaultDeviceFolder(), "/home/.local/share/kavrel/device")
+            << "the others are relative and empty";
+        ::setenv("XDG_DATA_HOME", "/data", 1);
+        EXPECT_EQ(Desktop::defaultDeviceFolder(), "/data/kavrel/device");
+        ::setenv("KAVREL_DEVICE", "device", 1);
+        EXPECT_EQ(Desktop::defaultDeviceFolder(), "device");
+    });
 }
 
-TEST_F(DefaultDeviceFolder, IsNotOneThatIsEmptyOrRelative) {
-    ::setenv("HOME", "/home", 1);
-    ::setenv("XDG_DATA_HOME", "data", 1);
-    ::setenv("KAVREL_DEVICE", "", 1);
-    EXPECT_EQ(Desktop::defaultDeviceFolder(), "/home/.local/share/kavrel/device");
-}
-
-TEST_F(DefaultDeviceFolder, IsNowhereWhenNoneIsSet) {
-    EXPECT_THROW(Desktop::defaultDeviceFolder(), Desktop::DeviceError);
-}
-
-TEST_F(DefaultDeviceFolder, IsOpenedByTheFirstUse) {
-    const TemporaryFolder temporary;
-    ::setenv("KAVREL_DEVICE", (temporary.path() / "device").c_str(), 1);
-    const Outcome outcome = Worker({"generate", "", "p", "1"}).finish();
-    EXPECT_EQ(outcome.status, 0) << outcome.output;
-    Desktop::openDevice(temporary.path() / "device");
-    EXPECT_TRUE(pairWorks("p0"));
-}
-
-TEST_F(DefaultDeviceFolder, ThatCannotBeUsedIsToldOnStandardError) {
-    const Outcome outcome = Worker({"lookup", "", "tag"}).finish();
-    EXPECT_THAT(outcome.output, AllOf(HasSubstr("$KAVREL_DEVICE"), HasSubstr("\n-36\n")));
+TEST_F(DefaultDeviceFolder, IsOpenedByTheFirstUseAndToldOnStandardErrorWhenItCannotBe) {
+    expect([] {
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(SecItemCopyMatching(keyQuery("tag"), nullptr), -36);
+        EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("$KAVREL_DEVICE"));
+        static const TemporaryFolder temporary;
+        ::setenv("KAVREL_DEVICE", (temporary.path() / "device").c_str(), 1);
+        makePair("p");
+        Desktop::openDevice(temporary.path() / "device");
+        EXPECT_TRUE(pairWorks("p"));
+    });
 }
 
 }  // namespace

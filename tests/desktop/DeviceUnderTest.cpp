@@ -14,44 +14,13 @@
 namespace KavrelCrypto::DeviceUnderTest {
 namespace {
 
-/// What the prompts showed. They are answered on threads of the sensor's own.
-class Prompts {
-  public:
-    void forget() {
-        const std::lock_guard lock(mutex_);
-        reasons_.clear();
-    }
-    void show(const std::string& reason) {
-        const std::lock_guard lock(mutex_);
-        reasons_.push_back(reason);
-    }
-    std::vector<std::string> reasons() {
-        const std::lock_guard lock(mutex_);
-        return reasons_;
-    }
-
-  private:
-    std::mutex mutex_;
-    std::vector<std::string> reasons_;
+/// What the prompts showed. They are answered on threads of the sensor's own, even while the process ends, so
+/// this is never destroyed.
+struct Prompts {
+    std::mutex mutex;
+    std::vector<std::string> reasons;
 };
-
-Prompts& prompts() {
-    // Never destroyed: a prompt may still be answered while the process ends.
-    static Prompts& instance = *new Prompts;
-    return instance;
-}
-
-Desktop::PromptAnswer desktopAnswer(PromptAnswer answer) {
-    switch (answer) {
-        case PromptAnswer::match:
-            return Desktop::PromptAnswer::match;
-        case PromptAnswer::noMatch:
-            return Desktop::PromptAnswer::noMatch;
-        case PromptAnswer::cancel:
-            break;
-    }
-    return Desktop::PromptAnswer::cancel;
-}
+Prompts& prompts = *new Prompts;
 
 }  // namespace
 
@@ -60,7 +29,8 @@ void startNew() {
     Desktop::openDevice(folder.path());
     Desktop::resetDevice();
     answerPrompts(PromptAnswer::cancel);
-    prompts().forget();
+    const std::lock_guard lock(prompts.mutex);
+    prompts.reasons.clear();
 }
 
 void setBiometrics(LABiometryType kind, bool enrolled, bool lockedOut) {
@@ -72,14 +42,17 @@ void setBiometrics(LABiometryType kind, bool enrolled, bool lockedOut) {
 }
 
 void answerPrompts(PromptAnswer answer) {
-    Desktop::answerPromptsWith([answer = desktopAnswer(answer)](const std::string& reason) {
-        prompts().show(reason);
+    // The two name the same answers in the same order.
+    Desktop::answerPromptsWith([answer = static_cast<Desktop::PromptAnswer>(answer)](const auto& reason) {
+        const std::lock_guard lock(prompts.mutex);
+        prompts.reasons.push_back(reason);
         return answer;
     });
 }
 
 std::vector<std::string> promptsShown() {
-    return prompts().reasons();
+    const std::lock_guard lock(prompts.mutex);
+    return prompts.reasons;
 }
 
 }  // namespace KavrelCrypto::DeviceUnderTest

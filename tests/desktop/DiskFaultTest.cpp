@@ -8,7 +8,6 @@
 #include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/FailingDisk.hpp"
 #include "tests/desktop/Session.hpp"
-#include "tests/desktop/StoredKeys.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace KavrelCrypto {
@@ -19,7 +18,6 @@ using FailingDisk::Fault;
 class DiskFaults : public testing::TestWithParam<std::pair<const char*, Fault>> {
   protected:
     static void SetUpTestSuite() {
-        StoredKeys::make(folder().path() / "keys");
         FailingDisk::install(folder().path() / "device");
         Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
     }
@@ -51,15 +49,15 @@ class DiskFaults : public testing::TestWithParam<std::pair<const char*, Fault>> 
         if (!open()) {
             return;
         }
-        session_.make("ensureKey", "Sara");
-        session_.make("getKeyInfo", "Sara");
-        session_.make("storeCertificate", "Sara");
-        session_.make("getCertificate", "Sara");
-        session_.make("signDigest", "Sara");
-        session_.make("deleteKey", "Omid");
-        session_.make("createCSR", "Omid");
-        session_.make("hasKey", "Omid");
-        session_.make("getBiometricStatus", "Omid");
+        session_.ensureKey("Sara");
+        session_.getKeyInfo("Sara");
+        session_.storeCertificate("Sara");
+        session_.getCertificate("Sara");
+        session_.signDigest("Sara");
+        session_.deleteKey("Omid");
+        session_.createCSR("Omid");
+        session_.hasKey("Omid");
+        session_.getBiometricStatus("Omid");
     }
 
     Session session_{{{"Sara", "Omid", "Nima"}, false, true, 1},
@@ -69,8 +67,8 @@ class DiskFaults : public testing::TestWithParam<std::pair<const char*, Fault>> 
 TEST_P(DiskFaults, EndEveryCallOnceAndTakeNothingThatWasAcknowledged) {
     session_.expectFailures(FailingDisk::failures);
     ASSERT_TRUE(open());
-    session_.make("ensureKey", "Nima");
-    session_.make("getKeyInfo", "Nima");
+    session_.ensureKey("Nima");
+    session_.getKeyInfo("Nima");
     for (long count = 0; count < 10'000; ++count) {
         FailingDisk::failAfter(count, GetParam().second);
         callAll();

@@ -32,15 +32,6 @@ class SecItems : public testing::Test {
     const TestDevice device;
 };
 
-TEST_F(SecItems, AreNotFoundInANewKeychain) {
-    SecItemResult result = bytesOf("as it was");
-    EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), &result), errSecItemNotFound);
-    EXPECT_EQ(std::get<Bytes>(result), bytesOf("as it was"));
-    EXPECT_EQ(lookup(keyQuery("tag")), errSecItemNotFound);
-    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassKey}}), errSecItemNotFound);
-    EXPECT_EQ(SecItemDelete({{kSecClass, kSecClassGenericPassword}}), errSecItemNotFound);
-}
-
 TEST_F(SecItems, GiveAPasswordBackByteForByte) {
     const std::string bytes("a\0b\r\n\xFF", 6);
     const std::string large(1 << 20, 'x');
@@ -70,7 +61,9 @@ TEST_F(SecItems, AreNamedByteForByte) {
 }
 
 TEST_F(SecItems, GiveTheValueBackOnlyWhenAsked) {
-    SecItemResult result;
+    SecItemResult result = bytesOf("as it was");
+    EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), &result), errSecItemNotFound);
+    EXPECT_EQ(std::get<Bytes>(result), bytesOf("as it was"));
     CFDictionary attributes{{kSecClass, kSecClassGenericPassword},
                             {kSecAttrAccount, std::string("account")},
                             {kSecValueData, bytesOf("value")},
@@ -87,54 +80,27 @@ TEST_F(SecItems, GiveTheValueBackOnlyWhenAsked) {
     EXPECT_TRUE(std::holds_alternative<std::monostate>(result));
 }
 
-TEST_F(SecItems, GiveNothingBackToANullPointer) {
-    CFDictionary attributes = passwordQuery("account");
-    attributes.pop_back();  // the match limit belongs to lookups
-    attributes.push_back({kSecValueData, bytesOf("value")});
-    EXPECT_EQ(SecItemAdd(attributes, nullptr), errSecSuccess);
-    EXPECT_EQ(SecItemAdd(attributes, nullptr), errSecDuplicateItem);
-    EXPECT_EQ(SecItemCopyMatching(passwordQuery("account"), nullptr), errSecSuccess);
-    EXPECT_EQ(SecItemCopyMatching(passwordQuery("another"), nullptr), errSecItemNotFound);
-    makePair("p");
-    EXPECT_EQ(SecItemCopyMatching(keyQuery("p.private"), nullptr), errSecSuccess);
-    EXPECT_EQ(SecItemCopyMatching(keyQuery("q.private"), nullptr), errSecItemNotFound);
-}
-
-TEST_F(SecItems, MayBeAskedForWithAnAuthenticationContext) {
-    makePair("p");
-    CFDictionary query = keyQuery("p.private");
-    query.push_back({kSecUseAuthenticationContext, makeLAContext()});
-    query.push_back({kSecUseAuthenticationUI, kSecUseAuthenticationUIAllow});
-    EXPECT_EQ(lookup(query), errSecSuccess);
-}
+const CFDictionaryEntry isKey{kSecClass, kSecClassKey};
+const CFDictionaryEntry isOne{kSecAttrApplicationTag, bytesOf("one")};
+const CFDictionaryEntry isOther{kSecAttrApplicationTag, bytesOf("other")};
+const CFDictionaryEntry isRSA{kSecAttrKeyType, kSecAttrKeyTypeRSA};
+const CFDictionaryEntry isEC{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom};
+const CFDictionaryEntry isPrivate{kSecAttrKeyClass, kSecAttrKeyClassPrivate};
+const CFDictionaryEntry isPublic{kSecAttrKeyClass, kSecAttrKeyClassPublic};
 
 class EverySecItemQuery : public SecItems, public testing::WithParamInterface<CFDictionary> {
   protected:
     EverySecItemQuery() {
-        for (const SecConstant type : {kSecAttrKeyTypeRSA, kSecAttrKeyTypeECSECPrimeRandom}) {
-            const std::int64_t bits = type == kSecAttrKeyTypeRSA ? 512 : 256;
-            SecKeyCreateRandomKey(pairParameters(type, bits, "one", "other"), nullptr);
-            SecKeyCreateRandomKey(pairParameters(type, bits, "other", "one"), nullptr);
+        for (const CFDictionaryEntry& type : {isRSA, isEC}) {
+            for (const auto& [tag, other] : {std::pair{isOne, isOther}, {isOther, isOne}}) {
+                SecKeyCreateRandomKey(
+                    pairParameters(std::get<SecConstant>(type.value), type == isRSA ? 512 : 256,
+                                   tag == isOne ? "one" : "other", tag == isOne ? "other" : "one"),
+                    nullptr);
+                stored.push_back({isKey, tag, type, isPrivate});
+                stored.push_back({isKey, other, type, isPublic});
+            }
         }
-    }
-
-    /// Every key in the keychain by its attributes, in the order of storing.
-    const std::vector<CFDictionary> stored{
-        attributes("one", kSecAttrKeyTypeRSA, kSecAttrKeyClassPrivate),
-        attributes("other", kSecAttrKeyTypeRSA, kSecAttrKeyClassPublic),
-        attributes("other", kSecAttrKeyTypeRSA, kSecAttrKeyClassPrivate),
-        attributes("one", kSecAttrKeyTypeRSA, kSecAttrKeyClassPublic),
-        attributes("one", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPrivate),
-        attributes("other", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPublic),
-        attributes("other", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPrivate),
-        attributes("one", kSecAttrKeyTypeECSECPrimeRandom, kSecAttrKeyClassPublic),
-    };
-
-    static CFDictionary attributes(const char* tag, SecConstant type, SecConstant keyClass) {
-        return {{kSecClass, kSecClassKey},
-                {kSecAttrApplicationTag, bytesOf(tag)},
-                {kSecAttrKeyType, type},
-                {kSecAttrKeyClass, keyClass}};
     }
 
     [[nodiscard]] static bool isMatch(const CFDictionary& key) {
@@ -154,28 +120,20 @@ class EverySecItemQuery : public SecItems, public testing::WithParamInterface<CF
     static Bytes publicBytes(const SecKeyRef& key) {
         return exported(SecKeyCopyPublicKey(key));
     }
+
+    /// Every key in the keychain by its attributes, in the order of storing.
+    std::vector<CFDictionary> stored;
 };
 
-TEST_P(EverySecItemQuery, FindsTheFirstThatWasStored) {
+TEST_P(EverySecItemQuery, FindsTheFirstThatWasStoredAndDeletesAllMatchesAndNothingElse) {
     const auto first = std::find_if(stored.begin(), stored.end(), isMatch);
     EXPECT_EQ(publicBytes(found(GetParam())), publicBytes(found(*first)));
-}
-
-TEST_P(EverySecItemQuery, DeletesItsMatchesAndNothingElse) {
     EXPECT_EQ(SecItemDelete(GetParam()), errSecSuccess);
     EXPECT_EQ(SecItemDelete(GetParam()), errSecItemNotFound);
     for (const CFDictionary& key : stored) {
         EXPECT_EQ(found(key) == nullptr, isMatch(key));
     }
 }
-
-const CFDictionaryEntry isKey{kSecClass, kSecClassKey};
-const CFDictionaryEntry isOne{kSecAttrApplicationTag, bytesOf("one")};
-const CFDictionaryEntry isOther{kSecAttrApplicationTag, bytesOf("other")};
-const CFDictionaryEntry isRSA{kSecAttrKeyType, kSecAttrKeyTypeRSA};
-const CFDictionaryEntry isEC{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom};
-const CFDictionaryEntry isPrivate{kSecAttrKeyClass, kSecAttrKeyClassPrivate};
-const CFDictionaryEntry isPublic{kSecAttrKeyClass, kSecAttrKeyClassPublic};
 
 INSTANTIATE_TEST_SUITE_P(Combinations, EverySecItemQuery,
                          testing::Values(CFDictionary{isKey}, CFDictionary{isKey, isOther},

@@ -108,15 +108,6 @@ TEST_F(KeychainLock, KeepsADeletionFromDeletingAnything) {
     EXPECT_EQ(lookup("tag"), errSecSuccess);
 }
 
-TEST_F(KeychainLock, KeepsAPairFromBeingStoredByHalves) {
-    CFDictionary pair = parameters("private", kSecAttrAccessibleAfterFirstUnlock);
-    pair.push_back({kSecPublicKeyAttrs,
-                    CFDictionary{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf("public")}}});
-    Desktop::setDeviceState(locked);
-    EXPECT_EQ(SecKeyCreateRandomKey(pair, nullptr), nullptr);
-    EXPECT_EQ(lookup("private"), errSecItemNotFound);
-}
-
 TEST_F(KeychainLock, KeepsAReferenceFromItsKeyUntilTheDeviceIsUnlocked) {
     makePair("p");
     const SecKeyRef key = findKey("p.private");
@@ -138,22 +129,6 @@ TEST_F(KeychainLock, LeavesKeysAloneThatAreNotInTheKeychain) {
         SecKeyCreateRandomKey(
             {{kSecAttrKeyType, kSecAttrKeyTypeRSA}, {kSecAttrKeySizeInBits, std::int64_t{512}}}, nullptr),
         nullptr);
-}
-
-TEST_F(KeychainLock, IsThereBeforeTheFirstUnlock) {
-    EXPECT_THROW(Desktop::setDeviceState({.locked = false, .firstUnlock = false}), Desktop::DeviceError);
-    EXPECT_EQ(Desktop::deviceState(), unlocked);
-}
-
-TEST_F(KeychainLock, StaysWhenTheDeviceIsOpenedAgain) {
-    const Desktop::DeviceState state{.biometry = LABiometryType::touchID,
-                                     .enrolled = false,
-                                     .lockedOut = true,
-                                     .locked = true,
-                                     .firstUnlock = false};
-    Desktop::setDeviceState(state);
-    device.reopen();
-    EXPECT_EQ(Desktop::deviceState(), state);
 }
 
 }  // namespace

@@ -2,12 +2,106 @@
 // makes it, and none of them ends in anything but an answer. A program of its own, since it replaces operator
 // new.
 
+#include <atomic>
+#include <cstdlib>
 #include <gmock/gmock.h>
+#include <new>
+#include <openssl/crypto.h>
 #include <semaphore>
+#include <sqlite3.h>
+#include <stdexcept>
 
 #include "devices/desktop/Sensor.hpp"
-#include "tests/desktop/FailingAllocations.hpp"
 #include "tests/desktop/TestDevice.hpp"
+
+// The allocations of C++, of OpenSSL and of SQLite are counted together.
+namespace FailingAllocations {
+namespace {
+
+enum class Fault { once, forGood };
+enum class Failed { nothing, something, openSSL };
+
+constexpr long none = -1;
+std::atomic<long> remaining = none;
+std::atomic<Fault> fault = Fault::once;
+std::atomic<Failed> failed = Failed::nothing;
+
+/// Counts one allocation; false if it is the one to fail.
+bool isGranted(Failed asWhat = Failed::something) {
+    long before = remaining;
+    while (before != none && !(before == 0 && fault == Fault::forGood) &&
+           !remaining.compare_exchange_weak(before, before - 1)) {
+    }
+    if (before == 0) {
+        failed = asWhat;
+    }
+    return before != 0;
+}
+
+sqlite3_mem_methods sqlite;
+
+void* allocateForSQLite(int size) {
+    return isGranted() ? sqlite.xMalloc(size) : nullptr;
+}
+
+void* reallocateForSQLite(void* old, int size) {
+    return isGranted() ? sqlite.xRealloc(old, size) : nullptr;
+}
+
+void* allocateForOpenSSL(std::size_t size, const char*, int) {
+    return isGranted(Failed::openSSL) ? std::malloc(size) : nullptr;
+}
+
+void* reallocateForOpenSSL(void* old, std::size_t size, const char*, int) {
+    return isGranted(Failed::openSSL) ? std::realloc(old, size) : nullptr;
+}
+
+void releaseForOpenSSL(void* memory, const char*, int) {
+    std::free(memory);
+}
+
+/// Puts itself under OpenSSL and SQLite. To be called before either has allocated anything.
+void install() {
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &sqlite);
+    sqlite3_mem_methods counting = sqlite;
+    counting.xMalloc = allocateForSQLite;
+    counting.xRealloc = reallocateForSQLite;
+    if (sqlite3_config(SQLITE_CONFIG_MALLOC, &counting) != SQLITE_OK ||
+        CRYPTO_set_mem_functions(allocateForOpenSSL, reallocateForOpenSSL, releaseForOpenSSL) != 1) {
+        throw std::logic_error("too late to count allocations");
+    }
+}
+
+/// Lets the allocation fail that comes after `count` others; for good, all that come after it fail too.
+void failAfter(long count, Fault newFault = Fault::once) {
+    fault = newFault;
+    remaining = count;
+}
+
+/// Lets no allocation fail from now on. Returns what has failed since failAfter.
+Failed stop() {
+    remaining = none;
+    return failed.exchange(Failed::nothing);
+}
+
+}  // namespace
+}  // namespace FailingAllocations
+
+void* operator new(std::size_t size) {
+    void* memory = FailingAllocations::isGranted() ? std::malloc(size) : nullptr;
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace KavrelCrypto {
 namespace {

@@ -1,11 +1,9 @@
 // Nothing that the desktop device asks of its database grows with the number of persons in it.
 
-#include <future>
 #include <gmock/gmock.h>
 #include <set>
 #include <sqlite3.h>
 
-#include "devices/desktop/Sensor.hpp"
 #include "tests/desktop/TestDevice.hpp"
 
 namespace KavrelCrypto {
@@ -49,19 +47,6 @@ class KeychainQueryPlans : public testing::Test {
         SecItemCopyMatching(passwordQuery("account"), nullptr);
         SecItemDelete({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, std::string("account")}});
         Desktop::setDeviceState(Desktop::deviceState());
-        for (const Desktop::PromptAnswer answer :
-             {Desktop::PromptAnswer::match, Desktop::PromptAnswer::noMatch}) {
-            Desktop::answerPromptsWith([=](const std::string&) { return answer; });
-            std::promise<void> isAnswered;
-            evaluatePolicy(makeLAContext(), LAPolicy::deviceOwnerAuthenticationWithBiometrics, "a reason",
-                           [&](bool, const std::optional<NSError>&) { isAnswered.set_value(); });
-            isAnswered.get_future().wait();
-        }
-    }
-
-    /// How SQLite goes about `statement`, line by line.
-    [[nodiscard]] std::vector<std::string> plan(const std::string& statement) const {
-        return select(device.file(), "EXPLAIN QUERY PLAN " + statement, 3);
     }
 
     const TestDevice device;
@@ -75,7 +60,7 @@ TEST_F(KeychainQueryPlans, UseAnIndexAndSortNothing) {
         if (statement.starts_with("BEGIN") || statement.starts_with("PRAGMA")) {
             continue;
         }
-        for (const std::string& line : plan(statement)) {
+        for (const std::string& line : select(device.file(), "EXPLAIN QUERY PLAN " + statement, 3)) {
             EXPECT_THAT(line, testing::AllOf(testing::StartsWith("SEARCH"), testing::HasSubstr("USING")))
                 << statement;
             ++searches;

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/plugin/WebLayer.hpp"
+
 namespace KavrelCrypto {
 
 /// What a device has acknowledged, and must keep whatever happens: each person's key and the content of the
@@ -51,8 +53,16 @@ class Session {
     /// known from then on. Only an "ensureKey" that resolves promises a key all the same.
     void expectFailures(std::function<long()> failures);
 
-    /// Makes a call about a person and judges how it ends.
-    void make(std::string_view method, const std::string& person);
+    // Each makes a call about a person and judges how it ends.
+    void ensureKey(const std::string& person);
+    void deleteKey(const std::string& person);
+    void hasKey(const std::string& person);
+    void getKeyInfo(const std::string& person);
+    void createCSR(const std::string& person);
+    void storeCertificate(const std::string& person);
+    void getCertificate(const std::string& person);
+    void signDigest(const std::string& person);
+    void getBiometricStatus(const std::string& person);
 
     /// Makes a call of a random method about a random person.
     void makeAny();
@@ -65,16 +75,7 @@ class Session {
     [[nodiscard]] bool couldFail() const;
     void note(const std::string& name, const std::string& value);
     void noteSlot(const std::string& value);
-
-    void ensureKey(const std::string& person);
-    void deleteKey(const std::string& person);
-    void hasKey(const std::string& person);
-    void getKeyInfo(const std::string& person);
-    void createCSR(const std::string& person);
-    void storeCertificate(const std::string& person);
-    void getCertificate(const std::string& person);
-    void signDigest(const std::string& person);
-    void getBiometricStatus(const std::string& person);
+    Outcome make(std::string_view method, JSObject options);
 
     const Setting setting_;
     std::mt19937 random_;

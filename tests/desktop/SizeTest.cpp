@@ -2,14 +2,15 @@
 
 #include <algorithm>
 #include <climits>
-#include <gmock/gmock.h>
+#include <functional>
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 
 #include "devices/desktop/OpenSSL.hpp"
 #include "devices/desktop/SQLite.hpp"
 #include "devices/desktop/Sealing.hpp"
-#include "tests/desktop/TestDevice.hpp"
-#include "tests/desktop/TestProcess.hpp"
+#include "tests/plugin/OpenSSL.hpp"
+#include "tests/support/Hex.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -39,14 +40,11 @@ class LargeBytes {
         ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
 };
 
-template <typename Operation>
-OSStatus statusOf(Operation operation) {
-    try {
+OSStatus statusOf(const std::function<void()>& operation) {
+    return Desktop::statusOf([&] {
         operation();
-    } catch (const Desktop::Failure& failure) {
-        return failure.status();
-    }
-    return errSecSuccess;
+        return errSecSuccess;
+    });
 }
 
 TEST(Size, IsCheckedWhereOpenSSLCountsInInt) {
@@ -55,27 +53,18 @@ TEST(Size, IsCheckedWhereOpenSSLCountsInInt) {
     EXPECT_EQ(statusOf([&] { Desktop::intSize(large.view().first(std::size_t{INT_MAX} + 1)); }), errSecParam);
 }
 
-TEST(Size, IsCheckedBeforeASecretIsSealed) {
+TEST(Size, IsCheckedBeforeASecretIsSealedAndBeforeAnItemIsStoredOrLookedUp) {
     const LargeBytes large;
     const Desktop::SealingKey key{};
     EXPECT_EQ(statusOf([&] { Desktop::seal(key, large.view(), {}); }), errSecParam);
     EXPECT_EQ(statusOf([&] { Desktop::seal(key, {}, large.view()); }), errSecParam);
-}
-
-TEST(Size, IsCheckedBeforeAnItemIsStoredOrLookedUp) {
-    const LargeBytes large;
     Desktop::Database database = Desktop::Database::inMemory();
     EXPECT_EQ(statusOf([&] { Desktop::Statement(database, "SELECT ?1", {large.view()}); }), errSecParam);
 }
 
 TEST(Size, OfWhatFollowsACertificateDoesNotMatter) {
-    const TemporaryFolder folder;
-    const Outcome outcome = run("cd " + quoted(folder.path()) +
-                                " && openssl req -x509 -newkey rsa:1024 -nodes -keyout key -subj /CN=test "
-                                "-days 1 -outform DER -out certificate");
-    ASSERT_EQ(outcome.status, 0) << outcome.output;
-    EXPECT_NE(SecCertificateCreateWithData(LargeBytes(readFile(folder.path() / "certificate")).view()),
-              nullptr);
+    const Bytes certificate = OpenSSL::certificate(OpenSSL::newKey("ED25519"));
+    EXPECT_NE(SecCertificateCreateWithData(LargeBytes(certificate).view()), nullptr);
 }
 
 // One that claims to be longer than OpenSSL can count.

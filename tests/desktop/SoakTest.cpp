@@ -14,8 +14,7 @@
 #include "devices/desktop/Sensor.hpp"
 #include "platform/Dispatch.hpp"
 #include "tests/desktop/Session.hpp"
-#include "tests/desktop/StoredKeys.hpp"
-#include "tests/desktop/TestProcess.hpp"
+#include "tests/desktop/Worker.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 
 namespace KavrelCrypto {
@@ -50,19 +49,16 @@ void onThreads(const std::function<void(int)>& work) {
 TEST(Soak, EightProcessesAndEightThreadsShareADevice) {
     const TemporaryFolder folder;
     const std::filesystem::path device = folder.path() / "device";
-    const std::filesystem::path keys = folder.path() / "keys";
-    StoredKeys::make(keys);
     Desktop::answerPromptsWith([](const std::string&) { return Desktop::PromptAnswer::match; });
-    Desktop::openDevice(device);
     const std::chrono::seconds duration = wantedDuration();
 
     std::vector<Worker> workers;
     for (int i = 0; i < processes; ++i) {
         const std::string number = std::to_string(i);
-        workers.emplace_back(std::vector<std::string>{device, keys, number, std::to_string(duration.count()),
+        workers.emplace_back(std::vector<std::string>{device, number, std::to_string(duration.count()),
                                                       "process " + number, "process " + number + " too"});
-        workers.back().letGo();
     }
+    Desktop::openDevice(device);  // which the first of them makes
     std::atomic<long> calls = 0;
     std::vector<Acknowledged> acknowledged(threads);
     const auto end = std::chrono::steady_clock::now() + duration;
@@ -79,10 +75,10 @@ TEST(Soak, EightProcessesAndEightThreadsShareADevice) {
         each.expectKept();
     }
     for (Worker& worker : workers) {
-        const Outcome outcome = worker.finish();
-        EXPECT_EQ(outcome.status, 0);
-        EXPECT_EQ(outcome.output.find_first_not_of("0123456789"), std::string::npos) << outcome.output;
-        calls += std::atol(outcome.output.c_str());
+        const std::string output = worker.readAll();
+        EXPECT_EQ(worker.wait(), 0);
+        EXPECT_EQ(output.find_first_not_of("0123456789"), std::string::npos) << output;
+        calls += std::atol(output.c_str());
     }
     std::cout << processes << " processes and " << threads << " threads made " << calls << " calls in "
               << duration.count() << " seconds.\n";

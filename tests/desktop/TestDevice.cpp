@@ -1,9 +1,12 @@
 #include "tests/desktop/TestDevice.hpp"
 
+#include <chrono>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <thread>
 
 namespace KavrelCrypto {
 
@@ -61,10 +64,9 @@ CFDictionary pairParameters(SecConstant keyType, std::int64_t bits, const std::s
              CFDictionary{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf(publicTag)}}}};
 }
 
-SecKeyRef makePair(const std::string& person) {
+SecKeyRef makePair(const std::string& person, std::optional<NSError>* error) {
     return SecKeyCreateRandomKey(
-        pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, person + ".private", person + ".public"),
-        nullptr);
+        pairParameters(kSecAttrKeyTypeECSECPrimeRandom, 256, person + ".private", person + ".public"), error);
 }
 
 CFDictionary keyQuery(const std::string& tag) {
@@ -104,6 +106,29 @@ bool pairWorks(const std::string& person) {
         SecKeyCreateSignature(privateKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA256, message, nullptr);
     return signature && SecKeyVerifySignature(publicKey, kSecKeyAlgorithmECDSASignatureMessageX962SHA256,
                                               message, *signature, nullptr);
+}
+
+std::string messageOf(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const Desktop::DeviceError& failure) {
+        return failure.what();
+    }
+    return "(no error)";
+}
+
+void waitForWaiters(const std::filesystem::path& folder, int count) {
+    struct stat status {};
+    ::stat(folder.c_str(), &status);
+    const std::string inode = ":" + std::to_string(status.st_ino) + " ";
+    for (int found = 0; found < count;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        found = 0;
+        std::ifstream locks("/proc/locks");
+        for (std::string line; std::getline(locks, line);) {
+            found += line.find("-> FLOCK") != std::string::npos && line.find(inode) != std::string::npos;
+        }
+    }
 }
 
 }  // namespace KavrelCrypto

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,7 +48,7 @@ CFDictionary pairParameters(SecConstant keyType, std::int64_t bits, const std::s
                             const std::string& publicTag);
 
 /// Makes a pair of P-256 keys under PERSON.private and PERSON.public.
-SecKeyRef makePair(const std::string& person);
+SecKeyRef makePair(const std::string& person, std::optional<NSError>* error = nullptr);
 
 /// Returns the query for the keys under `tag`.
 CFDictionary keyQuery(const std::string& tag);
@@ -62,5 +64,11 @@ OSStatus addPassword(const std::string& account, const std::string& value,
 
 /// Returns whether the keys under PERSON.private and PERSON.public sign and verify.
 bool pairWorks(const std::string& person);
+
+/// Returns the message of the DeviceError that `operation` throws; "(no error)" if it throws none.
+std::string messageOf(const std::function<void()>& operation);
+
+/// Waits until this many wait for the lock of `folder`, which somebody holds.
+void waitForWaiters(const std::filesystem::path& folder, int count);
 
 }  // namespace KavrelCrypto

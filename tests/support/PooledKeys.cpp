@@ -1,31 +1,37 @@
-#include <array>
 #include <atomic>
 #include <cstdarg>
 #include <cstddef>
-#include <mutex>
+#include <cstdio>
 #include <openssl/evp.h>
+#include <openssl/pem.h>
 #include <string_view>
+#include <unistd.h>
+#include <vector>
 
 extern "C" EVP_PKEY* __real_EVP_PKEY_Q_keygen(OSSL_LIB_CTX* context, const char* properties, const char* type,
                                               ...);
 
 namespace {
 
-constexpr std::size_t stockedBits = 2048;
+constexpr std::size_t pooledBits = 2048;
 
-/// An RSA key that is generated when it is first asked for.
-class StockedKey {
-  public:
-    EVP_PKEY* copy() {
-        std::call_once(once_,
-                       [this] { key_ = __real_EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", stockedBits); });
-        return key_ == nullptr ? nullptr : EVP_PKEY_dup(key_);
+/// Reads the keys that the build has generated.
+std::vector<EVP_PKEY*> readPool() {
+    std::vector<EVP_PKEY*> keys;
+    FILE* file = std::fopen(POOLED_KEYS, "r");
+    while (EVP_PKEY* key = PEM_read_PrivateKey(file, nullptr, nullptr, nullptr)) {
+        keys.push_back(key);
     }
+    std::fclose(file);
+    return keys;
+}
 
-  private:
-    std::once_flag once_;
-    EVP_PKEY* key_ = nullptr;
-};
+EVP_PKEY* nextOfPool() {
+    static const std::vector<EVP_PKEY*> pool = readPool();
+    // Processes do not all begin with the same key.
+    static std::atomic<std::size_t> next = static_cast<std::size_t>(::getpid());
+    return EVP_PKEY_dup(pool.at(next++ % pool.size()));
+}
 
 }  // namespace
 
@@ -34,16 +40,12 @@ class StockedKey {
 // so some take turns.
 extern "C" EVP_PKEY* __wrap_EVP_PKEY_Q_keygen(OSSL_LIB_CTX* context, const char* properties, const char* type,
                                               ...) {
-    static std::array<StockedKey, 16> stock;
-    static std::atomic<std::size_t> taken = 0;
-
     std::va_list arguments;
     va_start(arguments, type);
     EVP_PKEY* key = nullptr;
     if (std::string_view(type) == "RSA") {
         const auto bits = va_arg(arguments, std::size_t);
-        key = bits == stockedBits ? stock[taken++ % stock.size()].copy()
-                                  : __real_EVP_PKEY_Q_keygen(context, properties, type, bits);
+        key = bits == pooledBits ? nextOfPool() : __real_EVP_PKEY_Q_keygen(context, properties, type, bits);
     } else if (std::string_view(type) == "EC") {
         key = __real_EVP_PKEY_Q_keygen(context, properties, type, va_arg(arguments, const char*));
     } else {
