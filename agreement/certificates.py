@@ -21,7 +21,6 @@ UNCOMPRESSED = 0x04
 
 @dataclass
 class Certificate:
-    maker: str
     kind: str
     der: bytes
     # The content of the key's BIT STRING, whatever that is.
@@ -30,11 +29,11 @@ class Certificate:
     expected: bytes | None
 
 
-def certificate_by(maker, der, kind=None):
+def certificate_by(der, kind=None):
     """Returns the certificate `der`, which is of the kind of its key unless another is given."""
     info = x509.Certificate.load(der)["tbs_certificate"]["subject_public_key_info"]
     standing = core.Sequence.load(info.dump())[1].contents[1:]  # asn1crypto would parse it as a key
-    return Certificate(maker, kind or kind_of(info["algorithm"], standing), der, standing, exported(info.dump()))
+    return Certificate(kind or kind_of(info["algorithm"], standing), der, standing, exported(info.dump()))
 
 
 def kind_of(algorithm, key):

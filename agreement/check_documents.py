@@ -6,25 +6,18 @@ implementation check them, and then changes one byte after the other of some. Al
 made, and to refuse each one that was changed. Prints a table of who accepts what, and fails if that is not as expected.
 """
 
-import argparse
 import base64
 import json
 import re
 import subprocess
-import sys
-import time
-import tomllib
-from collections import Counter
 from dataclasses import dataclass, replace
-from itertools import groupby
 from pathlib import Path
-from tempfile import TemporaryDirectory
 
 from asn1crypto.cms import ContentInfo
 from component import KAVREL, ROOT, Desktop
-from console import progress, tell
 from documents.verifiers import ALL, write_programs
 from records import PLAIN
+from report import ACCEPTED, REFUSED, Report, tell, timed
 
 MiB = 1 << 20
 SIZES = [0, 1, 2, 55, 56, 63, 64, 65, 119, 127, 128, 255, 256, 4095, 65_535, 65_536, MiB]
@@ -231,92 +224,28 @@ def changed(documents, folder, short):
     yield from changes_of_pdf(first["PDF"], folder, step * 7)
 
 
-def judged_by(verifier, documents):
-    """Returns which of `documents` the verifier can check, and what it refuses them for."""
-    began = time.monotonic()
-    pertinent = [document for document in documents if document.form in verifier.forms]
-    refusals = dict(zip(pertinent, verifier.refusals(pertinent), strict=True))
-    progress(f"{verifier.name}: {len(pertinent)} documents checked, {time.monotonic() - began:.1f} s")
-    return refusals
+def check(folder, short):
+    folder = Folder(folder)
+    make_authorities(folder)
+    documents = timed("documents by the package", made_by_package, folder, short)
+    documents += timed("documents by kavrel", made_by_kavrel, folder, short)
+    documents += timed("documents by two people", with_two_signers, documents, folder)
+    pdfs = [document for document in documents if document.form == "pdf"]
+    documents += timed("documents changed", changed, documents, folder, short)
+    documents += [taken_apart(pdf, folder) for pdf in pdfs]
 
-
-class Table:
-    """Rows of kinds of document, with how many of them each implementation accepts."""
-
-    def __init__(self, names, expected):
-        self.names, self.expected = names, expected
-        self.rows, self.complaints, self.used = [], Counter(), {}
-        self.accepted = self.refused = 0
-
-    def add(self, kind, documents, refusals):
-        cells = []
-        for name, by_document in zip(self.names, refusals, strict=True):
-            judged = [document for document in documents if document in by_document]
-            accepted = sum(by_document[document] is None for document in judged)
-            self.accepted += accepted
-            self.refused += len(judged) - accepted
-            cells.append(str(accepted) if judged else "")
-            exception = self.expected.get(kind, {}).get(name)
-            if exception and judged:
-                self.used[kind, name] = exception
-            wanted = 0 if "changed" in kind else len(judged)
-            wanted = exception["accepts"] if exception and judged else wanted
-            if accepted != wanted:
-                reasons = Counter(reason for document in judged if (reason := by_document[document]))
-                said = f"; most often: {reasons.most_common(1)[0][0][:200]}" if reasons else ""
-                self.complaints[f'{name} accepts {accepted} of {len(judged)} "{kind}", expected {wanted}{said}'] += 1
-        self.rows.append((kind, len(documents), cells))
-
-    def print(self):
-        width = max(len(kind) for kind, _, _ in self.rows)
-        print(f"\n{'Who accepts how many documents':{width}}   made  {'  '.join(self.names)}")
-        for kind, made, cells in self.rows:
-            row = "  ".join(f"{cell:>{len(name)}}" for name, cell in zip(self.names, cells, strict=True))
-            print(f"{kind:{width}} {made:6}  {row}".rstrip())
-        for (kind, name), exception in self.used.items():
-            print(f'  "{kind}" by {name}: {exception["because"]}')
-
-    def failed(self):
-        for sentence in self.complaints:
-            print(f"script/agreement: {sentence}", file=sys.stderr)
-        return bool(self.complaints)
-
-
-def main():
-    arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    arguments.add_argument("--short", action="store_true", help="fewer documents, and fewer bytes changed")
-    short = arguments.parse_args().short
-
-    with TemporaryDirectory(prefix="kavrel-agreement-") as path:
-        folder = Folder(Path(path))
-        began = time.monotonic()
-        make_authorities(folder)
-        documents = [*made_by_package(folder, short), *made_by_kavrel(folder, short)]
-        documents += with_two_signers(documents, folder)
-        made = len(documents)
-        documents += changed(documents, folder, short)
-        documents += [taken_apart(pdf, folder) for pdf in documents if pdf.form == "pdf" and "changed" not in pdf.kind]
-        progress(
-            f"{made} documents made, and {len(documents) - made} copies changed or taken apart, {time.monotonic() - began:.1f} s"
-        )
-
-        programs = folder.path / "programs"
-        programs.mkdir()
-        write_programs(programs)
-        refusals = [judged_by(verifier(programs), documents) for verifier in ALL]
-
-    expected = tomllib.loads((ROOT / "agreement/expected_documents.toml").read_text())
-    table = Table([verifier.name for verifier in ALL], expected)
-    kinds = list(dict.fromkeys(document.kind for document in documents))
-    for kind, group in groupby(
-        sorted(documents, key=lambda document: kinds.index(document.kind)), lambda document: document.kind
-    ):
-        table.add(kind, list(group), refusals)
-    table.print()
-    print(f"\n{made} documents, and {sum('changed' in document.kind for document in documents)} with one bit changed")
-    print(f"{table.accepted} accepted, {table.refused} refused, {sum(table.complaints.values())} not as expected")
-    return table.failed()
+    programs = folder.path / "programs"
+    programs.mkdir()
+    write_programs(programs)
+    report = Report("documents", "Who accepts which documents", [verifier.name for verifier in ALL])
+    for verifier in ALL:
+        pertinent = [document for document in documents if document.form in verifier.forms]
+        refusals = timed(verifier.name, verifier(programs).refusals, pertinent)
+        for document, refusal in zip(pertinent, refusals, strict=True):
+            outcome = ACCEPTED if refusal is None else REFUSED
+            report.judge(document.kind, verifier.name, outcome, refusal or "")
+    return report
 
 
 if __name__ == "__main__":
-    tell(main)
+    tell(__doc__, check)

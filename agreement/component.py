@@ -55,30 +55,35 @@ class Desktop:
             yield from pool.map(lambda call: self.call(*call), calls)
 
 
-class WebAssembly:
-    """The simulator of the npm package in a process of Node.js, which ends with its standard input."""
-
-    name = "WebAssembly"
+class Process:
+    """A program that answers each line on its standard input with a line, and ends with it."""
 
     def __enter__(self):
-        command = ["node", ROOT / "agreement/webassembly.mjs"]
-        self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, cwd=ROOT)
+        self.process = subprocess.Popen(self.command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, cwd=ROOT, text=True)
         return self
 
     def __exit__(self, *_):
-        self.process.stdin.close()
-        self.process.wait(PATIENCE)
+        self.process.communicate(timeout=PATIENCE)
 
-    def send(self, method, options):
-        self.process.stdin.write(json.dumps([method, options]).encode() + b"\n")
-        self.process.stdin.flush()
-        return self.process.stdout.readline()
+    def answer(self, line):
+        try:
+            print(line, file=self.process.stdin, flush=True)
+        except BrokenPipeError:
+            pass  # it has stopped, so it does not answer
+        answer = self.process.stdout.readline()
+        if not answer:
+            raise Stopped(f"{self.name} stopped at {line[:100]}")
+        return answer.rstrip()
+
+
+class WebAssembly(Process):
+    """The simulator of the npm package in a process of Node.js."""
+
+    name = "WebAssembly"
+    command = ["node", ROOT / "agreement/webassembly.mjs"]
 
     def call(self, method, options):
-        answer = self.send(method, options)
-        if not answer:
-            raise Stopped(f"the WebAssembly stopped at a call of {method}")
-        return resolved(method, answer)
+        return resolved(method, self.answer(json.dumps([method, options])))
 
     def call_all(self, calls):
         yield from (self.call(*call) for call in calls)

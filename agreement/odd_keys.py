@@ -63,23 +63,13 @@ ODD_KEYS = [
 ]
 
 
-class ByHand:
-    """Makes a certificate for each odd key, signed by a throw-away authority."""
-
-    name = "hand"
-
-    def __init__(self, pattern):
-        """Takes all but the key from the certificate `pattern`."""
-        self.pattern = x509.Certificate.load(pattern)
-        self.authority = ec.generate_private_key(ec.SECP256R1())
-
-    def certificates(self):
-        yield from ((kind, self.issue(key)) for kind, key in ODD_KEYS)
-
-    def issue(self, key):
-        fields = self.pattern["tbs_certificate"]
+def odd_certificates(pattern):
+    """Yields a kind and a certificate for each odd key, signed by a throw-away authority, with all but the key of `pattern`."""
+    authority = ec.generate_private_key(ec.SECP256R1())
+    certificate = x509.Certificate.load(pattern)
+    fields = certificate["tbs_certificate"]
+    for kind, key in ODD_KEYS:
         parts = [key if name == "subject_public_key_info" else fields[name].dump() for name in fields]
         information = enclosed(SEQUENCE, b"".join(parts))
-        signature = self.authority.sign(information, ec.ECDSA(SHA256()))
-        bits = enclosed(BIT_STRING, b"\0" + signature)
-        return enclosed(SEQUENCE, information + self.pattern["signature_algorithm"].dump() + bits)
+        bits = enclosed(BIT_STRING, b"\0" + authority.sign(information, ec.ECDSA(SHA256())))
+        yield kind, enclosed(SEQUENCE, information + certificate["signature_algorithm"].dump() + bits)

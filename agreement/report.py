@@ -1,124 +1,90 @@
-"""Compares what implementations made of requests with what is expected, and prints it as a table for people."""
+"""What came of the things that a check made, by whom, beside what is expected, as a table for people."""
 
-import re
+import argparse
 import sys
+import time
+import tomllib
 from collections import Counter
-from itertools import groupby
+from pathlib import Path
+from subprocess import SubprocessError
+from tempfile import TemporaryDirectory
 
-PURPOSES = ["1.3.6.1.4.1.311.10.3.12", "1.3.6.1.5.5.7.3.2"]  # document signing, client authentication
-ACCEPTED = {"accepts": True}
+HERE = Path(__file__).resolve().parent
+
+# The usual outcomes: whoever is asked accepts everything, but refuses what was changed afterwards.
+ACCEPTED, REFUSED = "yes", "no"
 
 
 class Report:
-    def __init__(self, expected):
-        self.expected = expected
-        self.names = []
-        self.makers = Counter()
-        self.rows = []
-        self.malformed = {}
-        self.complaints = []
-        self.counts = Counter()
+    """A table of kinds. What is not as usual is in expected_CHECK.toml: the outcome of a kind by a name, or by all `others`."""
+
+    def __init__(self, check, title, names):
+        self.expected = tomllib.loads((HERE / f"expected_{check}.toml").read_text())
+        self.title = title
+        self.names = names
+        self.outcomes = {}
+        self.complaints = Counter()
 
     def complain(self, sentence):
-        self.complaints.append(sentence)
+        self.complaints[sentence[:300]] += 1
 
     def expectation(self, kind, name):
         expected = self.expected.get(kind, {})
-        return expected.get(name) or expected.get("others") or ACCEPTED
+        usual = {"outcome": REFUSED if "changed" in kind else ACCEPTED}
+        return expected.get(name) or expected.get("others") or usual
 
-    def judge(self, requests, readings):
-        """Takes in the `readings` of `requests`, by the implementations' names. Requests of one class stand together."""
-        self.names = list(readings)
-        self.makers = Counter(request.made for request in requests)
-        pairs = zip(requests, zip(*readings.values(), strict=True), strict=True)
-        for kind, group in groupby(pairs, key=lambda pair: pair[0].kind):
-            self.judge_class(kind, list(group))
-
-    def judge_class(self, kind, group):
-        row = [
-            sum(self.judge_reading(request, name, readings[index]) for request, readings in group)
-            for index, name in enumerate(self.names)
-        ]
-        self.rows.append((kind, len(group), row))
-        if "malformed" in self.expected.get(kind, {}):
-            self.find_malformed_bytes(kind, [request.der.hex(" ") for request, _ in group])
-
-    def judge_reading(self, request, name, reading):
-        """Returns whether the implementation accepts the request, having complained if that is not as expected."""
-        expected = self.expectation(request.kind, name)
-        if reading.refusal is None:
-            if "accepts" not in expected:
-                self.complain(f'{name} accepts "{request.kind}", which it is expected to refuse: {expected["because"]}')
-            self.compare(request, name, reading)
-            return True
-        if "accepts" in expected:
-            self.complain(f'{name} refuses "{request.kind}", which it is expected to accept: {reading.refusal}')
-        elif expected.get("says", "") not in reading.refusal:
-            self.complain(f'{name} refuses "{request.kind}" for another reason than expected: {reading.refusal}')
-        return False
-
-    def compare(self, request, name, reading):
-        wanted = {"subject": request.subject(), "public key": request.public_key, "purposes": PURPOSES}
-        read = {"subject": reading.subject, "public key": reading.public_key, "purposes": reading.purposes}
-        for what, value in wanted.items():
-            if read[what] is None:
-                continue
-            self.counts[what] += 1
-            if read[what] != value:
-                self.complain(f'{name} reads the {what} of "{request.kind}" as {read[what]} instead of {value}')
-
-    def find_malformed_bytes(self, kind, encodings):
-        found = [re.search(self.expected[kind]["bytes"], encoding) for encoding in encodings]
-        if all(found):
-            self.malformed[kind] = found[0][0]
-        else:
-            self.complain(f'not all of "{kind}" hold the bytes that are malformed on purpose')
+    def judge(self, kind, name, outcome, reason=""):
+        """Takes in one outcome, with the reason of a refusal."""
+        self.outcomes.setdefault(kind, {}).setdefault(name, Counter())[outcome] += 1
+        expected = self.expectation(kind, name)
+        if outcome != expected["outcome"]:
+            self.complain(f'"{kind}" by {name}: {outcome} instead of {expected["outcome"]}: {reason}')
+        elif expected.get("says", "") not in reason:
+            self.complain(f'"{kind}" by {name}: {outcome} for another reason than expected: {reason}')
 
     def print(self):
-        self.print_table()
-        self.print_reasons()
-        self.print_malformed()
-        self.print_figures()
-
-    def print_table(self):
-        width = max(len(kind) for kind, _, _ in self.rows) + 2
-        print(f"\n{'Who accepts how many requests':{width}}   made  {'  '.join(self.names)}")
-        for kind, made, row in self.rows:
-            cells = "  ".join(f"{count:>{len(name)}}" for name, count in zip(self.names, row, strict=True))
-            mark = " *" if kind in self.malformed else ""
-            print(f"{kind + mark:{width}} {made:6}  {cells}")
-        print("* malformed on purpose; see below")
-
-    def print_reasons(self):
-        print("\nWhy they are refused, or accepted though they are malformed:")
-        for kind, expected in self.expected.items():
-            for name, detail in expected.items():
-                if name in self.names:
-                    print(f'  "{kind}" by {name}: {detail["because"]}')
-                elif name == "others":
-                    others = "the others" if expected.keys() & self.names else "all"
-                    print(f'  "{kind}" by {others}: {detail["because"]}')
-
-    def print_malformed(self):
-        print("\nWhat is malformed on purpose:")
-        for kind, shown in self.malformed.items():
-            print(f'  "{kind}": {self.expected[kind]["malformed"]}')
-            print(f"      {shown}")
-
-    def print_figures(self):
-        made = sum(self.makers.values())
-        accepted = sum(sum(row) for _, _, row in self.rows)
-        refused = made * len(self.names) - accepted
-        makers = ", ".join(f"{count} {how}" for how, count in self.makers.items())
-        print(f"\n{made} requests in {len(self.rows)} classes: {makers}")
-        print(f"{len(self.names)} implementations: {', '.join(self.names)}")
-        print(f"{accepted} readings accepted, {refused} refused, {len(self.complaints)} not as expected")
-        print(f"{sum(self.counts.values())} comparisons of what was read with what went in:", end=" ")
-        print(", ".join(f"{count} of the {what}" for what, count in self.counts.items()))
+        rows = [(self.title, *self.names)]
+        for kind, by_name in self.outcomes.items():
+            cells = (by_name.get(name, {}) for name in self.names)
+            rows.append((kind, *(", ".join(f"{count} {outcome}" for outcome, count in cell.items()) for cell in cells)))
+        widths = [max(map(len, column)) for column in zip(*rows, strict=True)]
+        print()
+        for row in rows:
+            print("  ".join(cell.ljust(width) for cell, width in zip(row, widths, strict=True)).rstrip())
+        print("\nWhat is not accepted, or is accepted though it is malformed:")
+        for kind, exceptions in self.expected.items():
+            for name, exception in exceptions.items():
+                print(f'  "{kind}" by {name}: {exception["because"]}')
+        totals = sum((count for by_name in self.outcomes.values() for count in by_name.values()), Counter())
+        figures = ", ".join(f"{count} {outcome}" for outcome, count in totals.items())
+        print(f"\n{len(self.outcomes)} kinds: {figures}; {sum(self.complaints.values())} not as expected")
 
     def failed(self):
         """Tells each complaint once, in the order in which they came. Returns whether there were any."""
-        for sentence, count in Counter(complaint[:300] for complaint in self.complaints).items():
-            times = f" ({count} times)" if count > 1 else ""
-            print(f"script/agreement: {sentence}{times}", file=sys.stderr)
+        for sentence, count in self.complaints.items():
+            print(f"script/agreement: {sentence} ({count} times)", file=sys.stderr)
         return bool(self.complaints)
+
+
+def tell(description, check):
+    """Runs a check in a folder of its own and tells people its report, or in a sentence what kept it from its end."""
+    arguments = argparse.ArgumentParser(description=description.splitlines()[0])
+    arguments.add_argument("--short", action="store_true", help="a few of each kind")
+    short = arguments.parse_args().short
+    try:
+        with TemporaryDirectory(prefix="kavrel-agreement-") as folder:
+            report = check(Path(folder), short)
+    except (OSError, RuntimeError, SubprocessError) as failure:
+        sys.exit(f"script/agreement: {failure}")
+    report.print()
+    sys.exit(report.failed())
+
+
+def timed(what, work, *arguments):
+    """Returns the list of what `work` returns or yields, and tells whoever waits how many those are and what they took."""
+    began = time.monotonic()
+    done = list(work(*arguments))
+    if not done:
+        raise RuntimeError(f"{what}: there are none")
+    print(f"   {what}: {len(done)}, {time.monotonic() - began:.1f} s", file=sys.stderr, flush=True)
+    return done

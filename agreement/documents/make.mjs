@@ -79,7 +79,7 @@ async function signedPDF(content, signer) {
 
 const derOf = (pem) => pem.replace(/-----[A-Z ]+-----|\s/g, '');
 
-for (const { form, person, content, signature, attached, timed, detached } of plan.documents) {
+for (const { form, person, content, signature, attached, timed } of plan.documents) {
   const bytes = readFileSync(content);
   const signer = people[person];
   if (form === 'cms') {
@@ -87,7 +87,7 @@ for (const { form, person, content, signature, attached, timed, detached } of pl
     writeFileSync(signature, await signCMS(bytes, signer, { chain: signer.chain, attached, signingTime }));
   } else if (form === 'jws') {
     const x5c = [signer.certificate, ...(signer.chain ? [signer.chain] : [])].map(derOf);
-    writeFileSync(signature, await signJWS(bytes, signer, { header: signer.chain ? { x5c } : {}, detached }));
+    writeFileSync(signature, await signJWS(bytes, signer, { header: signer.chain ? { x5c } : {} }));
   } else {
     writeFileSync(signature, await signedPDF(bytes, signer));
   }

@@ -70,8 +70,10 @@ def arguments_of(document, p7s, token):
 class Programs(Commands):
     """Runs one program of the page for a `.p7s` and another for a token."""
 
+    interpreter = []
+
     def command(self, document):
-        return arguments_of(document, self.p7s, self.token)
+        return [*self.interpreter, *arguments_of(document, self.p7s, self.token)]
 
 
 class CPlusPlus(Programs):
@@ -145,13 +147,10 @@ class Go(Programs):
         self.p7s, self.token = folder / "go-p7s", folder / "go-token"
 
 
-class PHP(Batch):
+class PHP(Programs):
     name = "PHP"
+    interpreter = ["php"]
     p7s, token = "p7s.php", "token.php"
-    command = ["php", HERE / "batch.php"]
-
-    def __init__(self, folder):
-        self.folder = folder
 
 
 class Python:
