@@ -18,8 +18,8 @@
 namespace KavrelCrypto {
 namespace {
 
-using FaultyDevice::Fault;
-using FaultyDevice::Operation;
+using Fault = FaultyDevice::Fault;
+using Operation = FaultyDevice::Operation;
 using Items = std::vector<std::string>;
 
 const std::string sara = "0012345678";
@@ -371,26 +371,28 @@ class EveryFault : public testing::TestWithParam<Parameters> {
 
     /// Makes the call while `faults` are on the device.
     static Trial run(const std::vector<Fault>& faults) {
-        FaultyDevice::start(phoneWith(std::get<Keychain>(GetParam())), faults);
-        Trial trial{.outcome = {}, .operations = {}, .before = FaultyDevice::phone().items(), .after = {}};
+        device() = {.phone = phoneWith(std::get<Keychain>(GetParam())), .faults = faults};
+        Trial trial{.outcome = {}, .operations = {}, .before = device().phone.items(), .after = {}};
         const TestCallRef call = begin(std::string(method().name), method().options());
         finish({call});
         trial.outcome = outcomeOf(*call);
-        trial.operations = FaultyDevice::operations();
-        trial.after = FaultyDevice::phone().items();
+        trial.operations = device().operations;
+        trial.after = device().phone.items();
         EXPECT_EQ(call->finishedOn, std::this_thread::get_id());
         EXPECT_EQ(call.use_count(), 1);
-        EXPECT_FALSE(FaultyDevice::phone().hasKeysInUse());
-        EXPECT_FALSE(FaultyDevice::hasContextInUse());
+        EXPECT_FALSE(device().phone.hasKeysInUse());
+        for (const auto& context : device().contexts) {
+            EXPECT_TRUE(context.expired());
+        }
         return trial;
     }
 
     /// Expects that nothing is left that would keep the person from a new key.
     static void expectRecovery() {
-        FaultyDevice::repair();
-        const Items before = FaultyDevice::phone().items();
+        device().faults.clear();
+        const Items before = device().phone.items();
         EXPECT_EQ(call("ensureKey", person(sara)), resolved({{"ok", true}}));
-        const Items after = FaultyDevice::phone().items();
+        const Items after = device().phone.items();
         EXPECT_EQ(under(privateTag, after).size(), 1U);
         EXPECT_EQ(under(publicTag, after).size(), 1U);
         EXPECT_FALSE(contains(before, under(privateTag, after).front()));

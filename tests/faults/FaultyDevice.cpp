@@ -1,8 +1,8 @@
 #include "tests/faults/FaultyDevice.hpp"
 
 #include <algorithm>
-#include <functional>
 #include <gtest/gtest.h>
+#include <span>
 #include <thread>
 #include <utility>
 
@@ -12,53 +12,38 @@
 namespace KavrelCrypto {
 namespace {
 
-struct State {
-    MemoryPhone phone;
-    std::vector<FaultyDevice::Fault> faults;
-    std::vector<FaultyDevice::Operation> operations;
-    std::vector<std::function<void()>> replies;  // of prompts, for a thread of the device's own
-    std::vector<std::function<void()>> mainQueue;
-    std::vector<std::weak_ptr<LAContext>> contexts;
-};
-
-State& state() {
-    static State instance;
-    return instance;
-}
-
-/// A way in which an operation can fail: its answer, and the localized description of the error, if there is
-/// one.
-template <typename Answer>
-struct Way {
-    std::function<Answer()> answer;
-    std::string reason;
-};
-
-template <typename Answer>
-using Ways = std::vector<Way<Answer>>;
-
-/// Counts the operation, and lets it succeed unless it is to fail.
-template <typename Answer, typename Success>
-Answer ask(std::string name, const Ways<Answer>& ways, const Success& success) {
-    const std::size_t position = state().operations.size();
-    state().operations.push_back({std::move(name), ways.size(), false, ""});
-    for (const FaultyDevice::Fault& fault : state().faults) {
+/// Counts the operation, which can fail in so many ways, and lets it succeed unless it is to fail: then
+/// returns what `fail` makes of the number of the way.
+template <typename Fail, typename Succeed>
+auto ask(std::string name, std::size_t ways, const Fail& fail, const Succeed& succeed)
+    -> decltype(succeed()) {
+    const std::size_t position = device().operations.size();
+    device().operations.push_back({std::move(name), ways, false, ""});
+    for (const FaultyDevice::Fault& fault : device().faults) {
         if (fault.position == position) {
-            state().operations.back().hasFailed = true;
-            state().operations.back().reason = ways.at(fault.way).reason;
-            return ways.at(fault.way).answer();
+            device().operations.back().hasFailed = true;
+            return fail(fault.way);
         }
     }
-    return success();
+    return succeed();
 }
 
-/// Returns the word that the tests have for the item of this name in the keychain.
-std::string itemNamed(const std::string& name) {
-    const std::pair<const char*, const char*> kinds[] = {{"com.solbera.app.privatekey.", "private key"},
-                                                         {"com.solbera.app.publickey.", "public key"},
-                                                         {"com.kavrel.app.privatekey", "utility private key"},
-                                                         {"com.kavrel.app.publickey", "utility public key"},
-                                                         {"com.ios.kavrel.cachedCSR", "slot"}};
+/// The same for an operation that can fail in no way, or in one: it returns nothing.
+template <typename Succeed>
+auto ask(std::string name, std::size_t ways, const Succeed& succeed) {
+    return ask(
+        std::move(name), ways, [](std::size_t) { return decltype(succeed())(); }, succeed);
+}
+
+/// Returns the word that the tests have for the item in the keychain that `map` is about.
+std::string itemIn(const CFDictionary& map) {
+    const std::string name = nameIn(map);
+    const std::pair<const char*, const char*> kinds[] = {
+        {"com.solbera.app.privatekey.", " private key"},
+        {"com.solbera.app.publickey.", " public key"},
+        {"com.kavrel.app.privatekey", " utility private key"},
+        {"com.kavrel.app.publickey", " utility public key"},
+        {"com.ios.kavrel.cachedCSR", " slot"}};
     for (const auto& [prefix, kind] : kinds) {
         if (name.starts_with(prefix)) {
             return kind;
@@ -68,121 +53,71 @@ std::string itemNamed(const std::string& name) {
 }
 
 /// The statuses that platform/Security.hpp names. The component does not tell one failure from another.
-constexpr OSStatus failingStatuses[] = {errSecParam, errSecDuplicateItem, errSecItemNotFound,
-                                        errSecInteractionNotAllowed};
+constexpr OSStatus statuses[] = {errSecParam, errSecDuplicateItem, errSecItemNotFound,
+                                 errSecInteractionNotAllowed};
 
-Ways<OSStatus> failingStatusWays() {
-    Ways<OSStatus> ways;
-    for (const OSStatus status : failingStatuses) {
-        ways.push_back({[status] { return status; }, ""});
-    }
-    return ways;
+template <typename Succeed>
+OSStatus askForStatus(std::string name, const Succeed& succeed) {
+    return ask(
+        std::move(name), std::size(statuses), [](std::size_t way) { return statuses[way]; }, succeed);
 }
 
-/// Ways to fail with an error that has a message, with one that has none, and without an error. Where the
-/// caller does not ask for the error, only the last one is left.
-template <typename Answer>
-Ways<Answer> errorWays(std::optional<NSError>* error, Answer answer) {
-    const auto with = [=](const NSError& reason) -> Way<Answer> {
-        return {[=] {
-                    *error = reason;
-                    return answer;
-                },
-                reason.localizedDescription()};
+/// The error that an operation gives as its reason, if it gives one.
+using Reason = std::optional<NSError>;
+
+/// Returns the reasons to be tried: one with a message, one without, and none. If the caller does not ask for
+/// the reason, only the last one is left.
+std::span<const Reason> reasonsFor(const std::optional<NSError>* error) {
+    static const Reason reasons[] = {
+        NSError{.domain = "D", .code = -1, .userInfo = {{"NSLocalizedDescription", "why"}}},
+        NSError{.domain = "D", .code = -2}, std::nullopt};
+    return std::span(reasons).last(error == nullptr ? 1 : std::size(reasons));
+}
+
+void give(const Reason& reason, std::optional<NSError>* error) {
+    if (reason) {
+        *error = reason;
+        device().operations.back().reason = reason->localizedDescription();
+    }
+}
+
+/// Counts an operation that returns nothing if it fails, and may say why.
+template <typename Succeed>
+auto askForReason(std::string name, std::optional<NSError>* error, std::span<const Reason> reasons,
+                  const Succeed& succeed) {
+    const auto fail = [&](std::size_t way) {
+        give(reasons[way], error);
+        return decltype(succeed())();
     };
-    Ways<Answer> ways;
-    if (error != nullptr) {
-        ways.push_back(with({.domain = "D", .code = -1, .userInfo = {{"NSLocalizedDescription", "why"}}}));
-        ways.push_back(with({.domain = "D", .code = -2}));
-    }
-    ways.push_back({[=] { return answer; }, ""});
-    return ways;
+    return ask(std::move(name), reasons.size(), fail, succeed);
 }
 
-Ways<bool> refusalWays(std::optional<NSError>* error) {
-    Ways<bool> ways;
-    for (const std::int64_t code : {LAErrorBiometryLockout, LAErrorBiometryNotAvailable,
-                                    LAErrorBiometryNotEnrolled, std::int64_t{-5}, std::int64_t{0}}) {
-        ways.push_back({[=] {
-                            *error = NSError{.domain = "com.apple.LocalAuthentication", .code = code};
-                            return false;
-                        },
-                        std::to_string(code)});
-    }
-    ways.push_back({[] { return false; }, ""});
-    return ways;
+/// Returns LocalAuthentication's error of this code. Its message is the code.
+NSError refusal(std::int64_t code) {
+    return {.domain = "com.apple.LocalAuthentication",
+            .code = code,
+            .userInfo = {{"NSLocalizedDescription", std::to_string(code)}}};
 }
 
 /// Calls `reply` later, on a thread of the device's own.
-void answerLater(LAReply reply, bool success, std::optional<NSError> error) {
-    state().replies.push_back([reply = std::move(reply), success, error = std::move(error)] {
-        std::thread(reply, success, error).join();
-    });
-}
-
-Ways<bool> promptWays(const LAReply& reply) {
-    Ways<bool> ways;
-    // Not recognised, cancelled by the person, cancelled by the system, locked out.
-    for (const std::int64_t code : {-1, -2, -4, -8}) {
-        ways.push_back({[=] {
-                            answerLater(reply, false,
-                                        NSError{.domain = "com.apple.LocalAuthentication", .code = code});
-                            return true;
-                        },
-                        "prompt"});
-    }
-    ways.push_back({[=] {
-                        answerLater(reply, false, std::nullopt);
-                        return true;
-                    },
-                    ""});
-    ways.push_back({[=] {  // the device has no thread
-                        reply(false, NSError{.domain = "D", .code = -1});
-                        return true;
-                    },
-                    "no thread"});
-    return ways;
+bool answerLater(const LAReply& reply, bool success, const Reason& reason) {
+    device().replies.push_back([=] { std::thread(reply, success, reason).join(); });
+    return true;
 }
 
 }  // namespace
 
-namespace FaultyDevice {
-
-void start(MemoryPhone phone, std::vector<Fault> faults) {
-    state() = {.phone = std::move(phone),
-               .faults = std::move(faults),
-               .operations = {},
-               .replies = {},
-               .mainQueue = {},
-               .contexts = {}};
+FaultyDevice& device() {
+    static FaultyDevice instance;
+    return instance;
 }
-
-void repair() {
-    state().faults.clear();
-    state().operations.clear();
-}
-
-MemoryPhone& phone() {
-    return state().phone;
-}
-
-const std::vector<Operation>& operations() {
-    return state().operations;
-}
-
-bool hasContextInUse() {
-    return std::any_of(state().contexts.begin(), state().contexts.end(),
-                       [](const std::weak_ptr<LAContext>& context) { return !context.expired(); });
-}
-
-}  // namespace FaultyDevice
 
 void NativeDevice::runMainQueueUntil(const std::function<bool()>& done) {
     while (!done()) {
-        for (const auto& reply : std::exchange(state().replies, {})) {
+        for (const auto& reply : std::exchange(device().replies, {})) {
             reply();
         }
-        for (const auto& task : std::exchange(state().mainQueue, {})) {
+        for (const auto& task : std::exchange(device().mainQueue, {})) {
             task();
         }
     }
@@ -191,80 +126,76 @@ void NativeDevice::runMainQueueUntil(const std::function<bool()>& done) {
 void print(const std::string&) {}
 
 void dispatchAsyncMain(std::function<void()> task) {
-    state().mainQueue.push_back(std::move(task));
+    device().mainQueue.push_back(std::move(task));
 }
 
 OSStatus SecItemAdd(const CFDictionary& attributes, SecItemResult* result) {
     EXPECT_EQ(result, nullptr);
-    return ask("SecItemAdd " + itemNamed(nameIn(attributes)), failingStatusWays(),
-               [&] { return state().phone.add(attributes); });
+    return askForStatus("SecItemAdd" + itemIn(attributes), [&] { return device().phone.add(attributes); });
 }
 
 OSStatus SecItemCopyMatching(const CFDictionary& query, SecItemResult* result) {
-    Ways<OSStatus> ways = failingStatusWays();
     // Success without the item, with one of another kind, and with a key that is null or bytes that are not
     // UTF-8.
-    for (const SecItemResult& other :
-         {SecItemResult(), SecItemResult(SecKeyRef()), SecItemResult(Bytes{0xFF, 0xFE})}) {
-        ways.push_back({[=] {
-                            *result = other;
-                            return errSecSuccess;
-                        },
-                        ""});
-    }
-    return ask("SecItemCopyMatching " + itemNamed(nameIn(query)), ways, [&] {
-        const OSStatus status = state().phone.copyMatching(query, result);
-        state().operations.back().hasFailed = status != errSecSuccess;
+    const SecItemResult others[] = {SecItemResult(), SecKeyRef(), Bytes{0xFF, 0xFE}};
+    const auto fail = [&](std::size_t way) {
+        if (way < std::size(others)) {
+            *result = others[way];
+            return errSecSuccess;
+        }
+        return statuses[way - std::size(others)];
+    };
+    const auto succeed = [&] {
+        const OSStatus status = device().phone.copyMatching(query, result);
+        device().operations.back().hasFailed = status != errSecSuccess;
         return status;
-    });
+    };
+    return ask("SecItemCopyMatching" + itemIn(query), std::size(others) + std::size(statuses), fail, succeed);
 }
 
 OSStatus SecItemDelete(const CFDictionary& query) {
-    return ask("SecItemDelete " + itemNamed(nameIn(query)), failingStatusWays(),
-               [&] { return state().phone.remove(query); });
+    return askForStatus("SecItemDelete" + itemIn(query), [&] { return device().phone.remove(query); });
 }
 
 SecKeyRef SecKeyCreateRandomKey(const CFDictionary& parameters, std::optional<NSError>* error) {
-    Ways<SecKeyRef> ways = errorWays(error, SecKeyRef());
-    for (const bool isPrivate : {true, false}) {  // one half is stored
-        ways.push_back({[=] {
-                            state().phone.createHalf(parameters, isPrivate);
-                            return SecKeyRef();
-                        },
-                        ""});
-    }
-    const std::string tag = nameIn(*valueIn<CFDictionary>(parameters, kSecPrivateKeyAttrs));
-    return ask("SecKeyCreateRandomKey " + itemNamed(tag), ways,
-               [&] { return state().phone.createRandomKey(parameters); });
+    const std::span<const Reason> reasons = reasonsFor(error);
+    const auto fail = [&](std::size_t way) {
+        if (way < reasons.size()) {
+            give(reasons[way], error);
+        } else {  // one half is stored
+            device().phone.createHalf(parameters, way == reasons.size());
+        }
+        return SecKeyRef();
+    };
+    return ask("SecKeyCreateRandomKey" + itemIn(*valueIn<CFDictionary>(parameters, kSecPrivateKeyAttrs)),
+               reasons.size() + 2, fail, [&] { return device().phone.createRandomKey(parameters); });
 }
 
 SecKeyRef SecKeyCopyPublicKey(const SecKeyRef& key) {
-    return ask("SecKeyCopyPublicKey", Ways<SecKeyRef>{{[] { return SecKeyRef(); }, ""}},
-               [&]() -> SecKeyRef { return std::make_shared<const SecKey>(key->pair, false); });
+    return ask("SecKeyCopyPublicKey", 1, [&] { return MemoryPhone::publicHalf(key->pair); });
 }
 
 std::optional<Bytes> SecKeyCopyExternalRepresentation(const SecKeyRef& key, std::optional<NSError>* error) {
-    return ask("SecKeyCopyExternalRepresentation", errorWays(error, std::optional<Bytes>()),
-               [&] { return std::optional(MemoryPhone::publicKey(key->pair)); });
+    return askForReason("SecKeyCopyExternalRepresentation", error, reasonsFor(error),
+                        [&] { return std::optional(MemoryPhone::publicKey(key->pair)); });
 }
 
 std::size_t SecKeyGetBlockSize(const SecKeyRef&) {
-    return ask("SecKeyGetBlockSize", Ways<std::size_t>{{[] { return std::size_t{0}; }, ""}},
-               [] { return std::size_t{256}; });
+    return ask("SecKeyGetBlockSize", 1, [] { return std::size_t{256}; });
 }
 
 std::optional<Bytes> SecKeyCreateSignature(const SecKeyRef& key, SecKeyAlgorithm, BytesView dataToSign,
                                            std::optional<NSError>* error) {
-    return ask("SecKeyCreateSignature", errorWays(error, std::optional<Bytes>()),
-               [&] { return std::optional(MemoryPhone::signature(key->pair, dataToSign)); });
+    return askForReason("SecKeyCreateSignature", error, reasonsFor(error),
+                        [&] { return std::optional(MemoryPhone::signature(key->pair, dataToSign)); });
 }
 
 bool SecKeyVerifySignature(const SecKeyRef& key, SecKeyAlgorithm, BytesView signedData, BytesView signature,
                            std::optional<NSError>* error) {
-    return ask("SecKeyVerifySignature", errorWays(error, false), [&] {
-        const Bytes expected = MemoryPhone::signature(key->pair, signedData);
-        const bool isGood = std::equal(expected.begin(), expected.end(), signature.begin(), signature.end());
-        state().operations.back().hasFailed = !isGood;
+    return askForReason("SecKeyVerifySignature", error, reasonsFor(error), [&] {
+        const bool isGood =
+            MemoryPhone::signature(key->pair, signedData) == Bytes(signature.begin(), signature.end());
+        device().operations.back().hasFailed = !isGood;
         return isGood;
     });
 }
@@ -275,57 +206,68 @@ SecAccessControlRef SecAccessControlCreateWithFlags(SecConstant, SecAccessContro
 }
 
 SecCertificateRef SecCertificateCreateWithData(BytesView data) {
-    return ask("SecCertificateCreateWithData", Ways<SecCertificateRef>{{[] { return nullptr; }, ""}},
-               [&]() -> SecCertificateRef {
-                   return std::make_shared<const SecCertificate>(MemoryPhone::pairOfCertificate(data));
-               });
+    return ask("SecCertificateCreateWithData", 1, [&] { return MemoryPhone::certificateIn(data); });
 }
 
 SecPolicyRef SecPolicyCreateBasicX509() {
-    return ask("SecPolicyCreateBasicX509", Ways<SecPolicyRef>{},
-               [] { return std::make_shared<const SecPolicy>(); });
+    return ask("SecPolicyCreateBasicX509", 0, [] { return std::make_shared<const SecPolicy>(); });
 }
 
 OSStatus SecTrustCreateWithCertificates(const SecCertificateRef& certificate, const SecPolicyRef&,
                                         SecTrustRef* trust) {
-    const auto succeed = [=] {
+    const auto succeed = [&] {
         *trust = std::make_shared<const SecTrust>(certificate->pair);
         return errSecSuccess;
     };
-    Ways<OSStatus> ways = failingStatusWays();
-    ways.push_back({[] { return errSecSuccess; }, ""});  // without a trust object
-    ways.push_back({[=] {
-                        succeed();
-                        return errSecParam;
-                    },
-                    ""});
-    return ask("SecTrustCreateWithCertificates", ways, succeed);
+    const auto fail = [&](std::size_t way) {
+        if (way < std::size(statuses)) {
+            return statuses[way];
+        }
+        if (way == std::size(statuses)) {  // success, without a trust object
+            return errSecSuccess;
+        }
+        succeed();
+        return errSecParam;
+    };
+    return ask("SecTrustCreateWithCertificates", std::size(statuses) + 2, fail, succeed);
 }
 
 SecKeyRef SecTrustCopyKey(const SecTrustRef& trust) {
-    return ask("SecTrustCopyKey", Ways<SecKeyRef>{{[] { return nullptr; }, ""}},
-               [&]() -> SecKeyRef { return std::make_shared<const SecKey>(trust->pair, false); });
+    return ask("SecTrustCopyKey", 1, [&] { return MemoryPhone::publicHalf(trust->pair); });
 }
 
 LAContextRef makeLAContext() {
     auto context = std::make_shared<LAContext>();
-    state().contexts.push_back(context);
-    return ask("makeLAContext", Ways<LAContextRef>{}, [&] { return context; });
+    device().contexts.push_back(context);
+    return ask("makeLAContext", 0, [&] { return context; });
 }
 
 bool canEvaluatePolicy(LAContext&, LAPolicy, std::optional<NSError>* error) {
-    return ask("canEvaluatePolicy", refusalWays(error), [] { return true; });
+    const Reason refusals[] = {refusal(LAErrorBiometryLockout),
+                               refusal(LAErrorBiometryNotAvailable),
+                               refusal(LAErrorBiometryNotEnrolled),
+                               refusal(-5),
+                               refusal(0),
+                               std::nullopt};
+    return askForReason("canEvaluatePolicy", error, refusals, [] { return true; });
 }
 
 void evaluatePolicy(const LAContextRef&, LAPolicy, const std::string&, LAReply reply) {
-    ask("evaluatePolicy", promptWays(reply), [&] {
-        answerLater(reply, true, std::nullopt);
+    // Not recognised, cancelled by the person, cancelled by the system, locked out, and no reason.
+    const Reason refusals[] = {refusal(-1), refusal(-2), refusal(-4), refusal(-8), std::nullopt};
+    const auto fail = [&](std::size_t way) {
+        if (way < std::size(refusals)) {
+            return answerLater(reply, false, refusals[way]);
+        }
+        reply(false, NSError{.domain = "D", .code = -1});  // the device has no thread
         return true;
-    });
+    };
+    ask("evaluatePolicy", std::size(refusals) + 1, fail,
+        [&] { return answerLater(reply, true, std::nullopt); });
 }
 
 LABiometryType biometryType(const LAContext&) {
-    return ask("biometryType", Ways<LABiometryType>{}, [] { return LABiometryType::faceID; });
+    return ask("biometryType", 0, [] { return LABiometryType::faceID; });
 }
 
 }  // namespace KavrelCrypto

@@ -96,6 +96,10 @@ bool MemoryPhone::hasKeysInUse() const {
     });
 }
 
+SecKeyRef MemoryPhone::publicHalf(int pair) {
+    return std::make_shared<const SecKey>(pair, false);
+}
+
 Bytes MemoryPhone::publicKey(int pair) {
     Bytes key{0x30, 0x82, 0x01, 0x0A, 0x02, 0x82, 0x01, 0x01, 0x00};
     key.insert(key.end(), 256, static_cast<std::uint8_t>(pair));
@@ -116,9 +120,11 @@ Bytes MemoryPhone::certificate(int pair) {
     return bytesOf(std::string(certificateMark) + std::to_string(pair));
 }
 
-int MemoryPhone::pairOfCertificate(BytesView data) {
+SecCertificateRef MemoryPhone::certificateIn(BytesView data) {
     const std::string text(data.begin(), data.end());
-    return text.starts_with(certificateMark) ? std::stoi(text.substr(certificateMark.size())) : 0;
+    const bool isCertificate = text.starts_with(certificateMark);
+    return std::make_shared<const SecCertificate>(
+        isCertificate ? std::stoi(text.substr(certificateMark.size())) : 0);
 }
 
 }  // namespace KavrelCrypto

@@ -26,7 +26,6 @@ class SecCertificate {
 };
 
 class SecTrust : public SecCertificate {
-  public:
     using SecCertificate::SecCertificate;
 };
 
@@ -59,17 +58,19 @@ class MemoryPhone {
     /// Returns whether anybody but the phone still refers to one of its keys.
     [[nodiscard]] bool hasKeysInUse() const;
 
+    /// Returns the public half of a pair.
+    static SecKeyRef publicHalf(int pair);
+
     /// Returns the PKCS #1 RSAPublicKey of a pair: its modulus repeats the pair's number.
     static Bytes publicKey(int pair);
 
     /// Returns a signature of 256 bytes, which depends on the pair and on the data.
     static Bytes signature(int pair, BytesView data);
 
-    /// Returns the bytes that the phone takes for the certificate of a pair.
+    /// Returns the bytes that the phone takes for the certificate of a pair, and the certificate in `data`, which
+    /// is of the pair 0 if that is anything else.
     static Bytes certificate(int pair);
-
-    /// Returns the pair of a certificate, or 0 if `data` is not one.
-    static int pairOfCertificate(BytesView data);
+    static SecCertificateRef certificateIn(BytesView data);
 
   private:
     struct Item {
