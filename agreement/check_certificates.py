@@ -1,9 +1,9 @@
 #!/usr/bin/python3
 """Puts certificates by implementations other than this one through the key match of the component.
 
-Makes certificates with keys of all kinds, adds the roots of Debian's ca-certificates, which many have made, and some keys that
-no library makes, and lets the component compare the keys in them, on the desktop device and in the WebAssembly, with those that
-Python's cryptography exports. Fails if anything is not as expected.
+Has OpenSSL make certificates with keys of all kinds, adds the roots of Debian's ca-certificates, which many have made, and RSA
+keys written by hand, among them some that no library makes, and lets the component compare the keys in them, on the desktop
+device and in the WebAssembly, with those that Python's cryptography exports. Fails if anything is not as expected.
 """
 
 from pathlib import Path
@@ -12,10 +12,9 @@ from certificates import certificate_by
 from cryptography import x509
 from cryptography.hazmat.primitives.serialization import Encoding
 from key_match import DesktopKeys, WebAssemblyKeys, outcomes
-from makers.openssl import OpenSSL
-from makers.python import PythonCryptography
-from odd_keys import odd_certificates
+from openssl_certificates import OpenSSL
 from report import Report, tell, timed
+from rsa_keys import certificates_by_hand
 
 ROOTS = Path("/usr/share/ca-certificates/mozilla")
 
@@ -28,9 +27,9 @@ def roots():
 
 def check(folder, short):
     step = 4 if short else 1
-    made = [timed(maker.name, maker(folder).certificates, step) for maker in (OpenSSL, PythonCryptography)]
-    certificates = [certificate_by(der) for der in [*made[0], *made[1], *timed("Debian's ca-certificates", roots)]]
-    certificates += [certificate_by(der, kind) for kind, der in odd_certificates(made[0][0])]
+    by_openssl = timed("OpenSSL", OpenSSL(folder).certificates, step)
+    certificates = [certificate_by(der) for der in [*by_openssl, *timed("Debian's ca-certificates", roots)]]
+    certificates += [certificate_by(der, kind) for kind, der in timed("hand", certificates_by_hand, by_openssl[0])]
 
     devices = (DesktopKeys, WebAssemblyKeys)
     report = Report("certificates", "Which keys the component takes", [device.name for device in devices])

@@ -35,11 +35,6 @@ TEXTS = {
     "PEM": b"-----BEGIN CMS-----\nAAAA\n-----END CMS-----\n",
     "XML": b'<?xml version="1.0"?>\n<a>&amp;</a>\n',
 }
-NAMES = [
-    "plain.txt", "two words.txt", " ", "-rf", "--help", ".hidden", "no-extension", "a.b.c.tar.gz", "قرارداد.pdf", "北京.txt",
-    "👍🏽.txt", "e\u0301.txt", "'", '"', "\\", "$(id)", "`id`", "a;b", "a&b", "a|b", "*", "?", "[a]", "{a,b}", "~", "!", "#", "%41",
-    "=", "@file", "+", "a:b", "a,b", "(a)", "<a>", "^", "CON", "x" * 200, "x.p7s", "x.jws",
-]  # fmt: skip
 
 
 @dataclass(frozen=True)
@@ -123,7 +118,7 @@ def made_by_package(folder, short):
 
 
 def made_by_kavrel(folder, short):
-    """Returns documents of awkward names, which are signed from the command line."""
+    """Yields documents that are signed from the command line."""
     desktop = Desktop(folder.path / "device")
     request = desktop.call("createCSR", {"userInfo": PLAIN})["csrPem"]
     (folder.path / "kavrel.csr").write_bytes(base64.b64decode(request))
@@ -132,17 +127,14 @@ def made_by_kavrel(folder, short):
     certificate = {"nationalCode": PLAIN["nationalCode"], "certPem": (folder.path / "kavrel.pem").read_text()}
     desktop.call("storeCertificate", certificate)
 
-    texts, _ = contents(False)
-    named = folder.path / "named"
-    named.mkdir()
+    texts, sizes = contents(short)
     root = folder.path / "root.pem"
-    for number, name in enumerate(NAMES[::8] if short else NAMES):
-        (named / name).write_bytes(texts[number % len(texts)])
+    for content in map(folder.new, [*texts, *sizes]):
         for form, option, ending in (("cms", [], ".p7s"), ("jws", ["--jws"], ".jws")):
-            command = [KAVREL, "--device", desktop.folder, "--prompt", "match", "sign", *option, "--", name]
-            subprocess.run(command, cwd=named, check=True, capture_output=True)
-            kind = f"{ending} by kavrel sign"
-            yield Document(kind, form, named / name, named / f"{name}{ending}", root, root)
+            command = [KAVREL, "--device", desktop.folder, "--prompt", "match", "sign", *option, content]
+            subprocess.run(command, check=True, capture_output=True)
+            empty = ", empty" if content.stat().st_size == 0 else ""
+            yield Document(f"{ending} by kavrel sign{empty}", form, content, Path(f"{content}{ending}"), root, root)
 
 
 def with_two_signers(documents, folder):

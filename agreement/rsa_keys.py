@@ -1,6 +1,7 @@
-"""Certificates for odd RSA keys, which no library makes, so that each SubjectPublicKeyInfo (RFC 5280) is written by hand."""
+"""Certificates for RSA keys of all lengths and for odd ones, each SubjectPublicKeyInfo (RFC 5280) written by hand."""
 
 from asn1crypto import parser, x509
+from asn1crypto.keys import RSAPublicKey
 from cryptography.hazmat.primitives.asymmetric import ec
 from cryptography.hazmat.primitives.hashes import SHA256
 
@@ -34,8 +35,21 @@ NOT_DER = "RSA, numbers not in DER"
 NOT_A_KEY = "RSA, not an RSAPublicKey"
 USUAL_KEY = rsa_key(POSITIVE, USUAL)
 
-# The odd SubjectPublicKeyInfo, each with its kind.
-ODD_KEYS = [
+# The lengths of the numbers are all that counts here: these keys are nobody's.
+SIZES = [*range(1016, 1034), 2047, 2048, 2049, 4095, 4096, 8192, 16_384]
+EXPONENTS = [3, 127, 129, 255, 257, 2**15 + 1, 2**16 + 1, 2**31 + 1, 2**63 + 1, 2**127 + 1, 2**2040 + 1]
+
+
+def key_of_numbers(bits, exponent):
+    """Returns the key of an odd modulus of that many bits, of which the first is set and the others alternate."""
+    modulus = int("10" * bits, 2) >> bits | 1
+    return key_info(RSAPublicKey({"modulus": modulus, "public_exponent": exponent}).dump())
+
+
+# Each SubjectPublicKeyInfo with its kind.
+KEYS = [
+    *(("RSA", key_of_numbers(bits, 65_537)) for bits in SIZES),
+    *(("RSA", key_of_numbers(2048, exponent)) for exponent in EXPONENTS),
     (NO_KEY, key_info(rsa_key(POSITIVE, b"\x00"))),
     (NO_KEY, key_info(rsa_key(POSITIVE, b"\x01"))),
     (NO_KEY, key_info(rsa_key(POSITIVE, b"\x01\x00\x00"))),
@@ -63,12 +77,12 @@ ODD_KEYS = [
 ]
 
 
-def odd_certificates(pattern):
-    """Yields a kind and a certificate for each odd key, signed by a throw-away authority, with all but the key of `pattern`."""
+def certificates_by_hand(pattern):
+    """Yields a kind and a certificate for each key, signed by a throw-away authority, with all but the key of `pattern`."""
     authority = ec.generate_private_key(ec.SECP256R1())
     certificate = x509.Certificate.load(pattern)
     fields = certificate["tbs_certificate"]
-    for kind, key in ODD_KEYS:
+    for kind, key in KEYS:
         parts = [key if name == "subject_public_key_info" else fields[name].dump() for name in fields]
         information = enclosed(SEQUENCE, b"".join(parts))
         bits = enclosed(BIT_STRING, b"\0" + authority.sign(information, ec.ECDSA(SHA256())))

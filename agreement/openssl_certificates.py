@@ -1,7 +1,6 @@
 """Certificates by OpenSSL's command line."""
 
 from functools import partial
-from pathlib import Path
 
 from commands import output_of
 
@@ -11,10 +10,10 @@ CURVES = ["P-256", "P-384", "P-521"]
 OTHER_CURVES = ["P-224", "secp256k1", "brainpoolP256r1", "brainpoolP512t1", "prime192v1"]
 OTHER_KEYS = ["ed25519", "ed448", "rsa-pss"]
 FORMS = ["compressed", "hybrid"]
-SERIALS = ["0", "1", "127", "128", "0x" + "7f" * 20, "0x" + "ff" * 20, "0x" + "a5" * 100, "-1", "-0x8000"]
+SERIALS = ["0", "1", "127", "128", "0x" + "40" * 20, "0x" + "7f" * 20, "0x" + "ff" * 20, "0x" + "a5" * 100, "-1", "-0x8000"]
 EXTENSIONS = [
     "1.2.3.4.5=critical,ASN1:UTF8String:unknown and critical",
-    "1.2.3.4.5=DER:" + "00" * 5000,
+    "1.2.3.4.5=critical,DER:" + "00" * 40_000,
     "subjectAltName=DNS:example.org,IP:::1,email:a@example.org,URI:urn:x",
     "basicConstraints=critical,CA:true,pathlen:0",
     "nameConstraints=permitted;DNS:example.org",
@@ -24,10 +23,8 @@ EXTENSIONS = [
 
 
 class OpenSSL:
-    name = "OpenSSL"
-
     def __init__(self, folder):
-        self.folder = Path(folder)
+        self.folder = folder
         self.key = self.folder / "openssl.key"
         self.same_key = ["-key", self.folder / "openssl-same.key"]
         output_of("openssl", "genrsa", "-out", self.same_key[1], "2048")
@@ -39,7 +36,7 @@ class OpenSSL:
         plans += [partial(self.on_curve, curve) for curve in CURVES + OTHER_CURVES]
         plans += [partial(self.on_curve, curve, "-conv_form", form) for curve in CURVES for form in FORMS]
         plans += [partial(self.on_curve, "P-256", "-param_enc", "explicit")]
-        plans += [partial(self.with_new_key, key) for key in OTHER_KEYS + RSA_KEYS]
+        plans += [partial(self.with_new_key, key) for key in OTHER_KEYS + RSA_KEYS] + [self.for_dsa]
         options = [("-pkeyopt", f"rsa_keygen_pubexp:{exponent}") for exponent in EXPONENTS]
         plans += [partial(self.with_new_key, "rsa:2048", *option) for option in options]
         return [plan() for plan in plans[::step]]
@@ -55,6 +52,10 @@ class OpenSSL:
         output_of("openssl", "genpkey", "-algorithm", "EC", "-pkeyopt", f"group:{curve}", "-out", self.key)
         output_of("openssl", "ec", "-in", self.key, *conversion, "-out", self.key)
         return self.issue("-key", self.key)
+
+    def for_dsa(self):
+        output_of("openssl", "dsaparam", "-out", self.folder / "openssl.dsa", "1024")
+        return self.with_new_key(f"dsa:{self.folder / 'openssl.dsa'}")
 
     def version_1(self):
         request = self.folder / "openssl.csr"
