@@ -20,7 +20,6 @@
 #include "devices/desktop/Sensor.hpp"
 #include "fuzz/check.hpp"
 #include "fuzz/keys.hpp"
-#include "fuzz/model.hpp"
 #include "platform/Security.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
 #include "tests/support/TemporaryFolder.hpp"
@@ -32,10 +31,51 @@ namespace {
 using Desktop::DeviceState;
 using Desktop::PromptAnswer;
 using Fuzz::check;
-using Fuzz::fallbackTags;
-using Fuzz::ownTags;
-using Fuzz::people;
-using Fuzz::Tags;
+
+/// The people. The second has a blank more than the first, and the last is not in ASCII.
+const std::array<std::string, 4> people = {"0012345678", "0012345678 ", "", "۰۰۱۲"};
+
+/// The tags of one person's keys.
+struct Tags {
+    std::string privateKey;
+    std::string publicKey;
+};
+
+Tags ownTags(const std::string& person) {
+    return {"com.solbera.app.privatekey." + person, "com.solbera.app.publickey." + person};
+}
+
+Tags fallbackTags(const std::string& person) {
+    return {"com.kavrel.app.privatekey" + person, "com.kavrel.app.publickey" + person};
+}
+
+/// What the device must hold.
+struct Model {
+    DeviceState state;
+    std::map<std::string, OpenSSL::Key> keys;  // by their tags
+    std::optional<std::string> slot;
+
+    [[nodiscard]] bool sensorIsReady() const {
+        return state.biometry != LABiometryType::none && state.enrolled && !state.lockedOut;
+    }
+    [[nodiscard]] OpenSSL::Key key(const std::string& tag) const {
+        const auto found = keys.find(tag);
+        return found == keys.end() ? nullptr : found->second;
+    }
+    /// Returns the private key of a person, or null if it is missing or, as the device is locked, out of
+    /// reach. (The slot and the fallback keys are out of reach before the first unlock.)
+    [[nodiscard]] OpenSSL::Key privateKey(const std::string& person) const {
+        return state.locked ? nullptr : key(ownTags(person).privateKey);
+    }
+    void setKey(const Tags& tags, const OpenSSL::Key& key) {
+        keys[tags.privateKey] = key;
+        keys[tags.publicKey] = key;
+    }
+    [[nodiscard]] const char* whyLocked() const {
+        return state.firstUnlock ? "The device is locked."
+                                 : "The device has not been unlocked since it was started.";
+    }
+};
 
 /// The prompts that are open, in the order in which they were shown. Each waits for its answer on a thread of
 /// the sensor's.
@@ -98,13 +138,6 @@ bool contains(const Bytes& bytes, BytesView part) {
     return std::search(bytes.begin(), bytes.end(), part.begin(), part.end()) != bytes.end();
 }
 
-std::string replaced(std::string text, const std::string& what, const std::string& by) {
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size())) {
-        text.replace(at, what.size(), by);
-    }
-    return text;
-}
-
 /// Returns the certificate for `key`, in DER. Each is issued once.
 const Bytes& certificateFor(const OpenSSL::Key& key) {
     static std::map<const EVP_PKEY*, Bytes> issued;
@@ -113,32 +146,6 @@ const Bytes& certificateFor(const OpenSSL::Key& key) {
         entry->second = OpenSSL::certificate(key);
     }
     return entry->second;
-}
-
-struct CertificateText {
-    std::string text;
-    bool isCertificate;
-};
-
-/// Returns a certificate as authorities and mail programs write it, well or badly.
-CertificateText written(const Bytes& der, std::uint8_t manner) {
-    const std::string pem = OpenSSL::pem(der);
-    switch (manner % 7) {
-        case 0:
-            return {replaced(pem, "\n", "\r\n"), true};
-        case 1:
-            return {replaced(pem, "\n", "\t\u00A0\u2028"), true};
-        case 2:
-            return {OpenSSL::base64(der), true};
-        case 3:  // two in one string: their base64 is one certificate if there is no padding between them
-            return {pem + pem, der.size() % 3 == 0};
-        case 4:
-            return {replaced(pem, "CERTIFICATE", "certificate"), false};
-        case 5:
-            return {OpenSSL::pem(BytesView(der).first(der.size() - 1)), false};
-        default:
-            return {pem, true};
-    }
 }
 
 JSObject identity(const std::string& person, const std::string& city) {
@@ -279,7 +286,7 @@ class Run {
         const std::size_t before = Fuzz::keysTaken();
         const TestCallRef call = begin("ensureKey", {{"nationalCode", person}});
         check(Fuzz::keysTaken() == before + 1, "one key is generated");
-        if (!model_.isUnlocked()) {
+        if (model_.state.locked) {
             checkRejected(*call, "ensure_key_failed", model_.whyLocked());
             return;
         }
@@ -299,11 +306,9 @@ class Run {
             checkRejected(*call, "not found");
             return;
         }
-        std::string pem = replaced(OpenSSL::pem(OpenSSL::rsaPublicKey(key)), "\n", "\r\n");
-        pem = replaced(replaced(pem, "CERTIFICATE-----\r\n", "CERTIFICATE-----\n"), "\r\n-----END",
-                       "\n-----END");
-        pem = replaced(pem, "CERTIFICATE", "PUBLIC KEY");
-        pem.pop_back();
+        const std::string pem = stringIn(resultOf(*call), "publicKeyPem");
+        check(OpenSSL::rsaPublicKey(OpenSSL::publicKey(pem)) == OpenSSL::rsaPublicKey(key),
+              "the page gets the person's public key");
         checkResolved(*call, {{"alias", person},
                               {"alg", "RSA_2048"},
                               {"createdAt", "unknown"},
@@ -314,41 +319,44 @@ class Run {
 
     void deleteKey(const std::string& person, std::uint8_t /*how*/) {
         checkResolved(*begin("deleteKey", {{"nationalCode", person}}), {{"deleted", true}});
-        if (model_.isUnlocked()) {
+        if (!model_.state.locked) {
             model_.keys.erase(ownTags(person).privateKey);
             model_.keys.erase(ownTags(person).publicKey);
         }
-        if (model_.wasUnlocked()) {
+        if (model_.state.firstUnlock) {
             model_.slot.reset();
         }
     }
 
     void storeCertificate(const std::string& person, std::uint8_t how) {
-        // For somebody's key or, for want of one, the authority's; an eighth of all are empty or are nothing.
+        // For somebody's key or, for want of one, the authority's; some are cut short, are nothing or are
+        // empty.
         const OpenSSL::Key somebody = model_.key(ownTags(people[how % people.size()]).privateKey);
         const OpenSSL::Key subject = somebody != nullptr ? somebody : OpenSSL::authorityKey();
-        CertificateText certificate = written(certificateFor(subject), static_cast<std::uint8_t>(how / 4));
-        if (how >= 0xE0) {
-            certificate = {how % 2 == 0 ? "" : "no certificate", false};
-        }
+        const Bytes& der = certificateFor(subject);
+        const bool isWhole = how < 0xC0;
+        const std::string certificate = isWhole        ? OpenSSL::pem(der)
+                                        : how < 0xE0   ? OpenSSL::pem(BytesView(der).first(der.size() - 1))
+                                        : how % 2 == 0 ? ""
+                                                       : "no certificate";
         const TestCallRef call =
-            begin("storeCertificate", {{"nationalCode", person}, {"certPem", certificate.text}});
+            begin("storeCertificate", {{"nationalCode", person}, {"certPem", certificate}});
         const OpenSSL::Key key = model_.privateKey(person);
-        if (certificate.text.empty()) {
+        if (certificate.empty()) {
             checkRejected(*call, "Provide certPem");
         } else if (key == nullptr) {
             checkRejected(*call, "Certificate is not valid (key missing)");
-        } else if (!certificate.isCertificate || key.get() != subject.get()) {
+        } else if (!isWhole || key.get() != subject.get()) {
             checkRejected(*call, "Certificate is not valid");
         } else {
             checkResolved(*call, {{"stored", true}});
-            model_.slot = certificate.text;
+            model_.slot = certificate;
         }
     }
 
     void getCertificate(const std::string& person, std::uint8_t /*how*/) {
         checkResolved(*begin("getCertificate", {{"nationalCode", person}}),
-                      {{"certPem", orNull(model_.wasUnlocked() ? model_.slot : std::nullopt)}});
+                      {{"certPem", orNull(model_.state.firstUnlock ? model_.slot : std::nullopt)}});
     }
 
     void createCSR(const std::string& person, std::uint8_t how) {
@@ -361,7 +369,7 @@ class Run {
             checkRejected(*call, "nationalCode required");
             return;
         }
-        if (!model_.isUnlocked()) {
+        if (model_.state.locked) {
             checkRejected(*call, "ensure_key_failed", model_.whyLocked());
             return;
         }
@@ -456,24 +464,16 @@ class Run {
     }
 
     void setState(const std::string& person, std::uint8_t how) {
-        const DeviceState state{
-            .biometry = static_cast<LABiometryType>(how % 6),
-            .enrolled = (how & 0x08U) == 0,
-            .lockedOut = (how & 0x10U) != 0,
-            .locked = (how & 0x20U) != 0,
-            .firstUnlock = (how & 0x40U) == 0,
-            .failedPrompts = static_cast<std::int64_t>(person.size() % 7) - (how >= 0xF0 ? 1 : 0)};
-        const bool isKind = how % 6 <= 2 || how % 6 == 4;
-        const bool isPossible = isKind && (state.locked || state.firstUnlock) && state.failedPrompts >= 0 &&
-                                state.failedPrompts <= 5;
-        bool isSet = true;
-        try {
-            Desktop::setDeviceState(state);
-        } catch (const Desktop::DeviceError&) {
-            isSet = false;
-        }
-        check(isSet == isPossible, "a device is in a possible state only");
-        model_.state = isSet ? state : model_.state;
+        constexpr LABiometryType kinds[] = {LABiometryType::none, LABiometryType::touchID,
+                                            LABiometryType::faceID, LABiometryType::opticID};
+        const DeviceState state{.biometry = kinds[how % 4],
+                                .enrolled = (how & 0x08U) == 0,
+                                .lockedOut = (how & 0x10U) != 0,
+                                .locked = (how & 0x60U) != 0,  // as it is before the first unlock
+                                .firstUnlock = (how & 0x40U) == 0,
+                                .failedPrompts = static_cast<std::int64_t>(person.size() % 6)};
+        Desktop::setDeviceState(state);
+        model_.state = state;
     }
 
     void lockOrUnlock(const std::string& /*person*/, std::uint8_t how) {
@@ -497,7 +497,7 @@ class Run {
                                                      {kSecPublicKeyAttrs, half(tags.publicKey)},
                                                      {kSecPrivateKeyAttrs, half(tags.privateKey)}},
                                                     nullptr);
-        check((key != nullptr) == model_.wasUnlocked(), "keys are stored once the device was unlocked");
+        check((key != nullptr) == model_.state.firstUnlock, "keys are stored once the device was unlocked");
         if (key != nullptr) {
             model_.setKey(tags, Fuzz::lastKey());
         }
@@ -508,7 +508,7 @@ class Run {
         const bool isOwn = how % 2 == 0;
         const Tags tags = isOwn ? ownTags(person) : fallbackTags(person);
         const std::string& tag = how % 4 < 2 ? tags.privateKey : tags.publicKey;
-        const bool isInReach = isOwn ? model_.isUnlocked() : model_.wasUnlocked();
+        const bool isInReach = isOwn ? !model_.state.locked : model_.state.firstUnlock;
         const OSStatus expected = model_.key(tag) == nullptr ? errSecItemNotFound
                                   : isInReach                ? errSecSuccess
                                                              : errSecInteractionNotAllowed;
@@ -531,7 +531,7 @@ class Run {
 
     static constexpr std::size_t mostPrompts = 3;
 
-    Fuzz::Model model_;
+    Model model_;
     std::vector<Pending> pending_;
 };
 

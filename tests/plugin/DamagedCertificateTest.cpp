@@ -103,6 +103,9 @@ TEST_F(PluginStoreRewrittenCertificate, PartsThatAreNotDERSpoilACertificate) {
     EXPECT_EQ(storeWith(subject, hex("30 19 31 17 30 15 06 03 55 04 03 2C 0E 0C 05") + bytesOf("00123") +
                                      hex("0C 05") + bytesOf("45678")),
               isRefused);
+    EXPECT_EQ(storeWith(keyInfo,
+                        keyInfo + hex("A3 80 30 10 30 0E 06 03 55 1D 0F 01 01 FF 04 04 03 02 06 40 00 00")),
+              isRefused);
 }
 
 TEST_F(PluginStoreRewrittenCertificate, AStringThatEndsWithinACharacterSpoilsACertificate) {
