@@ -24,8 +24,7 @@ int main() {
     std::string certificate;
     std::string key;
     while (std::cin >> certificate >> key) {
-        const bool matches =
-            KavrelCrypto::CSRStorage::verifyCertificateMatchesKey(certificate, fromHex(key));
+        const bool matches = KavrelCrypto::CSRStorage::verifyCertificateMatchesKey(certificate, fromHex(key));
         std::cout << (matches ? "match" : "differ") << std::endl;
     }
 }

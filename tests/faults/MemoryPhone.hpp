@@ -67,8 +67,8 @@ class MemoryPhone {
     /// Returns a signature of 256 bytes, which depends on the pair and on the data.
     static Bytes signature(int pair, BytesView data);
 
-    /// Returns the bytes that the phone takes for the certificate of a pair, and the certificate in `data`, which
-    /// is of the pair 0 if that is anything else.
+    /// Returns the bytes that the phone takes for the certificate of a pair, and the certificate in `data`,
+    /// which is of the pair 0 if that is anything else.
     static Bytes certificate(int pair);
     static SecCertificateRef certificateIn(BytesView data);
 
