@@ -108,6 +108,15 @@ TEST_F(KeychainLock, KeepsADeletionFromDeletingAnything) {
     EXPECT_EQ(lookup("tag"), errSecSuccess);
 }
 
+TEST_F(KeychainLock, KeepsAPairFromBeingStoredByHalves) {
+    CFDictionary pair = parameters("private", kSecAttrAccessibleAfterFirstUnlock);
+    pair.push_back({kSecPublicKeyAttrs,
+                    CFDictionary{{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, bytesOf("public")}}});
+    Desktop::setDeviceState(locked);
+    EXPECT_EQ(SecKeyCreateRandomKey(pair, nullptr), nullptr);
+    EXPECT_EQ(lookup("private"), errSecItemNotFound);
+}
+
 TEST_F(KeychainLock, KeepsAReferenceFromItsKeyUntilTheDeviceIsUnlocked) {
     makePair("p");
     const SecKeyRef key = findKey("p.private");
