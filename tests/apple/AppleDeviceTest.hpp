@@ -4,10 +4,14 @@
 
 #include "apple/standins/StandIns.hpp"
 
+extern "C" {
+void* objc_autoreleasePoolPush();
+void objc_autoreleasePoolPop(void* pool);
+}
+
 namespace KavrelCrypto {
 
-/// A test of the Apple device over the stand-ins. Whatever it did, every reference that it got has been given
-/// back when it ends.
+/// A test of the Apple device over the stand-ins. No object that was made for it outlives it.
 class AppleDeviceTest : public testing::Test {
   protected:
     AppleDeviceTest() {
@@ -15,11 +19,15 @@ class AppleDeviceTest : public testing::Test {
     }
 
     ~AppleDeviceTest() override {
-        EXPECT_EQ(AppleStandIns::references(), referencesBefore_) << "references kept, or given back twice";
+        AppleStandIns::startNew();
+        objc_autoreleasePoolPop(pool_);
+        EXPECT_EQ(AppleStandIns::objectsAlive(), objectsBefore_) << "references kept, or given back twice";
+        EXPECT_EQ(AppleStandIns::contextsAlive(), 0);
     }
 
   private:
-    const long referencesBefore_ = AppleStandIns::references();
+    const long objectsBefore_ = AppleStandIns::objectsAlive();
+    void* const pool_ = objc_autoreleasePoolPush();
 };
 
 }  // namespace KavrelCrypto

@@ -14,41 +14,31 @@ using AppleStandIns::Nothing;
 
 class AppleCertificates : public AppleDeviceTest {
   protected:
-    OSStatus makeTrust(const SecPolicyRef& policy = SecPolicyCreateBasicX509()) {
-        return SecTrustCreateWithCertificates(certificate, policy, &trust);
-    }
-
     const Bytes der = OpenSSL::certificate(OpenSSL::newECKey("P-256"));
     const SecCertificateRef certificate = SecCertificateCreateWithData(der);
     SecTrustRef trust;
 };
 
-TEST_F(AppleCertificates, AndTheirPolicyAreNothingWhereTheFrameworkGivesNone) {
-    failNext("SecCertificateCreateWithData", Nothing{});
-    EXPECT_EQ(SecCertificateCreateWithData(der), nullptr);
-    failNext("SecPolicyCreateBasicX509", Nothing{});
-    EXPECT_EQ(SecPolicyCreateBasicX509(), nullptr);
-}
-
 TEST_F(AppleCertificates, AreTakenIntoATrustObjectWithoutAPolicy) {
-    EXPECT_EQ(makeTrust(nullptr), errSecSuccess);
+    EXPECT_EQ(SecTrustCreateWithCertificates(certificate, nullptr, &trust), errSecSuccess);
     EXPECT_NE(trust, nullptr);
 }
 
 TEST_F(AppleCertificates, PassTheStatusOnThatTheTrustObjectCannotBeMade) {
     failNext("SecTrustCreateWithCertificates", errSecParam);
-    EXPECT_EQ(makeTrust(), errSecParam);
+    EXPECT_EQ(SecTrustCreateWithCertificates(certificate, SecPolicyCreateBasicX509(), &trust), errSecParam);
     EXPECT_EQ(trust, nullptr);
 }
 
-TEST_F(AppleCertificates, HaveNoTrustObjectWhereTheFrameworkSucceedsWithoutOne) {
+TEST_F(AppleCertificates, AreNothingWhereTheFrameworkGivesNothingAndSoAreThePolicyTheTrustObjectAndTheKey) {
+    failNext("SecCertificateCreateWithData", Nothing{});
+    EXPECT_EQ(SecCertificateCreateWithData(der), nullptr);
+    failNext("SecPolicyCreateBasicX509", Nothing{});
+    EXPECT_EQ(SecPolicyCreateBasicX509(), nullptr);
     failNext("SecTrustCreateWithCertificates", Nothing{});
-    EXPECT_EQ(makeTrust(), errSecSuccess);
+    EXPECT_EQ(SecTrustCreateWithCertificates(certificate, nullptr, &trust), errSecSuccess);
     EXPECT_EQ(trust, nullptr);
-}
-
-TEST_F(AppleCertificates, HaveNoPublicKeyWhereTheFrameworkGivesNone) {
-    makeTrust();
+    SecTrustCreateWithCertificates(certificate, nullptr, &trust);
     failNext("SecTrustCopyKey", Nothing{});
     EXPECT_EQ(SecTrustCopyKey(trust), nullptr);
 }

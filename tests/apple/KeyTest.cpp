@@ -19,28 +19,29 @@ const NSError reported = {.domain = "com.example.domain",
                           .userInfo = {{"NSLocalizedDescription", "It cannot be done"}},
                           .printedForm = "Error Domain=com.example.domain Code=-25293 \"It cannot be done\""};
 
-constexpr SecKeyAlgorithm sha256 = kSecKeyAlgorithmRSASignatureMessagePKCS1v15SHA256;
+constexpr SecKeyAlgorithm sha256 = kSecKeyAlgorithmECDSASignatureMessageX962SHA256;
 const Bytes message = {'m', 's', 'g'};
 
 CFDictionary half(const Bytes& tag) {
     return {{kSecAttrIsPermanent, true}, {kSecAttrApplicationTag, tag}};
 }
 
-const CFDictionary rsa = {{kSecAttrKeyType, kSecAttrKeyTypeRSA},
-                          {kSecAttrKeySizeInBits, std::int64_t{2048}},
-                          {kSecPrivateKeyAttrs, half({1})},
-                          {kSecPublicKeyAttrs, half({2})}};
+const CFDictionary p256 = {{kSecAttrKeyType, kSecAttrKeyTypeECSECPrimeRandom},
+                           {kSecAttrKeySizeInBits, std::int64_t{256}},
+                           {kSecPrivateKeyAttrs, half({1})},
+                           {kSecPublicKeyAttrs, half({2})}};
 
 class AppleKeys : public AppleDeviceTest {
   protected:
-    const SecKeyRef key = SecKeyCreateRandomKey(rsa, nullptr);
+    const SecKeyRef key = SecKeyCreateRandomKey(p256, nullptr);
     const SecKeyRef publicKey = SecKeyCopyPublicKey(key);
 };
 
 TEST_F(AppleKeys, AreMadeAsTheParametersSayEntryForEntry) {
     EXPECT_NE(key, nullptr);
     EXPECT_EQ(calls().front(),
-              "SecKeyCreateRandomKey {kSecAttrKeyType: kSecAttrKeyTypeRSA, kSecAttrKeySizeInBits: 2048, "
+              "SecKeyCreateRandomKey {kSecAttrKeyType: kSecAttrKeyTypeECSECPrimeRandom, "
+              "kSecAttrKeySizeInBits: 256, "
               "kSecPrivateKeyAttrs: {kSecAttrIsPermanent: true, kSecAttrApplicationTag: <01>}, "
               "kSecPublicKeyAttrs: {kSecAttrIsPermanent: true, kSecAttrApplicationTag: <02>}}");
 }
@@ -50,11 +51,11 @@ TEST_F(AppleKeys, ReportTheFrameworksErrorWhereItFailsWithOneAndOnlyThere) {
     const Bytes signature = SecKeyCreateSignature(key, sha256, message, nullptr).value();
     const std::pair<const char*, std::function<bool(ErrorPlace)>> operations[] = {
         {"SecKeyCreateRandomKey",
-         [](ErrorPlace error) { return SecKeyCreateRandomKey(rsa, error) != nullptr; }},
+         [](ErrorPlace error) { return SecKeyCreateRandomKey(p256, error) != nullptr; }},
         {"SecKeyCopyExternalRepresentation",
          [&](ErrorPlace error) { return SecKeyCopyExternalRepresentation(publicKey, error).has_value(); }},
         {"SecKeyCreateSignature",
-         [&](ErrorPlace error) { return SecKeyCreateSignature(key, sha256, message, error) == signature; }},
+         [&](ErrorPlace error) { return SecKeyCreateSignature(key, sha256, message, error).has_value(); }},
         {"SecKeyVerifySignature",
          [&](ErrorPlace error) {
              return SecKeyVerifySignature(publicKey, sha256, message, signature, error);
@@ -117,15 +118,6 @@ TEST_F(AppleKeys, ReportWhyASignatureIsNotTheirs) {
     ASSERT_TRUE(error.has_value());
     EXPECT_EQ(error->code, -67808);
     EXPECT_EQ(error->localizedDescription(), "The signature is not the key’s");
-}
-
-TEST_F(AppleKeys, ReportEachUnpairedSurrogateOfADescriptionAsOneReplacementCharacter) {
-    failNext("SecKeyCreateRandomKey", AppleStandIns::Error{"d", 1, u"x\xD800y\xD83D\xDE00\xDE00\xD83D"});
-
-    std::optional<NSError> error;
-    SecKeyCreateRandomKey(rsa, &error);
-    ASSERT_TRUE(error.has_value());
-    EXPECT_EQ(error->localizedDescription(), "x\uFFFDy\U0001F600\uFFFD\uFFFD");
 }
 
 }  // namespace

@@ -82,8 +82,8 @@ TEST_F(AppleKeychain, RefusesAMapThatCannotBeMadeWithoutAskingTheFramework) {
 }
 
 TEST_F(AppleKeychain, MakesEachMapEntryForEntryInOrder) {
-    const auto context =
-        std::make_shared<LAContext>(LAContext{CFRef<CFTypeRef>::adopting(AppleStandIns::createObject())});
+    const auto context = std::make_shared<LAContext>(
+        LAContext{CFRef<CFTypeRef>::adopting(AppleStandIns::createString(u"an object"))});
     SecItemDelete({{kSecClass, kSecClassKey},
                    {kSecAttrApplicationTag, Bytes{0x74, 0x61, 0x67}},
                    {kSecAttrAccount, "\uFEFFZoë"},

@@ -37,26 +37,6 @@ Method objc_msg_lookup_super(Super* super, Selector selector);
 void* objc_lookUpClass(const char* name);
 Selector sel_registerName(const char* name);
 int __gxx_personality_v0(int version, int actions, std::uint64_t type, void* exception, void* context);
-
-Slot* objc_msg_lookup_sender(void** object, Selector selector, void* sender);
-Slot* objc_slot_lookup_super(Super* super, Selector selector);
-void* objc_retain(void* object);
-void objc_release(void* object);
-void* objc_autorelease(void* object);
-void* objc_retainBlock(void* block);
-void* objc_retainAutorelease(void* object);
-void* objc_retainAutoreleaseReturnValue(void* object);
-void* objc_autoreleaseReturnValue(void* object);
-void* objc_retainAutoreleasedReturnValue(void* object);
-void objc_storeStrong(void** place, void* object);
-void objc_setProperty_nonatomic_copy(void* object, Selector selector, void* value, std::ptrdiff_t offset);
-void* objc_autoreleasePoolPush();
-void objc_autoreleasePoolPop(void* pool);
-void* objc_storeWeak(void** place, void* object);
-void* objc_loadWeakRetained(void** place);
-void objc_destroyWeak(void** place);
-int __gnustep_objcxx_personality_v0(int version, int actions, std::uint64_t type, void* exception,
-                                    void* context);
 }
 
 namespace {
@@ -80,6 +60,8 @@ Slot* slotOf(Method method) {
 }
 
 }  // namespace
+
+extern "C" {
 
 Slot* objc_msg_lookup_sender(void** object, Selector selector, void*) {
     return slotOf(objc_msg_lookup(*object, selector));
@@ -171,3 +153,5 @@ int __gnustep_objcxx_personality_v0(int version, int actions, std::uint64_t type
                                     void* context) {
     return __gxx_personality_v0(version, actions, type, exception, context);
 }
+
+}  // extern "C"

@@ -85,11 +85,7 @@ struct Module {
 
 extern "C" {
 void __real___objc_exec_class(Module* module);
-void __wrap___objc_exec_class(Module* module);
 Class* objc_lookUpClass(const char* name);
-const char* __lsan_default_options();
-const char* __lsan_default_suppressions();
-const char* __tsan_default_suppressions();
 }
 
 namespace {
@@ -158,6 +154,8 @@ void load(Module& module) {
 
 }  // namespace
 
+extern "C" {
+
 void __wrap___objc_exec_class(Module* module) {
     // Files are loaded in no order to rely on, so one may have to wait for the superclass of its class.
     static auto& waiting = *new std::vector<Module*>;
@@ -187,3 +185,5 @@ const char* __lsan_default_suppressions() {
 const char* __tsan_default_suppressions() {
     return "deadlock:libobjc.so\ndeadlock:libgnustep-base.so\n";
 }
+
+}  // extern "C"

@@ -11,33 +11,26 @@ namespace {
 /// Keeps the record small when a test uses an alias of a million bytes.
 constexpr std::size_t longestArgument = 2000;
 
-struct Calls {
-    std::mutex mutex;
-    std::vector<std::string> made;
-    std::map<std::string, Failure> ordered;
-};
-
-Calls& state() {
-    static auto& instance = *new Calls;
-    return instance;
-}
+std::mutex recordMutex;
+std::vector<std::string> made;
+std::map<std::string, Failure> ordered;
 
 }  // namespace
 
 void forgetCalls() {
-    const std::lock_guard lock(state().mutex);
-    state().made.clear();
-    state().ordered.clear();
+    const std::lock_guard lock(recordMutex);
+    made.clear();
+    ordered.clear();
 }
 
 std::vector<std::string> calls() {
-    const std::lock_guard lock(state().mutex);
-    return state().made;
+    const std::lock_guard lock(recordMutex);
+    return made;
 }
 
 void failNext(const std::string& operation, Failure failure) {
-    const std::lock_guard lock(state().mutex);
-    state().ordered.insert_or_assign(operation, std::move(failure));
+    const std::lock_guard lock(recordMutex);
+    ordered.insert_or_assign(operation, std::move(failure));
 }
 
 void record(const std::string& operation, const std::vector<CFTypeRef>& arguments) {
@@ -45,20 +38,14 @@ void record(const std::string& operation, const std::vector<CFTypeRef>& argument
     for (CFTypeRef argument : arguments) {
         call.append(1, ' ').append(textOf(argument), 0, longestArgument);
     }
-    const std::lock_guard lock(state().mutex);
-    state().made.push_back(std::move(call));
+    const std::lock_guard lock(recordMutex);
+    made.push_back(std::move(call));
 }
 
 std::optional<Failure> takeFailure(const std::string& operation) {
-    const std::lock_guard lock(state().mutex);
-    const auto ordered = state().ordered.extract(operation);
-    return ordered.empty() ? std::nullopt : std::optional(ordered.mapped());
-}
-
-void giveError(CFErrorRef* error, const Error& reason) {
-    if (error != nullptr) {
-        *error = referenceTo<CFErrorRef>(new ErrorObject(reason));
-    }
+    const std::lock_guard lock(recordMutex);
+    const auto taken = ordered.extract(operation);
+    return taken.empty() ? std::nullopt : std::optional(taken.mapped());
 }
 
 bool fails(const std::string& operation, CFErrorRef* error) {

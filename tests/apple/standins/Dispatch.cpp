@@ -7,13 +7,9 @@
 #include "apple/standins/Object.hpp"
 
 struct dispatch_queue_s {
-    struct Task {
-        dispatch_function_t work;
-        void* context;
-    };
     std::mutex mutex;
     std::condition_variable posted;
-    std::deque<Task> tasks;
+    std::deque<std::pair<dispatch_function_t, void*>> tasks;
 };
 
 dispatch_queue_t dispatch_get_main_queue() {
@@ -26,7 +22,7 @@ void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t
         AppleStandIns::fault("a task was posted to no queue, or no task to one");
     }
     const std::lock_guard lock(queue->mutex);
-    queue->tasks.push_back({work, context});
+    queue->tasks.emplace_back(work, context);
     queue->posted.notify_one();
 }
 
@@ -37,9 +33,9 @@ void AppleStandIns::runMainQueueUntil(const std::function<bool()>& done) {
         if (!queue->posted.wait_for(lock, std::chrono::minutes(1), [&] { return !queue->tasks.empty(); })) {
             fault("nothing was posted to the main queue for a minute");
         }
-        const auto task = queue->tasks.front();
+        const auto [work, context] = queue->tasks.front();
         queue->tasks.pop_front();
         lock.unlock();
-        task.work(task.context);
+        work(context);
     }
 }

@@ -1,30 +1,24 @@
 #include <Security/Security.h>
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <mutex>
 
-#include "apple/standins/Keys.hpp"
+#include "apple/standins/Object.hpp"
 
 namespace AppleStandIns {
 namespace {
 
-/// What is stored is plain values, so that the account of references is that of the caller alone.
+using Attributes = std::map<std::string, std::string>;  // both as text
+
+/// What is stored is plain values, so that the account of objects is that of the caller alone.
 struct Item {
-    std::map<std::string, std::string> attributes;  // both as text
-    std::vector<std::uint8_t> data;
-    PKey key;
-    bool isPrivate = false;
+    Attributes attributes;
+    std::variant<Bytes, Key> content;
 };
 
-struct Keychain {
-    std::mutex mutex;
-    std::vector<Item> items;
-};
-
-Keychain& keychain() {
-    static auto& instance = *new Keychain;
-    return instance;
-}
+std::mutex keychainMutex;
+std::vector<Item> items;
 
 // Attributes that say what to do and not what an item is like.
 #pragma GCC diagnostic push
@@ -36,35 +30,17 @@ bool isInstruction(CFTypeRef key) {
 }
 #pragma GCC diagnostic pop
 
-/// Stops at an attribute whose value is of a type that the keychain would not match.
-void checkType(CFTypeRef key, CFTypeRef value) {
-    if (key == kSecAttrApplicationTag || key == kSecValueData) {
-        as<DataObject>(value);
-    } else if (key == kSecAttrAccount) {
-        unitsOf(value);
-    } else if (key == kSecReturnRef || key == kSecReturnData || key == kSecAttrIsPermanent) {
-        as<BooleanObject>(value);
-    } else if (key == kSecPrivateKeyAttrs || key == kSecPublicKeyAttrs) {
-        as<DictionaryObject>(value);
-    } else if (key == kSecAttrAccessControl) {
-        as<AccessControlObject>(value);
-    } else if (key != kSecUseAuthenticationContext) {
-        as<ConstantObject>(value);
-    }
-}
-
-std::map<std::string, std::string> attributesOf(const DictionaryObject& dictionary) {
-    std::map<std::string, std::string> attributes;
+Attributes attributesOf(const Dictionary& dictionary) {
+    Attributes attributes;
     for (const auto& [key, value] : dictionary.entries) {
-        checkType(key, value);
         if (!isInstruction(key)) {
-            attributes.emplace(textOf(key), textOf(value));
+            attributes.emplace(textOf(key), textOf(value.get()));
         }
     }
     return attributes;
 }
 
-bool matches(const Item& item, const std::map<std::string, std::string>& query) {
+bool matches(const Item& item, const Attributes& query) {
     return std::all_of(query.begin(), query.end(), [&](const auto& attribute) {
         const auto found = item.attributes.find(attribute.first);
         return found != item.attributes.end() && found->second == attribute.second;
@@ -72,48 +48,53 @@ bool matches(const Item& item, const std::map<std::string, std::string>& query) 
 }
 
 /// What is given back of an item, as the query's instructions say; null where they say nothing.
-CFTypeRef resultOf(const Item& item, const DictionaryObject& query) {
-    if (query.find(kSecReturnRef) == kCFBooleanTrue && item.key != nullptr) {
-        return makeKey(item.key, item.isPrivate);
+CFTypeRef resultOf(const Item& item, const Dictionary& query) {
+    const bool isKey = std::holds_alternative<Key>(item.content);
+    if (query.find(isKey ? kSecReturnRef : kSecReturnData) != kCFBooleanTrue) {
+        return nullptr;
     }
-    if (query.find(kSecReturnData) == kCFBooleanTrue) {
-        return new DataObject(item.data);
-    }
-    return nullptr;
+    return std::visit([](const auto& content) { return makeObject(content); }, item.content);
 }
 
-/// Takes an ordered failure of a keychain operation: its status, and where that is success a wrong result.
-std::optional<OSStatus> failureOf(const std::string& operation, CFTypeRef* result) {
-    const std::optional<Failure> failure = takeFailure(operation);
-    if (!failure.has_value()) {
-        return std::nullopt;
+using Work = std::function<OSStatus(const Dictionary& asked, const Attributes& attributes)>;
+
+/// Does the work of a keychain operation, unless a failure is ordered: its status, or success with a wrong
+/// result.
+OSStatus perform(const std::string& operation, CFDictionaryRef map, CFTypeRef* result, const Work& work) {
+    record(operation, {map});
+    const auto& asked = as<Dictionary>(map);
+    if (const std::optional<Failure> failure = takeFailure(operation)) {
+        if (const auto* status = std::get_if<OSStatus>(&*failure)) {
+            return *status;
+        }
+        *result = std::holds_alternative<WrongType>(*failure) ? createString(u"of another type") : nullptr;
+        return errSecSuccess;
     }
-    if (const auto* status = std::get_if<OSStatus>(&*failure)) {
-        return *status;
+    const Attributes attributes = attributesOf(asked);
+    if (!attributes.contains("kSecClass")) {
+        return errSecParam;
     }
-    if (result == nullptr || std::holds_alternative<Error>(*failure)) {
-        fault(operation + " has no such way to fail");
-    }
-    *result = std::holds_alternative<WrongType>(*failure) ? createObject() : nullptr;
-    return errSecSuccess;
+    const std::lock_guard lock(keychainMutex);
+    return work(asked, attributes);
 }
 
 }  // namespace
 
 void startNew() {
+    startNewSensor();
     forgetCalls();
-    const std::lock_guard lock(keychain().mutex);
-    keychain().items.clear();
+    const std::lock_guard lock(keychainMutex);
+    items.clear();
 }
 
-void storeKey(const PKey& key, bool isPrivate, CFTypeRef keyType, const DictionaryObject& attributes) {
-    Item item{.attributes = attributesOf(attributes), .data = {}, .key = key, .isPrivate = isPrivate};
+void storeKey(const Key& half, CFTypeRef keyType, const Dictionary& attributes) {
+    Item item{.attributes = attributesOf(attributes), .content = half};
     item.attributes.emplace("kSecClass", "kSecClassKey");
     item.attributes.emplace("kSecAttrKeyType", textOf(keyType));
     item.attributes.emplace("kSecAttrKeyClass",
-                            isPrivate ? "kSecAttrKeyClassPrivate" : "kSecAttrKeyClassPublic");
-    const std::lock_guard lock(keychain().mutex);
-    keychain().items.push_back(std::move(item));
+                            half.isPrivate ? "kSecAttrKeyClassPrivate" : "kSecAttrKeyClassPublic");
+    const std::lock_guard lock(keychainMutex);
+    items.push_back(std::move(item));
 }
 
 }  // namespace AppleStandIns
@@ -121,65 +102,44 @@ void storeKey(const PKey& key, bool isPrivate, CFTypeRef keyType, const Dictiona
 using namespace AppleStandIns;
 
 OSStatus SecItemAdd(CFDictionaryRef attributes, CFTypeRef* result) {
-    record("SecItemAdd", {attributes});
-    const auto& asked = as<DictionaryObject>(attributes);
-    if (const auto status = failureOf("SecItemAdd", result)) {
-        return *status;
-    }
-    Item item{.attributes = attributesOf(asked), .data = {}, .key = nullptr};
-    const CFTypeRef data = asked.find(kSecValueData);
-    if (asked.find(kSecClass) != kSecClassGenericPassword || data == nullptr) {
-        return errSecParam;
-    }
-    item.data = as<DataObject>(data).bytes;
-    const std::lock_guard lock(keychain().mutex);
-    const std::map<std::string, std::string> identity = {
-        {"kSecClass", item.attributes["kSecClass"]}, {"kSecAttrAccount", item.attributes["kSecAttrAccount"]}};
-    const std::vector<Item>& items = keychain().items;
-    if (std::any_of(items.begin(), items.end(),
-                    [&](const Item& other) { return matches(other, identity); })) {
-        return errSecDuplicateItem;
-    }
-    if (result != nullptr) {
-        *result = resultOf(item, asked);
-    }
-    keychain().items.push_back(std::move(item));
-    return errSecSuccess;
+    return perform("SecItemAdd", attributes, result, [&](const auto& asked, const auto& itsAttributes) {
+        const CFTypeRef data = asked.find(kSecValueData);
+        if (asked.find(kSecClass) != kSecClassGenericPassword || data == nullptr) {
+            return errSecParam;
+        }
+        const Attributes identity = {{"kSecClass", "kSecClassGenericPassword"},
+                                     {"kSecAttrAccount", itsAttributes.at("kSecAttrAccount")}};
+        if (std::any_of(items.begin(), items.end(),
+                        [&](const Item& other) { return matches(other, identity); })) {
+            return errSecDuplicateItem;
+        }
+        items.push_back({itsAttributes, as<Bytes>(data)});
+        if (result != nullptr) {
+            *result = resultOf(items.back(), asked);
+        }
+        return errSecSuccess;
+    });
 }
 
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result) {
-    record("SecItemCopyMatching", {query});
-    const auto& asked = as<DictionaryObject>(query);
-    if (const auto status = failureOf("SecItemCopyMatching", result)) {
-        return *status;
-    }
-    const auto attributes = attributesOf(asked);
-    if (asked.find(kSecClass) == nullptr || result == nullptr) {
-        return errSecParam;
-    }
-    const std::lock_guard lock(keychain().mutex);
-    const std::vector<Item>& items = keychain().items;
-    const auto item =
-        std::find_if(items.begin(), items.end(), [&](const Item& each) { return matches(each, attributes); });
-    if (item == items.end()) {
-        return errSecItemNotFound;
-    }
-    *result = resultOf(*item, asked);
-    return errSecSuccess;
+    return perform("SecItemCopyMatching", query, result, [&](const auto& asked, const auto& attributes) {
+        if (result == nullptr) {
+            return errSecParam;
+        }
+        const auto item = std::find_if(items.begin(), items.end(),
+                                       [&](const Item& each) { return matches(each, attributes); });
+        if (item == items.end()) {
+            return errSecItemNotFound;
+        }
+        *result = resultOf(*item, asked);
+        return errSecSuccess;
+    });
 }
 
 OSStatus SecItemDelete(CFDictionaryRef query) {
-    record("SecItemDelete", {query});
-    const auto& asked = as<DictionaryObject>(query);
-    if (const auto status = failureOf("SecItemDelete", nullptr)) {
-        return *status;
-    }
-    const auto attributes = attributesOf(asked);
-    if (asked.find(kSecClass) == nullptr) {
-        return errSecParam;
-    }
-    const std::lock_guard lock(keychain().mutex);
-    const auto deleted =
-        std::erase_if(keychain().items, [&](const Item& each) { return matches(each, attributes); });
-    return deleted == 0 ? errSecItemNotFound : errSecSuccess;
+    return perform("SecItemDelete", query, nullptr, [](const auto&, const auto& attributes) {
+        const auto deleted =
+            std::erase_if(items, [&](const Item& each) { return matches(each, attributes); });
+        return deleted == 0 ? errSecItemNotFound : errSecSuccess;
+    });
 }

@@ -13,19 +13,6 @@
 @end
 
 @implementation CAPPluginCallError
-
-- (instancetype)init:(NSString*)message
-                code:(NSString*)code
-               error:(NSError*)error
-                data:(NSDictionary<NSString*, id>*)data {
-    self = [super init];
-    _message = [message copy];
-    _code = [code copy];
-    _error = error;
-    _data = [data copy];
-    return self;
-}
-
 @end
 
 @implementation CAPPluginCall (Swift)
@@ -43,7 +30,12 @@
               :(NSString*)code
               :(NSError*)error
               :(NSDictionary<NSString*, id>*)data {
-    self.errorHandler([[CAPPluginCallError alloc] init:message code:code error:error data:data]);
+    CAPPluginCallError* failure = [[CAPPluginCallError alloc] init];
+    failure.message = message;
+    failure.code = code;
+    failure.error = error;
+    failure.data = data;
+    self.errorHandler(failure);
 }
 // clang-format on
 

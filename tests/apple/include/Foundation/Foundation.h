@@ -12,9 +12,10 @@
 #define __deprecated __attribute__((deprecated))
 #define TRUE YES
 
-static inline CFTypeRef _Nullable CFBridgingRetain(id _Nullable object) {
-    return (__bridge_retained CFTypeRef)object;
-}
+#ifdef __cplusplus
+extern "C"
+#endif
+    CFTypeRef _Nullable CFBridgingRetain(id _Nullable object);
 
 typedef NS_ENUM(NSInteger, NSURLSessionAuthChallengeDisposition) {
     NSURLSessionAuthChallengeUseCredential = 0,

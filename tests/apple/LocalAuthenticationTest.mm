@@ -1,22 +1,23 @@
 // LocalAuthentication on the Apple device.
 
+#import <Foundation/Foundation.h>
+
 #include <gtest/gtest.h>
 
 #include <future>
 
-#include "apple/objc/ObjectiveCTest.hpp"
+#include "apple/AppleDeviceTest.hpp"
 #include "platform/LocalAuthentication.hpp"
+#include "tests/support/DeviceUnderTest.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
-using AppleStandIns::Answer;
-using AppleStandIns::answerPrompts;
-using AppleStandIns::setBiometrics;
+using DeviceUnderTest::setBiometrics;
 
 constexpr LAPolicy biometrics = LAPolicy::deviceOwnerAuthenticationWithBiometrics;
 
-class AppleLocalAuthentication : public ObjectiveCTest {
+class AppleLocalAuthentication : public AppleDeviceTest {
   protected:
     struct Outcome {
         bool success;
@@ -51,7 +52,7 @@ TEST_F(AppleLocalAuthentication, SaysNoWithThePlatformsReason) {
 }
 
 TEST_F(AppleLocalAuthentication, SaysNoWithoutAReasonWhereThePlatformGivesNone) {
-    AppleStandIns::refuseNext(nil);
+    AppleStandIns::refuseNext(nullptr);
 
     std::optional<NSError> error;
     EXPECT_FALSE(canEvaluatePolicy(*makeLAContext(), biometrics, &error));
@@ -60,9 +61,10 @@ TEST_F(AppleLocalAuthentication, SaysNoWithoutAReasonWhereThePlatformGivesNone) 
 
 TEST_F(AppleLocalAuthentication, SaysWhyInEveryCharacterOfThePlatforms) {
     NSString* description = (__bridge_transfer NSString*)AppleStandIns::createString(u"\uFEFFno\xD83D");
-    AppleStandIns::refuseNext([::NSError errorWithDomain:@"d"
-                                                    code:1
-                                                userInfo:@{::NSLocalizedDescriptionKey : description}]);
+    ::NSError* reason = [::NSError errorWithDomain:@"d"
+                                              code:1
+                                          userInfo:@{::NSLocalizedDescriptionKey : description}];
+    AppleStandIns::refuseNext((__bridge CFTypeRef)reason);
 
     std::optional<NSError> error;
     canEvaluatePolicy(*makeLAContext(), biometrics, &error);
@@ -81,7 +83,7 @@ TEST_F(AppleLocalAuthentication, KnowsTheSensorOnceItWasAsked) {
 }
 
 TEST_F(AppleLocalAuthentication, RepliesWithThePlatformsErrorWhenThePersonCancels) {
-    answerPrompts(Answer::cancel);
+    DeviceUnderTest::answerPrompts(DeviceUnderTest::PromptAnswer::cancel);
 
     const Outcome outcome = evaluate();
     EXPECT_FALSE(outcome.success);
@@ -91,7 +93,7 @@ TEST_F(AppleLocalAuthentication, RepliesWithThePlatformsErrorWhenThePersonCancel
 }
 
 TEST_F(AppleLocalAuthentication, RepliesWithoutAnErrorWhereThePlatformGivesNone) {
-    answerPrompts(Answer::failureWithoutError);
+    AppleStandIns::refuseNext(nullptr);
 
     const Outcome outcome = evaluate();
     EXPECT_FALSE(outcome.success);

@@ -6,13 +6,13 @@
 
 #include <limits>
 
-#include "apple/objc/ObjectiveCTest.hpp"
+#include "apple/AppleDeviceTest.hpp"
 #include "apple/standins/Object.hpp"
 
 namespace KavrelCrypto {
 namespace {
 
-class CapacitorValues : public ObjectiveCTest {
+class CapacitorValues : public AppleDeviceTest {
   protected:
     /// `value` as an argument of a call arrives at the component.
     static JSValue received(id value) {

@@ -28,14 +28,10 @@
 @end
 
 @interface CAPPluginCallError : NSObject
-@property (nonatomic, readonly, copy) NSString* _Nonnull message;
-@property (nonatomic, readonly, copy) NSString* _Nullable code;
-@property (nonatomic, readonly) NSError* _Nullable error;
-@property (nonatomic, readonly, copy) NSDictionary<NSString*, id>* _Nullable data;
-- (nonnull instancetype)init:(nonnull NSString*)message
-                        code:(nullable NSString*)code
-                       error:(nullable NSError*)error
-                        data:(nullable NSDictionary<NSString*, id>*)data;
+@property (nonatomic, copy) NSString* _Nonnull message;
+@property (nonatomic, copy) NSString* _Nullable code;
+@property (nonatomic, copy) NSError* _Nullable error;
+@property (nonatomic, copy) NSDictionary<NSString*, id>* _Nullable data;
 @end
 
 @interface CAPPluginCall (Swift)
