@@ -1,31 +1,11 @@
 load helper
 
-@test "hasKey tells whether the person has a key" {
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":false}'
-    make_key
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":true}'
-}
-
 @test "ensureKey is rejected with the device's reason when a key cannot be made" {
     kavrel device set locked=true
     call ensureKey '{"nationalCode":"0012345678"}'
     assert_equal "$status" 1
     assert_equal "$(jq -r .reject.message <<<"$output")" ensure_key_failed
     refute [ "$(jq -r .reject.code <<<"$output")" = null ]
-}
-
-@test "signDigest gives a signature that OpenSSL accepts over SHA-256 of the very bytes" {
-    enrol
-    head -c 1000000 /dev/urandom >signed
-    base64 -w 0 signed | jq -Rc '{nationalCode: "0012345678", digestB64: .}' >arguments
-    call signDigest @arguments --prompt match
-    assert_success
-    result signatureB64 | base64 -d >signature
-    openssl x509 -in certificate.pem -noout -pubkey >public.pem
-    run openssl dgst -sha256 -verify public.pem -signature signature signed
-    assert_output 'Verified OK'
 }
 
 @test "setStyle is delivered and never settled: exit status 3, and a sentence" {

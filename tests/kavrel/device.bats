@@ -15,12 +15,6 @@ locked=false
 firstUnlock=true'
 }
 
-@test "the device is a folder for its owner's eyes only" {
-    kavrel device show
-    assert_equal "$(stat -c %a "$KAVREL_DEVICE")" 700
-    assert_equal "$(stat -c %a "$KAVREL_DEVICE"/* | sort -u)" 600
-}
-
 @test "set changes what is named and nothing else" {
     run --separate-stderr kavrel device set biometry=touchID
     assert_success
@@ -101,21 +95,6 @@ firstUnlock=true'
     done
 }
 
-@test "on a locked device no key is found, and none is lost" {
-    make_key
-    kavrel device set locked=true
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":false}'
-    call getKeyInfo '{"nationalCode":"0012345678"}'
-    assert_rejected 'not found'
-    kavrel device set firstUnlock=false
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":false}'
-    kavrel device set locked=false
-    call hasKey '{"nationalCode":"0012345678"}'
-    assert_resolved '{"exists":true}'
-}
-
 @test "reset makes a new device of it, and leaves the test authority" {
     enrol
     kavrel device set biometry=none locked=true
@@ -138,24 +117,4 @@ firstUnlock=true'
     assert_refused_saying folder
     run --separate-stderr kavrel device show --device file/below
     assert_refused_saying "$PWD/file"
-}
-
-@test "a damaged or foreign keychain is an error, and stays as it is" {
-    make_key
-    rm -f "$KAVREL_DEVICE"/*-wal "$KAVREL_DEVICE"/*-shm
-    local file command
-    file=$(echo "$KAVREL_DEVICE"/keychain*)
-    printf 'no database at all, but longer than the header of one: %0100d' 0 >"$file"
-    cp "$file" damaged
-    for command in 'device show' 'device set locked=true' 'device reset' 'call hasKey {"nationalCode":"1"}' \
-        'call getBiometricStatus'; do
-        run --separate-stderr kavrel $command
-        assert_refused_saying "$KAVREL_DEVICE"
-        run cmp damaged "$file"
-        assert_success
-    done
-    rm "$file"
-    sqlite3 "$file" 'CREATE TABLE items (price)'
-    call hasKey '{"nationalCode":"1"}'
-    assert_refused_saying "$KAVREL_DEVICE"
 }

@@ -71,17 +71,6 @@ assert_refused_saying() {
     [[ "$stderr" == *"$1"* ]] || fail "not in standard error: $1"$'\n'"standard error: $stderr"
 }
 
-# assert_expected NAME: the output is what the file expected/NAME holds. With UPDATE_EXPECTED=1 in the environment the
-# file is written instead, so that git shows what has changed.
-assert_expected() {
-    local file=$BATS_TEST_DIRNAME/expected/$1
-    if [ "${UPDATE_EXPECTED-}" = 1 ]; then
-        printf '%s\n' "$output" >"$file"
-    fi
-    diff --unified "$file" - <<<"$output" ||
-        fail "If this is how it should be: UPDATE_EXPECTED=1 ctest --preset debug -R '^kavrel'"
-}
-
 # prepare: devices for the tests of a file to copy, since to generate a key takes longer than most of what they do with it.
 # One has a key and the other its certificate too.
 prepare() {
