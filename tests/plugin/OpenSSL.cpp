@@ -135,7 +135,14 @@ Request parsedRequest(BytesView der) {
 }
 
 Key authorityKey() {
-    static const Key key = newRSAKey(2048);
+    // Generated here and not taken from the pool, whose keys the device's may be.
+    static const Key key = [] {
+        const std::shared_ptr<EVP_PKEY_CTX> context(
+            required(EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr)), EVP_PKEY_CTX_free);
+        EVP_PKEY* made = nullptr;
+        require(EVP_PKEY_keygen_init(context.get()) == 1 && EVP_PKEY_generate(context.get(), &made) == 1);
+        return owned(made);
+    }();
     return key;
 }
 
