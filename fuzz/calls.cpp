@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <condition_variable>
+#include <cstdarg>
 #include <deque>
 #include <future>
 #include <map>
@@ -13,17 +14,21 @@
 #include <optional>
 #include <sqlite3.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devices/desktop/Device.hpp"
 #include "devices/desktop/MainQueue.hpp"
 #include "devices/desktop/Sensor.hpp"
 #include "fuzz/check.hpp"
-#include "fuzz/keys.hpp"
 #include "platform/Security.hpp"
 #include "plugin/DigitalSignPlugin.hpp"
+#include "tests/plugin/OpenSSL.hpp"
 #include "tests/support/TemporaryFolder.hpp"
 #include "tests/support/TestCall.hpp"
+
+extern "C" EVP_PKEY* __real_EVP_PKEY_Q_keygen(OSSL_LIB_CTX* context, const char* properties, const char* type,
+                                              ...);
 
 namespace KavrelCrypto {
 namespace {
@@ -31,6 +36,36 @@ namespace {
 using Desktop::DeviceState;
 using Desktop::PromptAnswer;
 using Fuzz::check;
+
+using Stock = std::array<EVP_PKEY*, 6>;
+
+// Shorter than those that the component asks for: a signature takes a tenth of the time, and nobody looks at
+// its length.
+constexpr std::size_t bits = 512;
+
+/// How many keys have been taken since the input began. The same input gets the same keys in the same order;
+/// two in a row are different, and each comes back after a while.
+std::size_t keysTaken = 0;
+
+Stock madeStock() {
+    Stock stock{};
+    for (EVP_PKEY*& key : stock) {
+        key = __real_EVP_PKEY_Q_keygen(nullptr, nullptr, "RSA", bits);
+        check(key != nullptr, "OpenSSL generates a key");
+    }
+    return stock;
+}
+
+EVP_PKEY* keyInStock(std::size_t number) {
+    static const Stock stock = madeStock();
+    EVP_PKEY* key = stock[number % stock.size()];
+    EVP_PKEY_up_ref(key);
+    return key;
+}
+
+OpenSSL::Key lastKey() {
+    return {keyInStock(keysTaken - 1), EVP_PKEY_free};
+}
 
 /// The people. The second has a blank more than the first, and the last is not in ASCII.
 const std::array<std::string, 4> people = {"0012345678", "0012345678 ", "", "۰۰۱۲"};
@@ -115,7 +150,6 @@ struct World {
     World() {
         Desktop::openDevice(folder());
         Desktop::answerPromptsWith([this](const std::string& reason) { return prompts.show(reason); });
-        OpenSSL::authorityKey();  // takes a key, and is not to take one within an input
     }
     [[nodiscard]] std::filesystem::path folder() const {
         return folders.path() / "device";
@@ -204,7 +238,7 @@ class Run {
   public:
     Run() {
         Desktop::resetDevice();
-        Fuzz::restartKeys();
+        keysTaken = 0;
     }
 
     void step(std::uint8_t what, std::uint8_t who, std::uint8_t how) {
@@ -283,15 +317,15 @@ class Run {
     }
 
     void ensureKey(const std::string& person, std::uint8_t /*how*/) {
-        const std::size_t before = Fuzz::keysTaken();
+        const std::size_t before = keysTaken;
         const TestCallRef call = begin("ensureKey", {{"nationalCode", person}});
-        check(Fuzz::keysTaken() == before + 1, "one key is generated");
+        check(keysTaken == before + 1, "one key is generated");
         if (model_.state.locked) {
             checkRejected(*call, "ensure_key_failed", model_.whyLocked());
             return;
         }
         checkResolved(*call, {{"ok", true}});
-        model_.setKey(ownTags(person), Fuzz::lastKey());
+        model_.setKey(ownTags(person), lastKey());
     }
 
     void hasKey(const std::string& person, std::uint8_t /*how*/) {
@@ -361,10 +395,10 @@ class Run {
 
     void createCSR(const std::string& person, std::uint8_t how) {
         const std::string city = "Shiraz" + std::string(how, 'i');
-        const std::size_t before = Fuzz::keysTaken();
+        const std::size_t before = keysTaken;
         const TestCallRef call = begin("createCSR", {{"userInfo", identity(person, city)}});
         const bool needsKey = !person.empty() && model_.privateKey(person) == nullptr;
-        check(Fuzz::keysTaken() == before + (needsKey ? 1 : 0), "a key is generated if there is none");
+        check(keysTaken == before + (needsKey ? 1 : 0), "a key is generated if there is none");
         if (person.empty()) {
             checkRejected(*call, "nationalCode required");
             return;
@@ -374,7 +408,7 @@ class Run {
             return;
         }
         if (needsKey) {
-            model_.setKey(ownTags(person), Fuzz::lastKey());
+            model_.setKey(ownTags(person), lastKey());
         }
         const Bytes der = OpenSSL::fromBase64(stringIn(resultOf(*call), "csrPem"));
         const Tags fallback = fallbackTags(person);
@@ -499,7 +533,7 @@ class Run {
                                                     nullptr);
         check((key != nullptr) == model_.state.firstUnlock, "keys are stored once the device was unlocked");
         if (key != nullptr) {
-            model_.setKey(tags, Fuzz::lastKey());
+            model_.setKey(tags, lastKey());
         }
     }
 
@@ -537,6 +571,19 @@ class Run {
 
 }  // namespace
 }  // namespace KavrelCrypto
+
+// The linker puts this in the place of OpenSSL's function (--wrap): to generate a key takes longer than all
+// the rest of an execution.
+extern "C" EVP_PKEY* __wrap_EVP_PKEY_Q_keygen(OSSL_LIB_CTX* /*context*/, const char* /*properties*/,
+                                              const char* type, ...) {
+    using namespace KavrelCrypto;
+    std::va_list arguments;
+    va_start(arguments, type);
+    check(std::string_view(type) == "RSA" && va_arg(arguments, std::size_t) == 2048,
+          "the component asks for RSA keys of 2048 bits and nothing else");
+    va_end(arguments);
+    return keyInStock(keysTaken++);
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace KavrelCrypto;
