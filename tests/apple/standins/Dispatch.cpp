@@ -12,10 +12,7 @@ struct dispatch_queue_s {
     std::deque<std::pair<dispatch_function_t, void*>> tasks;
 };
 
-dispatch_queue_t dispatch_get_main_queue() {
-    static auto& queue = *new dispatch_queue_s;
-    return &queue;
-}
+dispatch_queue_s _dispatch_main_q;
 
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
     if (queue == nullptr || work == nullptr) {

@@ -9,7 +9,10 @@ extern "C" {
 typedef struct dispatch_queue_s* dispatch_queue_t;
 typedef void (*dispatch_function_t)(void* context);
 
-dispatch_queue_t dispatch_get_main_queue(void);
+extern struct dispatch_queue_s _dispatch_main_q;
+static inline dispatch_queue_t dispatch_get_main_queue(void) {
+    return &_dispatch_main_q;
+}
 void dispatch_async_f(dispatch_queue_t queue, void* context, dispatch_function_t work);
 
 #ifdef __cplusplus
