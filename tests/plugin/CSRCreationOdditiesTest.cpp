@@ -46,15 +46,6 @@ TEST_F(PluginCreateCSROddities, APostalCodeInPersianDigitsIsQuestionMarksBehindA
     EXPECT_TRUE(isSigned(request, 4));
 }
 
-TEST_F(PluginCreateCSROddities, ANationalCodeInPersianDigitsIsACommonNameAndAMalformedSerialNumber) {
-    const Bytes request = created(identity("۰۰۱۲"));
-    const Bytes commonName = hex("31 11 30 0F 06 03 55 04 03 0C 08");
-    const Bytes serialNumber = hex("31 0D 30 0B 06 03 55 04 05 13 00");
-    EXPECT_TRUE(contains(request, commonName + bytesOf("۰۰۱۲")));
-    EXPECT_TRUE(contains(request, serialNumber + bytesOf("????")));
-    EXPECT_EQ(OpenSSL::parsedRequest(request), nullptr);
-}
-
 TEST_F(PluginCreateCSROddities, ANameOf40000BytesFollowsTagsWithoutLengths) {
     const Bytes request = created(with(identity(sara), "provinceName", std::string(40'000, 'p')));
     const Bytes start = hex("30 30 02 01 00 30 31 30 06 03 55 04 08 0C");
