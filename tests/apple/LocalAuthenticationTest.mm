@@ -1,10 +1,11 @@
 // LocalAuthentication on the Apple device.
 
-#import <Foundation/Foundation.h>
-
 #include <gtest/gtest.h>
 
 #include <future>
+
+// After the C++ library, which has a variable of the name of one of GNUstep's macros.
+#import <Foundation/Foundation.h>
 
 #include "apple/AppleDeviceTest.hpp"
 #include "platform/LocalAuthentication.hpp"

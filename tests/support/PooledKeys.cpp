@@ -27,7 +27,7 @@ std::vector<EVP_PKEY*> readPool() {
 }
 
 EVP_PKEY* nextOfPool() {
-    static const std::vector<EVP_PKEY*> pool = readPool();
+    static const auto& pool = *new std::vector(readPool());  // goes with the process
     // Processes do not all begin with the same key.
     static std::atomic<std::size_t> next = static_cast<std::size_t>(::getpid());
     return EVP_PKEY_dup(pool.at(next++ % pool.size()));
