@@ -11,7 +11,6 @@
 
 #include "csr/CertificateSigningRequest.hpp"
 #include "fuzz/check.hpp"
-#include "fuzz/element.hpp"
 
 namespace KavrelCrypto {
 namespace {
@@ -31,11 +30,30 @@ auto unlessStopped(Operation operation) -> std::optional<decltype(operation())> 
 }
 
 using Fuzz::check;
-using Fuzz::element;
-using Fuzz::joined;
 using Request = CertificateSigningRequest;
 
 constexpr std::int64_t longest = std::numeric_limits<std::int64_t>::max();
+
+Bytes joined(Bytes left, BytesView right) {
+    append(right, left);
+    return left;
+}
+
+/// Returns a tag and the length of `size` bytes. From 32,768 bytes on, the length is left out.
+Bytes header(std::uint8_t tag, std::size_t size) {
+    const auto low = static_cast<std::uint8_t>(size % 0x100);
+    if (size < 0x80) {
+        return {tag, low};
+    }
+    if (size < 0x100) {
+        return {tag, 0x81, low};
+    }
+    return size < 0x8000 ? Bytes{tag, 0x82, static_cast<std::uint8_t>(size / 0x100), low} : Bytes{tag};
+}
+
+Bytes element(std::uint8_t tag, BytesView content) {
+    return joined(header(tag, content.size()), content);
+}
 
 /// What is left of some bytes, as a reader goes through them.
 class Cursor {
