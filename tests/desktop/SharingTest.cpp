@@ -102,6 +102,18 @@ TEST_F(SharedDevice, IsChangedInTurnsThatNoSignalEnds) {
     EXPECT_THAT(turns, testing::ElementsAre(0, 1, 2, 3, 4));
 }
 
+TEST_F(SharedDevice, IsWaitedForEvenIfTheSystemHasNoThreadForThat) {
+    Desktop::openDevice(folder);
+    std::optional<FolderLock> held(std::in_place, Desktop::openFolder(folder), std::chrono::seconds(0));
+    auto state = std::async(std::launch::async, [&] {
+        const SystemTrouble trouble = withoutThreads();
+        return FolderLock(Desktop::openFolder(folder), std::chrono::minutes(1)).state();
+    });
+    waitForWaiters(folder, 1);
+    held.reset();
+    EXPECT_EQ(state.get(), FolderLock::State::held);
+}
+
 using LongSharedDevice = SharedDevice;
 
 // The waits take as long as the device's patience.
